@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdarg>
+
+#include "nuvra/result.h"
+
+namespace nuvra {
+
+class OpenGLCLVKTracerImpl;
+class OpenGLCLVKTracerRef;
+
+/// What a tracer offers. Calls come from any thread, and a tracer keeps no pointer that it is given.
+///
+/// A signature code has one letter a value, in order; `values` is read accordingly:
+/// i cl_int; u cl_uint; s size_t; p untyped pointer; P object handle (a pointer); a element count (32-bit
+/// int) of the array that the next letter describes, the next value being the pointer to that array; T text;
+/// m cl_platform_info, n cl_device_info, v cl_program_info or cl_program_build_info,
+/// Y cl_kernel_work_group_info, V GL context info (each a cl_uint); N a 64-bit value, w cl_mem_flags,
+/// W cl_map_flags, R cl_command_queue_properties (each a cl_ulong); r zero-terminated property list (a
+/// pointer); b cl_bool; E GL enum; f cl_float, F cl_double (as array elements); x end of the arguments, no
+/// value.
+struct OpenGLCLVKTracerInterface {
+    static constexpr Id kId{"nuvra.OpenGLCLVKTracerInterface#1"};
+    static constexpr const char* kHeader = "nuvra/opengl_cl_trace.h";
+    static constexpr bool kOptional = true;
+    using Object = OpenGLCLVKTracerImpl;
+
+    enum class DataKind : UInt32 { TEXT = 11, BYTES = 12 };
+
+    struct Operations {
+        void (*Destroy)(OpenGLCLVKTracerImpl* tracer);
+        /// Asked once before anything is traced; an error means that the tracer stays unused.
+        Result<void> (*CheckActivation)(OpenGLCLVKTracerImpl* tracer);
+        /// Whether callers should attach argument data.
+        Bool (*IsCapturing)(OpenGLCLVKTracerImpl* tracer);
+        void (*Comment)(OpenGLCLVKTracerImpl* tracer, const char* text);
+        /// The result is a cookie for `AttachData`. `thread` is the system's id of the calling thread.
+        UInt32 (*CallBegins)(OpenGLCLVKTracerImpl* tracer, UInt64 thread, const char* name, const char* code,
+                             va_list values);
+        void (*CallEnds)(OpenGLCLVKTracerImpl* tracer, UInt64 thread, const char* name, const char* code,
+                         va_list values);
+        /// Data behind an argument of the call with that cookie: `size` bytes (a text's length, or 0 for a
+        /// NUL-terminated text) and the index of the array element that it belongs to, or -1.
+        void (*AttachData)(OpenGLCLVKTracerImpl* tracer, UInt32 cookie, DataKind kind, Int size,
+                           const void* data, Int index);
+    };
+};
+
+class OpenGLCLVKTracerRef : public ObjectRef<OpenGLCLVKTracerInterface> {
+public:
+    using ObjectRef::ObjectRef;
+    OpenGLCLVKTracerRef() = default;
+};
+
+/// The tracing service.
+struct OpenGLCLTrace {
+    static constexpr Id kId{"nuvra.OpenGLCLTrace#1"};
+    static constexpr const char* kHeader = "nuvra/opengl_cl_trace.h";
+    static constexpr bool kOptional = true;
+
+    struct Operations {
+        /// The tracer, or an empty reference where nothing is traced.
+        Result<OpenGLCLVKTracerRef> (*GetTracer)();
+    };
+};
+
+}  // namespace nuvra

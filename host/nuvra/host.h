@@ -1,0 +1,50 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "nuvra/registry.h"
+
+namespace nuvra::host {
+
+struct Options {
+    /// Libraries opened under another name: what a module asks for, and the file that it gets instead.
+    std::map<std::string, std::string> redirects;
+    /// Receives each diagnostic message, without a line end; standard error when empty.
+    std::function<void(std::string_view message)> diagnostics;
+    /// Asked before each allocation of the system service, on the allocating thread; false makes it fail.
+    std::function<bool(Int size)> allow;
+};
+
+/// The framework that modules run in: the module "net.nuvra.core.framework" with its services, and the
+/// loading, linking, starting and ending of other modules. One at a time in a process; used on one thread.
+///
+/// Errors name the module and what is wrong with it.
+class Host {
+public:
+    explicit Host(Options options = {});
+    /// As `Shutdown`.
+    ~Host();
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
+
+    /// Adds the modules that are linked into the program itself; `name` is for messages.
+    Result<void> AddModules(ModuleRecord* modules, const char* name);
+    /// Loads a library and adds its modules. Fails, and leaves nothing loaded, when the file is no library or
+    /// has no `g_privateModules`.
+    Result<void> LoadModules(const std::filesystem::path& library);
+    /// Starts everything added: checks the records, orders the modules by their dependencies, fills the
+    /// references, registers classes, data types and registry entries, and runs the initializers. When
+    /// something fails, what was started is taken down in reverse order and the libraries are unloaded.
+    Result<void> Start();
+    /// Runs the finalizers in reverse order, removes the registrations and unloads the libraries. A library
+    /// with live objects is named in a diagnostic and stays loaded, unfinalized, with all it depends on.
+    /// The result is the names of the principal modules that stay.
+    std::vector<std::string> Shutdown();
+};
+
+}  // namespace nuvra::host

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "nuvra/result.h"
+
+namespace nuvra {
+
+class OpenCLEventImpl;
+
+struct OpenCLEventInterface {
+    static constexpr Id kId{"nuvra.OpenCLEventInterface#1"};
+    static constexpr const char* kHeader = "nuvra/open_cl_event.h";
+    static constexpr bool kOptional = false;
+    using Object = OpenCLEventImpl;
+
+    struct Operations {
+        void (*Destroy)(OpenCLEventImpl*);
+    };
+};
+
+/// The event of one enqueued command, for wait lists. Made by the queue's operations alone; after a failed
+/// enqueue it holds no event, and waiting for it is the runtime's error.
+class OpenCLEventRef : public ObjectRef<OpenCLEventInterface> {
+public:
+    using ObjectRef::ObjectRef;
+    OpenCLEventRef() = default;
+};
+
+}  // namespace nuvra
