@@ -140,18 +140,8 @@ public:
 
     /// The context's one instance of the task registered under `name`, initialised on first request. The
     /// null-pointer error when no task has that name; after a failing `Init`, its error, and the next request
-    /// tries again. See open_cl_task.h.
+    /// tries again. Defined in open_cl_task.h.
     inline Result<OpenCLTaskRef> GetTask(const String& name) const;
 };
-
-}  // namespace nuvra
-
-#include "nuvra/open_cl_task.h"
-
-namespace nuvra {
-
-Result<OpenCLTaskRef> OpenCLContextRef::GetTask(const String& name) const {
-    return Invoke<&Operations::GetTask>(name);
-}
 
 }  // namespace nuvra

@@ -51,6 +51,10 @@ public:
     }
 };
 
+Result<OpenCLTaskRef> OpenCLContextRef::GetTask(const String& name) const {
+    return Invoke<&Operations::GetTask>(name);
+}
+
 /// "clearmem": fills the first `size` bytes of a buffer.
 struct ClearMemParameters {
     Int64 version = 1;

@@ -26,12 +26,12 @@ enum class RecordKind : UInt32 {
     REGISTRY_ENTRY = 7,  ///< `RegistryEntryRecord`
 };
 
-/// What a record of kind INTERFACE or CLASS is; its flags word holds exactly one of the first four.
+/// What a record of kind INTERFACE or CLASS is; its flags word holds exactly one of the first three.
 enum RecordFlags : UInt32 {
     kDeclaration = 1,     ///< an interface that others may use, a class that others may create
     kImplementation = 2,  ///< the operations behind an interface
     kReference = 4,       ///< something used here and found elsewhere
-    kDataType = 8,        ///< a data type's operations
+    kDataType = 8,        ///< with kDeclaration or kReference of kind CLASS: a data type, not an object class
     kOptional = 16,       ///< with kReference: may stay empty
 };
 
@@ -68,6 +68,10 @@ struct ModuleRecord : Record {
     ModuleRecord* next = nullptr;
     ModuleRecord** listHead = nullptr;
     std::atomic<Int>* liveObjects = nullptr;  ///< objects of the library's classes that are alive
+
+    /// A module that depends on no other.
+    constexpr ModuleRecord(const char* moduleId, UInt32 moduleFlags)
+        : Record{RecordKind::NONE, moduleId, nullptr, moduleFlags} {}
 
     template <size_t N>
     constexpr ModuleRecord(const char* moduleId, UInt32 moduleFlags, const Id (&moduleDependencies)[N])

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "nuvra/open_cl_device.h"
+
+namespace nuvra {
+
+class TextReader;
+
+/// The device properties that are numbers, as OpenCL gives them.
+struct OpenCLDeviceNumbers {
+    cl_device_type type = 0;
+    cl_uint vendorId = 0;
+    cl_uint maxComputeUnits = 0;
+    cl_uint maxWorkItemDimensions = 0;
+    size_t maxWorkGroupSize = 0;
+    cl_uint preferredVectorWidths[7] = {};  ///< char, short, int, long, float, double, half
+    cl_uint nativeVectorWidths[7] = {};
+    cl_uint maxClockFrequency = 0;
+    cl_uint addressBits = 0;
+    cl_ulong maxMemoryAllocationSize = 0;
+    cl_bool imageSupport = 0;
+    cl_uint maxReadImageArgs = 0;
+    cl_uint maxWriteImageArgs = 0;
+    size_t image2DMaxSize[2] = {};
+    size_t image3DMaxSize[3] = {};
+    cl_uint maxSamplers = 0;
+    size_t maxParameterSize = 0;
+    cl_uint memoryBaseAddressAlignment = 0;
+    cl_uint minDataTypeAlignment = 0;
+    cl_device_fp_config singleFloatConfiguration = 0;
+    cl_uint globalMemoryCacheType = 0;
+    cl_uint globalMemoryCacheLineSize = 0;
+    cl_ulong globalMemoryCacheSize = 0;
+    cl_ulong globalMemorySize = 0;
+    cl_ulong maxConstantBufferSize = 0;
+    cl_uint maxConstantArgs = 0;
+    cl_uint localMemoryType = 0;
+    cl_ulong localMemorySize = 0;
+    cl_bool errorCorrectionSupport = 0;
+    cl_bool hostUnifiedMemory = 0;
+    size_t profilingTimerResolution = 0;
+    cl_bool endianLittle = 0;
+    cl_bool available = 0;
+    cl_bool compilerAvailable = 0;
+    cl_device_exec_capabilities executionCapabilities = 0;
+    cl_command_queue_properties queueProperties = 0;
+};
+
+class OpenCLDeviceImpl : public ObjectHeader {
+public:
+    /// A new object with everything read. UNSPECIFIED when one of the three versions does not parse.
+    static Result<OpenCLDeviceRef> Create(cl_device_id device, cl_platform_id platform);
+
+    Result<Data> GetInfo(UInt32 which) const;
+    Bool HasExtension(const String& name) const;
+
+    cl_device_id GetId() const { return _device; }
+
+private:
+    Result<void> Init(cl_device_id device, cl_platform_id platform);
+    Result<void> ReadTexts();
+    void ReadNumbers();
+    void ReadWorkItemSizes();
+
+    cl_device_id _device = nullptr;
+    cl_platform_id _platform = nullptr;
+    String _name;
+    String _vendor;
+    String _driverVersion;
+    String _version;
+    String _openCLCVersion;
+    Int64 _driverVersionNumber = 0;
+    Int64 _versionNumber = 0;
+    Int64 _openCLCVersionNumber = 0;
+    BaseArray<String> _extensions;
+    OpenCLDeviceNumbers _numbers;
+    BaseArray<Int64> _maxWorkItemSizes;  ///< one entry a dimension
+};
+
+/// The device's cl_device_id through its interface; null when it gives no integer.
+Result<cl_device_id> GetDeviceId(const OpenCLDeviceRef& device);
+
+}  // namespace nuvra

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <CL/cl.h>
+
+#include "nuvra/open_cl_error.h"
+
+namespace nuvra {
+
+/// A new error with the code of the OpenCL headers or one of the module's own, placed where the caller
+/// stands.
+ErrorRef OpenCLError(Int32 code, SourceLocation location = SourceLocation::Here());
+
+inline ErrorRef OpenCLError(OpenCLErrorCode code, SourceLocation location = SourceLocation::Here()) {
+    return OpenCLError(static_cast<Int32>(code), location);
+}
+
+/// Success for CL_SUCCESS, an error with the code for any other.
+inline Result<void> CheckCode(cl_int code, SourceLocation location = SourceLocation::Here()) {
+    if (code != CL_SUCCESS) [[unlikely]]
+        return OpenCLError(code, location);
+    return {};
+}
+
+}  // namespace nuvra

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "nuvra/open_cl_event.h"
+#include "opencl_handle.h"
+
+namespace nuvra {
+
+/// Made by the queue, which lets the runtime write the event into `handle`.
+class OpenCLEventImpl : public ObjectHeader {
+public:
+    OwnedEvent handle;
+};
+
+}  // namespace nuvra

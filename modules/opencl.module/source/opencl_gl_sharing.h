@@ -1,0 +1,13 @@
+#pragma once
+
+#include "nuvra/open_cl.h"
+#include "nuvra/opengl_context.h"
+
+/// Contexts that share memory with OpenGL, as far as the system has them. The runtime is loaded.
+namespace nuvra {
+
+Result<OpenCLContextRef> OpenGLSharedContext(const OpenGLContextRef& glContext, cl_platform_id platform);
+Result<OpenCLContextRef> OpenGLSharedContextForDevices(const OpenGLContextRef& glContext,
+                                                       const BaseArray<OpenCLDeviceRef>& devices);
+
+}  // namespace nuvra

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "nuvra/opencl_interface_trace.h"
+#include "opencl_error.h"
+
+namespace nuvra {
+
+/// The owner of one OpenCL handle: released when the owner goes, with the result ignored, or by `Release`.
+/// `kInvalid` is the code for a handle that is no longer there.
+template <class Handle, class ReleaseEntry, cl_int kInvalid>
+class OwnedHandle {
+public:
+    OwnedHandle() = default;
+    explicit OwnedHandle(Handle handle) : _handle(handle) {}
+    OwnedHandle(OwnedHandle&& other) noexcept : _handle(std::exchange(other._handle, nullptr)) {}
+    OwnedHandle& operator=(OwnedHandle&& other) noexcept {
+        std::swap(_handle, other._handle);
+        return *this;
+    }
+    ~OwnedHandle() {
+        if (_handle != nullptr) ReleaseNow();
+    }
+
+    explicit operator bool() const { return _handle != nullptr; }
+    Handle Get() const { return _handle; }
+    /// For functions that write or read the handle in place.
+    Handle* GetAddress() { return &_handle; }
+    const Handle* GetAddress() const { return &_handle; }
+
+    /// Releases the handle and clears it whatever the result; fails with `kInvalid` when there is none.
+    Result<void> Release(SourceLocation location = SourceLocation::Here()) {
+        return CheckCode(_handle == nullptr ? kInvalid : ReleaseNow(), location);
+    }
+
+private:
+    /// A runtime may lack the function that releases events; its events are then left to it.
+    cl_int ReleaseNow() {
+        const Handle handle = std::exchange(_handle, nullptr);
+        if (g_openCL.*ReleaseEntry::kFunction == nullptr) return CL_SUCCESS;
+        return Call<ReleaseEntry>(ResultCode(), handle);
+    }
+
+    Handle _handle = nullptr;
+};
+
+using OwnedContext = OwnedHandle<cl_context, entry::clReleaseContext, CL_INVALID_CONTEXT>;
+using OwnedCommandQueue =
+    OwnedHandle<cl_command_queue, entry::clReleaseCommandQueue, CL_INVALID_COMMAND_QUEUE>;
+using OwnedMemoryObject = OwnedHandle<cl_mem, entry::clReleaseMemObject, CL_INVALID_MEM_OBJECT>;
+using OwnedProgram = OwnedHandle<cl_program, entry::clReleaseProgram, CL_INVALID_PROGRAM>;
+using OwnedKernel = OwnedHandle<cl_kernel, entry::clReleaseKernel, CL_INVALID_KERNEL>;
+using OwnedEvent = OwnedHandle<cl_event, entry::clReleaseEvent, CL_INVALID_EVENT>;
+
+/// The object around a new handle, or the error that the creating call wrote when it gave none. Without
+/// memory for the object the handle is released.
+template <class Ref, class Owned>
+Result<Ref> Wrap(Owned handle, cl_int error, SourceLocation location = SourceLocation::Here()) {
+    if (!handle) return OpenCLError(error, location);
+    auto* object = NewObject<typename Ref::Object>(std::move(handle));
+    if (object == nullptr) return OutOfMemoryError(location);
+    return Ref(object);
+}
+
+}  // namespace nuvra

@@ -1,0 +1,96 @@
+#include "opencl_platform.h"
+
+#include "module_records.h"
+#include "opencl_device.h"
+#include "opencl_error.h"
+#include "opencl_text.h"
+
+namespace nuvra {
+
+Result<void> OpenCLPlatformImpl::Init(cl_platform_id platform) {
+    _platform = platform;
+    TextReader reader;
+    const auto read = [&](cl_platform_info which) {
+        return reader.Read([&](size_t size, char* value, size_t* written) {
+            return Call<entry::clGetPlatformInfo>(TextRead{value, written}, platform, which, size, value,
+                                                  written);
+        });
+    };
+    _name = read(CL_PLATFORM_NAME);
+    _profile = read(CL_PLATFORM_PROFILE);
+    _version = read(CL_PLATFORM_VERSION);
+    NUVRA_ASSIGN_OR_RETURN(const Int64 versionNumber, ParseVersion(_version.GetChars(), "OpenCL "));
+    _vendor = read(CL_PLATFORM_VENDOR);
+    NUVRA_RETURN_IF_ERROR(SplitExtensions(read(CL_PLATFORM_EXTENSIONS).GetChars(), _extensions));
+    _versionNumber = versionNumber;
+    return {};
+}
+
+Result<Data> OpenCLPlatformImpl::GetInfo(UInt32 which) const {
+    switch (which) {
+        case OpenCLPlatformInfo::ID:
+            return Data::Of(static_cast<Int64>(reinterpret_cast<intptr_t>(_platform)));
+        case OpenCLPlatformInfo::NAME:
+            return Data::Of(_name);
+        case OpenCLPlatformInfo::PROFILE:
+            return Data::Of(_profile);
+        case OpenCLPlatformInfo::VERSION:
+            return Data::Of(_version);
+        case OpenCLPlatformInfo::VENDOR:
+            return Data::Of(_vendor);
+        case OpenCLPlatformInfo::EXTENSIONS:
+            return Data::Of(_extensions);
+        case OpenCLPlatformInfo::VERSION_NUMBER:
+            return Data::Of(_versionNumber);
+        default:
+            return Data();
+    }
+}
+
+namespace {
+
+Result<void> FillDevices(cl_platform_id platform, BaseArray<OpenCLDeviceRef>& devices) {
+    cl_uint count = 0;
+    NUVRA_RETURN_IF_ERROR(CheckCode(Call<entry::clGetDeviceIDs>(Listed{&count, 0, nullptr}, platform,
+                                                                CL_DEVICE_TYPE_ALL, 0, nullptr, &count)));
+    BaseArray<cl_device_id> ids;
+    NUVRA_RETURN_IF_ERROR(devices.Resize(count));
+    NUVRA_RETURN_IF_ERROR(ids.Resize(count));
+    cl_uint found = 0;
+    NUVRA_RETURN_IF_ERROR(CheckCode(Call<entry::clGetDeviceIDs>(
+        Listed{&found, count, ids.GetFirst()}, platform, CL_DEVICE_TYPE_ALL, count, ids.GetFirst(), &found)));
+    if (found != count) return OpenCLError(OpenCLErrorCode::UNSPECIFIED);
+    for (Int i = 0; i < ids.GetCount(); i++) {
+        NUVRA_ASSIGN_OR_RETURN(devices[i], OpenCLDeviceImpl::Create(ids[i], platform));
+    }
+    return {};
+}
+
+}  // namespace
+
+Result<void> OpenCLPlatformImpl::GetDevices(BaseArray<OpenCLDeviceRef>& devices) const {
+    devices.Reset();
+    Result<void> result = FillDevices(_platform, devices);
+    if (!result.IsOk()) devices.Reset();
+    return result;
+}
+
+Bool OpenCLPlatformImpl::HasExtension(const String& name) const {
+    return ContainsName(_extensions, name);
+}
+
+namespace {
+
+constexpr OpenCLPlatformInterface::Operations kOperations{
+    DeleteObject<OpenCLPlatformImpl>,
+    kOperation<&OpenCLPlatformImpl::GetInfo>,
+    kOperation<&OpenCLPlatformImpl::GetDevices>,
+    kOperation<&OpenCLPlatformImpl::HasExtension>,
+};
+constinit InterfaceRecord g_implementation = ImplementInterface<OpenCLPlatformInterface>(
+    "nuvra.OpenCLPlatformInterface", "OpenCLPlatformImpl", kOperations);
+SourceUnit g_unit{g_openCLModule, "opencl_platform", {&g_implementation}};
+
+}  // namespace
+
+}  // namespace nuvra

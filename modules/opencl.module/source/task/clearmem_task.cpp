@@ -1,0 +1,74 @@
+#include "task/clearmem_task.h"
+
+#include "clearmem_task.cl.h"
+#include "nuvra/open_cl.h"
+
+namespace nuvra {
+
+Result<void> OpenCLTaskClearMem::Init(const OpenCLContextRef& context) {
+    NUVRA_RETURN_IF_ERROR(BuildProgram(context, kKey, kClearmemTaskSource, nullptr, _program));
+    NUVRA_RETURN_IF_ERROR(CreateKernels(_program, {{"ClearMem16_0", &_kernel16Zero},
+                                                   {"ClearMem1_0", &_kernel1Zero},
+                                                   {"ClearMem16_v", &_kernel16Value},
+                                                   {"ClearMem1_v", &_kernel1Value}}));
+    const BaseArray<cl_device_id>& devices = context.GetDevices();
+    if (devices.IsEmpty()) return OpenCLError(CL_DEVICE_NOT_FOUND);
+    NUVRA_RETURN_IF_ERROR(ReadLimits(devices[0]));
+    _isInitialized = true;
+    return {};
+}
+
+Result<void> OpenCLTaskClearMem::ReadLimits(cl_device_id id) {
+    NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, OpenCL::GetDeviceFromId(id));
+    NUVRA_ASSIGN_OR_RETURN(const Data data, device.GetInfo(OpenCLDeviceInfo::MAX_WORK_ITEM_SIZES));
+    const auto* sizes = data.Find<BaseArray<Int64>>();
+    if (sizes == nullptr) return OutOfMemoryError();
+    NUVRA_RETURN_IF_ERROR(_limits.CopyFrom(*sizes));
+    // A launch has three dimensions: those that the device does not have are one work-item wide.
+    while (!_limits.IsEmpty() && _limits.GetCount() < 3) NUVRA_RETURN_IF_ERROR(_limits.Append(1));
+    return {};
+}
+
+const size_t* OpenCLTaskClearMem::GetLimits() const {
+    static_assert(sizeof(size_t) == sizeof(Int64));
+    return _limits.IsEmpty() ? nullptr : reinterpret_cast<const size_t*>(_limits.GetFirst());
+}
+
+Result<void> OpenCLTaskClearMem::Execute(const OpenCLContextRef&, const OpenCLCommandQueueRef& queue,
+                                         const void* parameters) {
+    NUVRA_ASSIGN_OR_RETURN(const auto* record,
+                           CheckParameters<ClearMemParameters>(parameters, _isInitialized));
+    if (record->buffer == nullptr) return OpenCLError(CL_INVALID_VALUE);
+    if (record->size <= 0) return {};
+    const auto size = static_cast<size_t>(record->size);
+    const size_t blocks = size / 16;
+    const size_t tail = size % 16;
+    const UChar value = record->value;
+    const OpenCLKernelRef& kernel16 = value == 0 ? _kernel16Zero : _kernel16Value;
+    const OpenCLKernelRef& kernel1 = value == 0 ? _kernel1Zero : _kernel1Value;
+    if (blocks > 0) {
+        NUVRA_RETURN_IF_ERROR(kernel16.SetArg(0, *record->buffer));
+        const UInt32 lane = value * 0x01010101U;
+        const UInt32 lanes[] = {lane, lane, lane, lane};
+        if (value != 0) NUVRA_RETURN_IF_ERROR(kernel16.SetArg(1, lanes, 4));
+        NUVRA_RETURN_IF_ERROR(queue.EnqueueRange(kernel16, GetLimits(), 0, blocks));
+    }
+    if (tail > 0) {
+        NUVRA_RETURN_IF_ERROR(kernel1.SetArg(0, *record->buffer));
+        if (value != 0) NUVRA_RETURN_IF_ERROR(kernel1.SetArg(1, &value, 1));
+        NUVRA_RETURN_IF_ERROR(queue.EnqueueRange(kernel1, GetLimits(), blocks * 16, tail));
+    }
+    return {};
+}
+
+Result<void> OpenCLTaskClearMem::FreeResources(const OpenCLContextRef&) {
+    return ReleaseAll({&_kernel16Zero, &_kernel1Zero, &_kernel16Value, &_kernel1Value}, _program);
+}
+
+namespace {
+
+TaskRegistration<OpenCLTaskClearMem> g_registration{"clearmem_task"};
+
+}  // namespace
+
+}  // namespace nuvra

@@ -1,0 +1,40 @@
+#include "task/image_invert.h"
+
+#include "image_invert.cl.h"
+#include "task/image_task.h"
+
+namespace nuvra {
+
+Result<void> OpenCLTaskInvertImage::Init(const OpenCLContextRef& context) {
+    NUVRA_RETURN_IF_ERROR(BuildProgram(context, kKey, kImageInvertSource, "-cl-fast-relaxed-math", _program));
+    NUVRA_RETURN_IF_ERROR(CreateKernels(_program, {{"InvertImage", &_kernel}}));
+    _isInitialized = true;
+    return {};
+}
+
+Result<void> OpenCLTaskInvertImage::Execute(const OpenCLContextRef&, const OpenCLCommandQueueRef& queue,
+                                            const void* parameters) {
+    NUVRA_ASSIGN_OR_RETURN(const auto* record,
+                           CheckParameters<InvertImageParameters>(parameters, _isInitialized));
+    if (record->width == 0 || record->height == 0) return OpenCLError(CL_INVALID_VALUE);
+    NUVRA_RETURN_IF_ERROR(GetImageSize(record->source));
+    NUVRA_ASSIGN_OR_RETURN(const ImageSize size, GetImageSize(record->destination));
+    NUVRA_RETURN_IF_ERROR(CheckRectangle(size, record->x, record->y, record->width, record->height));
+    NUVRA_RETURN_IF_ERROR(_kernel.SetArg(0, *record->source));
+    NUVRA_RETURN_IF_ERROR(_kernel.SetArg(1, *record->destination));
+    const size_t offset[] = {static_cast<size_t>(record->x), static_cast<size_t>(record->y)};
+    const size_t globalSize[] = {static_cast<size_t>(record->width), static_cast<size_t>(record->height)};
+    return queue.EnqueueNDRangeKernel(_kernel, 2, offset, globalSize, nullptr);
+}
+
+Result<void> OpenCLTaskInvertImage::FreeResources(const OpenCLContextRef&) {
+    return ReleaseAll({&_kernel}, _program);
+}
+
+namespace {
+
+TaskRegistration<OpenCLTaskInvertImage> g_registration{"image_invert"};
+
+}  // namespace
+
+}  // namespace nuvra

@@ -1,0 +1,25 @@
+#include "task/image_task.h"
+
+#include "opencl_error.h"
+
+namespace nuvra {
+
+Result<ImageSize> GetImageSize(const OpenCLMemoryObjectRef* image) {
+    if (image == nullptr) return OpenCLError(CL_INVALID_VALUE);
+    const Data width = image->GetImageInfo(OpenCLImageInfo::WIDTH);
+    const Data height = image->GetImageInfo(OpenCLImageInfo::HEIGHT);
+    const Int64* widthValue = width.Find<Int64>();
+    const Int64* heightValue = height.Find<Int64>();
+    if (widthValue == nullptr || heightValue == nullptr) return OpenCLError(CL_INVALID_MEM_OBJECT);
+    return ImageSize{*widthValue, *heightValue};
+}
+
+Result<void> CheckRectangle(const ImageSize& image, Int64 x, Int64 y, Int64 width, Int64 height) {
+    const auto fits = [](Int64 start, Int64 length, Int64 limit) {
+        return start >= 0 && length > 0 && limit <= INT32_MAX && length <= limit && start <= limit - length;
+    };
+    if (!fits(x, width, image.width) || !fits(y, height, image.height)) return OpenCLError(CL_INVALID_VALUE);
+    return {};
+}
+
+}  // namespace nuvra

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "nuvra/open_cl_memoryobject.h"
+
+/// What the image tasks ask of their images. Runtimes do not check a launch against an image: one accepts a
+/// negative width and never ends, so the tasks do.
+namespace nuvra {
+
+struct ImageSize {
+    Int64 width = 0;
+    Int64 height = 0;
+};
+
+/// The image's size in pixels; CL_INVALID_VALUE for a null pointer, CL_INVALID_MEM_OBJECT for an empty
+/// reference and for memory that is no image.
+Result<ImageSize> GetImageSize(const OpenCLMemoryObjectRef* image);
+
+/// CL_INVALID_VALUE for a rectangle that is empty, has a negative side, leaves the image, or reaches beyond
+/// what the 32-bit coordinates of a kernel hold.
+Result<void> CheckRectangle(const ImageSize& image, Int64 x, Int64 y, Int64 width, Int64 height);
+
+}  // namespace nuvra

@@ -1,0 +1,81 @@
+#include "task/task_base.h"
+
+#include "nuvra/diagnostic.h"
+#include "nuvra/open_cl.h"
+
+namespace nuvra {
+
+namespace {
+
+/// The device's name for people.
+String GetDeviceName(cl_device_id id) {
+    const Result<OpenCLDeviceRef> device = OpenCL::GetDeviceFromId(id);
+    const Result<Data> name = device.GetValue().GetInfo(OpenCLDeviceInfo::NAME);
+    const String* text = name.GetValue().Find<String>();
+    return text != nullptr ? *text : String::FromCText("unknown device").GetValue();
+}
+
+void WriteBuildLogs(const OpenCLContextRef& context, const char* taskName, const OpenCLProgramRef& program) {
+    for (const cl_device_id device : context.GetDevices()) {
+        const Result<String> log = program.GetBuildLog(device);
+        Diagnostic::Write("cannot build the task \"@\" on \"@\":\n@",
+                          {taskName, GetDeviceName(device).GetView(), log.GetValue().GetView()});
+    }
+}
+
+}  // namespace
+
+Data OpenCLTaskBase::QueryParameter(Int64, const Data&) {
+    return Data();
+}
+
+Result<OpenCLMemoryObjectRef> OpenCLTaskBase::GetCachedBuffer(const OpenCLContextRef& context, Int size,
+                                                              Int index, void* hostData) {
+    if (index < 0 || index == INT64_MAX) return OpenCLError(CL_INVALID_VALUE);
+    if (index >= _cachedBuffers.GetCount()) NUVRA_RETURN_IF_ERROR(_cachedBuffers.Resize(index + 1));
+    CachedBuffer& cached = _cachedBuffers[index];
+    if (size <= cached.capacity) return cached.buffer;
+    if (cached.buffer) {
+        static_cast<void>(cached.buffer.Release());
+        cached = CachedBuffer();
+    }
+    const UInt32 flags =
+        OpenCLMemoryFlags::READ_WRITE | (hostData != nullptr ? OpenCLMemoryFlags::COPY_HOST_PTR : 0U);
+    NUVRA_ASSIGN_OR_RETURN(cached.buffer, context.CreateBuffer(flags, static_cast<UInt64>(size), hostData));
+    cached.capacity = size;
+    return cached.buffer;
+}
+
+Result<void> OpenCLTaskBase::ReleaseCachedBuffers() {
+    for (const CachedBuffer& cached : _cachedBuffers)
+        if (cached.buffer) static_cast<void>(cached.buffer.Release());
+    _cachedBuffers.Reset();
+    return {};
+}
+
+Result<void> OpenCLTaskBase::BuildProgram(const OpenCLContextRef& context, const char* taskName,
+                                          const char* source, const char* options,
+                                          OpenCLProgramRef& program) {
+    NUVRA_ASSIGN_OR_RETURN(program, context.CreateProgramWithSource(1, &source));
+    Result<void> built = program.Build(context.GetDevices(), options);
+    if (!built.IsOk()) WriteBuildLogs(context, taskName, program);
+    return built;
+}
+
+Result<void> OpenCLTaskBase::CreateKernels(const OpenCLProgramRef& program,
+                                           std::initializer_list<NamedKernel> kernels) {
+    for (const NamedKernel& named : kernels) {
+        NUVRA_ASSIGN_OR_RETURN(*named.kernel, program.CreateKernel(named.name));
+    }
+    return {};
+}
+
+Result<void> OpenCLTaskBase::ReleaseAll(std::initializer_list<OpenCLKernelRef*> kernels,
+                                        const OpenCLProgramRef& program) {
+    for (const OpenCLKernelRef* kernel : kernels)
+        if (*kernel) static_cast<void>(kernel->Release());
+    if (program) static_cast<void>(program.Release());
+    return ReleaseCachedBuffers();
+}
+
+}  // namespace nuvra

@@ -1,0 +1,119 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <initializer_list>
+
+#include "module_records.h"
+#include "nuvra/open_cl_task.h"
+#include "opencl_error.h"
+
+namespace nuvra {
+
+/// What all tasks share. A task derives from it and has public operations `Init`, `Execute` and
+/// `FreeResources` as `OpenCLTaskInterface` describes them, its own `QueryParameter` where it answers one,
+/// and the constants `kKey` (its name in the registry), `kClassId` and `kTypeName` (its C++ name behind a
+/// dot). One `TaskRegistration` in its source file makes it known.
+class OpenCLTaskBase {
+public:
+    /// The default answer: nothing.
+    static Data QueryParameter(Int64 selector, const Data& value);
+
+    /// A buffer of at least `size` bytes that is kept under `index`. A buffer that is large enough comes back
+    /// with its contents; a larger one replaces it and starts with `hostData`, which may be null.
+    /// CL_INVALID_VALUE for a negative index.
+    Result<OpenCLMemoryObjectRef> GetCachedBuffer(const OpenCLContextRef& context, Int size, Int index,
+                                                  void* hostData = nullptr);
+    /// Releases and forgets the cached buffers; always succeeds.
+    Result<void> ReleaseCachedBuffers();
+
+protected:
+    struct NamedKernel {
+        const char* name;
+        OpenCLKernelRef* kernel;
+    };
+
+    /// Creates a program of `source` and builds it for the context's devices; `options` may be null. When the
+    /// build fails, each device's log goes to the host's diagnostics under the task's and the device's name.
+    static Result<void> BuildProgram(const OpenCLContextRef& context, const char* taskName,
+                                     const char* source, const char* options, OpenCLProgramRef& program);
+    /// Creates the kernels in order, up to the first failure.
+    static Result<void> CreateKernels(const OpenCLProgramRef& program,
+                                      std::initializer_list<NamedKernel> kernels);
+    /// Releases the kernels, the program and the cached buffers; what is missing is skipped.
+    Result<void> ReleaseAll(std::initializer_list<OpenCLKernelRef*> kernels, const OpenCLProgramRef& program);
+
+    /// The parameter record of an `Execute`: CL_INVALID_VALUE when it is null or of another version,
+    /// CL_INVALID_PROGRAM when the task is not initialised.
+    template <class Parameters>
+    static Result<const Parameters*> CheckParameters(const void* parameters, bool isInitialized) {
+        const auto* record = static_cast<const Parameters*>(parameters);
+        if (record == nullptr || record->version != 1) return OpenCLError(CL_INVALID_VALUE);
+        if (!isInitialized) return OpenCLError(CL_INVALID_PROGRAM);
+        return record;
+    }
+
+private:
+    struct CachedBuffer {
+        OpenCLMemoryObjectRef buffer;
+        Int capacity = 0;  ///< bytes that the buffer was created with
+    };
+    BaseArray<CachedBuffer> _cachedBuffers;
+};
+
+/// The operations of a task class as an object's component has them.
+template <class Task>
+inline constexpr OpenCLTaskInterface::Operations kTaskOperations{
+    nullptr,
+    [](void* task, const OpenCLContextRef& context) { return static_cast<Task*>(task)->Init(context); },
+    [](void* task, const OpenCLContextRef& context, const OpenCLCommandQueueRef& queue,
+       const void* parameters) { return static_cast<Task*>(task)->Execute(context, queue, parameters); },
+    [](void* task, const OpenCLContextRef& context) {
+        return static_cast<Task*>(task)->FreeResources(context);
+    },
+    [](void* task, Int64 selector, const Data& value) {
+        return static_cast<Task*>(task)->QueryParameter(selector, value);
+    },
+};
+
+/// Registers a task: its component, its class and its entry among the task classes. A static of the task's
+/// source file.
+template <class Task>
+class TaskRegistration {
+public:
+    explicit TaskRegistration(const char* unitName)
+        : _unit(g_openCLModule, unitName, {&_component, &_class, &_entry}) {}
+
+private:
+    static constexpr Id kId{Task::kClassId};
+    static constexpr auto kEntryId = [] {
+        constexpr std::string_view kRegistry = kOpenCLTaskClasses.GetText();
+        constexpr std::string_view kKey = Task::kKey;
+        std::array<char, kRegistry.size() + 1 + kKey.size() + 1> id{};
+        char* key = std::ranges::copy(kRegistry, id.data()).out;
+        *key = ':';
+        std::ranges::copy(kKey, key + 1);
+        return id;
+    }();
+    static constexpr ComponentOperations kComponentOperations{
+        [](void* data) { new (data) Task; },
+        [](void* data) { static_cast<Task*>(data)->~Task(); },
+        nullptr,
+        nullptr,
+    };
+    static constexpr ComponentInterface kInterface{OpenCLTaskInterface::kId, &kTaskOperations<Task>,
+                                                   kOperationCount<OpenCLTaskInterface>};
+
+    ComponentRecord _component{{{RecordKind::COMPONENT, kId}, nullptr},
+                               Task::kTypeName,
+                               sizeof(Task),
+                               alignof(Task),
+                               &kComponentOperations,
+                               &kInterface,
+                               1};
+    ClassRecord _class{{{RecordKind::CLASS, kId, nullptr, kDeclaration}, nullptr}, Id(), &kId, 1};
+    RegistryEntryRecord _entry{{{RecordKind::REGISTRY_ENTRY, kEntryId.data()}, nullptr}, kId};
+    SourceUnit _unit;
+};
+
+}  // namespace nuvra

@@ -1,0 +1,16 @@
+#include "opencl_error.h"
+#include "opencl_gl_sharing.h"
+
+/// The sharing is built for the rendering contexts of Windows; elsewhere it is an extension that is missing.
+namespace nuvra {
+
+Result<OpenCLContextRef> OpenGLSharedContext(const OpenGLContextRef&, cl_platform_id) {
+    return OpenCLError(OpenCLErrorCode::EXTENSION_NOT_SUPPORTED);
+}
+
+Result<OpenCLContextRef> OpenGLSharedContextForDevices(const OpenGLContextRef&,
+                                                       const BaseArray<OpenCLDeviceRef>&) {
+    return OpenCLError(OpenCLErrorCode::EXTENSION_NOT_SUPPORTED);
+}
+
+}  // namespace nuvra
