@@ -11,6 +11,7 @@
 
 namespace nuvra::host {
 
+/// A host's settings. The functions are called on whatever thread needs them and must not throw.
 struct Options {
     /// Libraries opened under another name: what a module asks for, and the file that it gets instead.
     std::map<std::string, std::string> redirects;
@@ -20,8 +21,13 @@ struct Options {
     std::function<bool(Int size)> allow;
 };
 
+/// How many blocks of the system service are allocated at the moment, by whomever.
+Int CountAllocations();
+
 /// The framework that modules run in: the module "net.nuvra.core.framework" with its services, and the
-/// loading, linking, starting and ending of other modules. One at a time in a process; used on one thread.
+/// loading, linking, starting and ending of other modules. One at a time in a process (a second one throws
+/// `std::logic_error`), any number one after the other; used on one thread. Its services stay usable after
+/// it, so that what a program still holds can be released.
 ///
 /// Errors name the module and what is wrong with it.
 class Host {
@@ -37,13 +43,14 @@ public:
     /// Loads a library and adds its modules. Fails, and leaves nothing loaded, when the file is no library or
     /// has no `g_privateModules`.
     Result<void> LoadModules(const std::filesystem::path& library);
-    /// Starts everything added: checks the records, orders the modules by their dependencies, fills the
+    /// Starts everything added, once: checks the records, orders the modules by their dependencies, fills the
     /// references, registers classes, data types and registry entries, and runs the initializers. When
     /// something fails, what was started is taken down in reverse order and the libraries are unloaded.
     Result<void> Start();
     /// Runs the finalizers in reverse order, removes the registrations and unloads the libraries. A library
     /// with live objects is named in a diagnostic and stays loaded, unfinalized, with all it depends on.
-    /// The result is the names of the principal modules that stay.
+    /// The result is the names of the principal modules that stay. They are taken down when the next host
+    /// begins, if their objects are gone by then; until then they cannot be added again.
     std::vector<std::string> Shutdown();
 };
 

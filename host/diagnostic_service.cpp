@@ -1,0 +1,38 @@
+#include <cstdio>
+
+#include "format.h"
+#include "no_throw.h"
+#include "services.h"
+#include "settings.h"
+
+namespace nuvra::host {
+
+namespace {
+
+Result<String> Format(const char* format, const std::string_view* arguments, Int count) noexcept {
+    return WithoutExceptions([&] {
+        return String::FromCText(FormatText(format, {arguments, static_cast<size_t>(count)}));
+    });
+}
+
+void Print(std::string_view message) {
+    const auto& sink = GetSettings().diagnostics;
+    if (sink)
+        sink(message);
+    else
+        std::fprintf(stderr, "%.*s\n", static_cast<int>(message.size()), message.data());
+}
+
+void Write(const char* format, const std::string_view* arguments, Int count) noexcept {
+    try {
+        Print(FormatText(format, {arguments, static_cast<size_t>(count)}));
+    } catch (...) {
+        std::fprintf(stderr, "%s\n", format);  // better the bare format than nothing
+    }
+}
+
+}  // namespace
+
+constinit const Diagnostic::Operations kDiagnosticOperations{Format, Write};
+
+}  // namespace nuvra::host

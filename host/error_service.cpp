@@ -1,0 +1,125 @@
+#include "error_service.h"
+
+#include <cstring>
+#include <new>
+
+#include "object_class.h"
+#include "services.h"
+#include "text_service.h"
+
+namespace nuvra::host {
+
+namespace {
+
+/// The data of the component that every error class has. The file name is held here, since the library whose
+/// literal it was may be gone before the error.
+struct ErrorData {
+    String message;
+    Int32 line = 0;
+    char file[124] = "";
+
+    void SetFile(const char* name) {
+        const size_t length = std::strlen(name);
+        if (length >= sizeof file) {
+            name += length - (sizeof file - 1);  // of a long path, the folders nearest to the file
+            if (const char* folder = std::strchr(name, '/')) name = folder + 1;
+        }
+        std::memcpy(file, name, std::strlen(name) + 1);
+    }
+};
+
+/// Returned where memory for an error is lacking, to any number of callers at once; so nothing changes it.
+Object* g_fallback = nullptr;
+
+ErrorData* FindData(const Object* error) {
+    for (const auto& component : error->objectClass->components)
+        if (component.record->operations == &kErrorComponentOperations)
+            return static_cast<ErrorData*>(component.GetData(error));
+    return nullptr;
+}
+
+String GetStoredMessage(Object* error) noexcept {
+    const ErrorData* data = FindData(error);
+    return data != nullptr ? data->message : String();
+}
+
+/// The operation of a derived class takes precedence over those of its bases.
+String GetMessage(Object* error, void*) noexcept {
+    const auto& components = error->objectClass->components;
+    for (auto component = components.rbegin(); component != components.rend(); ++component) {
+        for (Int i = 0; i < component->record->interfaceCount; i++) {
+            const ComponentInterface& implemented = component->record->interfaces[i];
+            if (!(implemented.id == ErrorInterface::kId)) continue;
+            const auto* table = static_cast<const ErrorInterface::Operations*>(implemented.table);
+            if (table != nullptr && table->GetMessage != nullptr)
+                return table->GetMessage(error, component->GetData(error));
+        }
+    }
+    return GetStoredMessage(error);
+}
+
+void SetMessage(Object* error, const String& message) noexcept {
+    ErrorData* data = FindData(error);
+    if (data != nullptr && error != g_fallback) data->message = message;
+}
+
+SourceLocation GetLocation(const Object* error) noexcept {
+    const ErrorData* data = FindData(error);
+    return data != nullptr ? SourceLocation{data->file, data->line} : SourceLocation();
+}
+
+void SetLocation(Object* error, SourceLocation location) noexcept {
+    ErrorData* data = FindData(error);
+    if (data == nullptr || error == g_fallback) return;
+    data->SetFile(location.file != nullptr ? location.file : "");
+    data->line = location.line;
+}
+
+const char* GetClassId(const Object* error) noexcept {
+    return error->objectClass->id.c_str();
+}
+
+bool IsErrorClass(const Class* objectClass) {
+    if (objectClass == nullptr) return false;
+    for (const auto& component : objectClass->components)
+        if (component.record->operations == &kErrorComponentOperations) return true;
+    return false;
+}
+
+void Destroy(Object* error) noexcept {
+    kObjectOperations.Destroy(error);
+}
+
+ErrorRef Create(const Class* errorClass, SourceLocation location, const char* message) noexcept {
+    if (!IsErrorClass(errorClass)) errorClass = g_fallback->objectClass;
+    Object* object = NewObjectOf(*errorClass);
+    if (object == nullptr) return ErrorRef(g_fallback);
+    ErrorRef error(object);
+    SetLocation(object, location);
+    if (message != nullptr) SetMessage(object, String(NewStringBuffer(message)));
+    return error;
+}
+
+}  // namespace
+
+constinit const ErrorInterface::Operations kErrorOperations{
+    Destroy, GetMessage, GetStoredMessage, SetMessage, GetLocation, SetLocation, GetClassId, Create};
+
+constinit const Int kErrorDataSize = sizeof(ErrorData);
+constinit const ComponentOperations kErrorComponentOperations{
+    [](void* data) { new (data) ErrorData; }, [](void* data) { static_cast<ErrorData*>(data)->~ErrorData(); },
+    [](void* to, const void* from) -> Result<void> {
+        *static_cast<ErrorData*>(to) = *static_cast<const ErrorData*>(from);
+        return {};
+    },
+    nullptr};
+
+void PrepareFallbackError(const Class* errorClass) {
+    Object* object = NewObjectOf(*errorClass);
+    if (object == nullptr) throw std::bad_alloc();
+    object->count = 1;  // never given back
+    SetMessage(object, String(NewStringBuffer("out of memory")));
+    g_fallback = object;
+}
+
+}  // namespace nuvra::host

@@ -1,0 +1,53 @@
+#include "nuvra/host.h"
+
+#include "format.h"
+#include "framework.h"
+#include "no_throw.h"
+
+namespace nuvra::host {
+
+Host::Host(Options options) {
+    Framework::Get().Open(std::move(options));
+}
+
+Host::~Host() {
+    Shutdown();
+    Framework::Get().Close();
+}
+
+Result<void> Host::AddModules(ModuleRecord* modules, const char* name) {
+    return WithoutExceptions([&] {
+        auto image = std::make_unique<Image>();
+        image->name = name;
+        image->records = modules;
+        return Framework::Get().Add(std::move(image));
+    });
+}
+
+Result<void> Host::LoadModules(const std::filesystem::path& library) {
+    return WithoutExceptions([&]() -> Result<void> {
+        auto image = std::make_unique<Image>();
+        image->name = library.string();
+        std::string reason;
+        // With its folder, so that the system does not search for a bare name.
+        image->library =
+            DynamicLibrary::Open(std::filesystem::absolute(library).string(), LibraryUse::MODULE, reason);
+        if (!image->library.IsOpen())
+            return MakeError("cannot load the module library @: @", {image->name, reason});
+        const void* list = image->library.Find("g_privateModules", reason);
+        if (list == nullptr)
+            return MakeError("@ is no module library, it has no g_privateModules: @", {image->name, reason});
+        image->records = *static_cast<ModuleRecord* const*>(list);
+        return Framework::Get().Add(std::move(image));
+    });
+}
+
+Result<void> Host::Start() {
+    return Framework::Get().Start();
+}
+
+std::vector<std::string> Host::Shutdown() {
+    return Framework::Get().TakeDown();
+}
+
+}  // namespace nuvra::host

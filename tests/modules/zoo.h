@@ -1,0 +1,35 @@
+#pragma once
+
+#include "nuvra/interface.h"
+
+/// What the test modules share with the tests that load them.
+namespace zoo {
+
+/// Implemented by a test that wants to know in which order modules start and end.
+struct OrderLog {
+    static constexpr nuvra::Id kId{"zoo.OrderLog#1"};
+    static constexpr const char* kHeader = "zoo.h";
+    static constexpr bool kOptional = true;
+
+    struct Operations {
+        void (*Write)(const char* event);
+    };
+};
+
+inline void Log(const char* event) {
+    if (const auto* log = nuvra::Table<OrderLog>()) log->Write(event);
+}
+
+/// An interface of the class "zoo.Counter".
+struct Counter {
+    static constexpr nuvra::Id kId{"zoo.Counter#1"};
+
+    struct Operations {
+        nuvra::Int (*Next)(void* component);
+    };
+};
+
+inline constexpr char kRegistry[] = "zoo.Classes";
+inline constexpr char kCounterKey[] = "counter";
+
+}  // namespace zoo

@@ -1,0 +1,46 @@
+#include "test_host.h"
+
+// Asked for far too much memory, the sanitizer is to answer as the C library does. The sanitizer looks this
+// function up by name.
+extern "C" NUVRA_EXPORT const char* __asan_default_options();  // NOLINT(bugprone-reserved-identifier)
+extern "C" const char* __asan_default_options() {              // NOLINT(bugprone-reserved-identifier)
+    return "allocator_may_return_null=1";
+}
+
+namespace nuvra::test {
+
+namespace {
+constexpr Id kDependencies[] = {"net.nuvra.core.framework"};
+constinit ModuleRecord* g_modules = nullptr;
+}  // namespace
+
+constinit ModuleRecord g_program{"test.program", 0, kDependencies};
+
+namespace {
+
+const ModuleRegistration g_registration(g_modules, g_program, {});
+
+host::Options MakeOptions(TestHost& owner, std::map<std::string, std::string> redirects) {
+    host::Options options;
+    options.redirects = std::move(redirects);
+    options.diagnostics = [&owner](std::string_view message) { owner.diagnostics.emplace_back(message); };
+    options.allow = [&owner](Int) { return owner.allocations.Allows(); };
+    return options;
+}
+
+}  // namespace
+
+TestHost::TestHost(std::map<std::string, std::string> redirects)
+    : host(MakeOptions(*this, std::move(redirects))) {}
+
+Result<void> TestHost::Start(const Texts& libraries) {
+    NUVRA_RETURN_IF_ERROR(host.AddModules(g_modules, "the test program"));
+    for (const std::string& library : libraries) NUVRA_RETURN_IF_ERROR(host.LoadModules(library));
+    return host.Start();
+}
+
+String MakeText(std::string_view text) {
+    return String::FromCText(text).GetValue();
+}
+
+}  // namespace nuvra::test

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "nuvra/host.h"
+
+namespace nuvra::test {
+
+using Texts = std::vector<std::string>;
+
+/// The module of a test program; its source units join it, so that a test can implement interfaces.
+extern ModuleRecord g_program;
+
+/// Counts the allocations of a host and makes some fail.
+class AllocationGate {
+public:
+    /// The allocation that is `distance` after the next one fails, and with `onwards` all after it.
+    void FailFrom(Int distance, bool onwards = false) {
+        _failing = _asked + distance;
+        _onwards = onwards;
+    }
+    void FailAll() { FailFrom(0, true); }
+    void FailNone() { _failing = -1; }
+    /// How many allocations were asked for.
+    Int GetCount() const { return _asked; }
+
+    bool Allows() {
+        const Int index = _asked++;
+        const Int failing = _failing;
+        return failing < 0 || (_onwards ? index < failing : index != failing);
+    }
+
+private:
+    std::atomic<Int> _asked{0};
+    std::atomic<Int> _failing{-1};
+    std::atomic<bool> _onwards{false};
+};
+
+/// A host with everything that a test wants to see of it.
+class TestHost {
+public:
+    explicit TestHost(std::map<std::string, std::string> redirects = {});
+
+    /// Adds the test program's module and the libraries, and starts them.
+    Result<void> Start(const Texts& libraries = {});
+
+    AllocationGate allocations;
+    Texts diagnostics;  ///< written on the test's own thread
+    host::Host host;
+};
+
+/// The error's text; "" for a success.
+template <class T>
+std::string ErrorText(const Result<T>& result) {
+    return std::string(result.GetError().GetMessage().GetView());
+}
+
+/// The id of the error's class; "" for a success.
+template <class T>
+std::string ErrorClass(const Result<T>& result) {
+    return result.IsOk() ? "" : result.GetError().GetClassId();
+}
+
+/// For EXPECT_TRUE: a failure prints the error.
+template <class T>
+testing::AssertionResult IsOk(const Result<T>& result) {
+    if (result.IsOk()) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << ErrorClass(result) << ": " << ErrorText(result);
+}
+
+/// A text that can be had.
+String MakeText(std::string_view text);
+
+}  // namespace nuvra::test

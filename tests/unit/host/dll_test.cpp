@@ -1,0 +1,91 @@
+#include "nuvra/dll.h"
+#include "dynamic_library.h"
+#include "zoo_fixture.h"
+
+namespace nuvra::test {
+namespace {
+
+Result<DllRef> Load(const std::string& path, bool searchSystem = true) {
+    NUVRA_ASSIGN_OR_RETURN(const UrlRef url, UrlRef::Create());
+    NUVRA_RETURN_IF_ERROR(url.SetScheme("relative"));
+    NUVRA_ASSIGN_OR_RETURN(const String text, String::FromCText(path));
+    NUVRA_RETURN_IF_ERROR(url.SetPath(text));
+    return DllRef::Load(url, searchSystem);
+}
+
+Result<void*> Find(const DllRef& library, const char* name) {
+    return library.FindSymbol(CString::FromText(name).GetValue());
+}
+
+const std::string kFile = ZooFile("runtime");
+constexpr const char* kSymbol = "g_somethingElse";
+
+void ExpectSays(const std::string& message, const std::string& words) {
+    EXPECT_NE(message.find(words), std::string::npos) << message;
+}
+
+class DllTest : public testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(IsOk(host.Start())); }
+
+    TestHost host{{{"libsomething.so.1", kFile}, {"libabsent.so.1", "/nowhere/at all"}}};
+};
+
+TEST_F(DllTest, ALibraryIsOpenAsLongAsAnyoneHasIt) {
+    const Int before = host::CountAllocations();
+    DllRef library = Load(kFile).GetValue();
+    ASSERT_TRUE(library);
+    EXPECT_NE(Find(library, kSymbol).GetValue(), nullptr);
+    const std::string missing = ErrorText(Find(library, "clNothing"));
+    ExpectSays(missing, "\"clNothing\"");
+    ExpectSays(missing, kFile);
+    ExpectSays(missing, "undefined symbol");
+    EXPECT_TRUE(IsLoaded(kFile));
+    library = nullptr;
+    EXPECT_EQ(IsLoaded(kFile), host::kRuntimesStayResident);
+    EXPECT_EQ(host::CountAllocations(), before);
+}
+
+TEST_F(DllTest, AFreedLibraryIsClosedAndSaysSo) {
+    const DllRef library = Load(kFile).GetValue();
+    EXPECT_TRUE(IsOk(library.Free()));
+    EXPECT_EQ(IsLoaded(kFile), host::kRuntimesStayResident);
+    ExpectSays(ErrorText(Find(library, kSymbol)), "closed");
+    ExpectSays(ErrorText(library.Free()), "closed");
+}
+
+TEST_F(DllTest, ARedirectedNameOpensTheOtherFile) {
+    EXPECT_TRUE(IsOk(Find(Load("libsomething.so.1").GetValue(), kSymbol)));
+    const std::string message = ErrorText(Load("libabsent.so.1"));
+    ExpectSays(message, "/nowhere/at all");
+    ExpectSays(message, "libabsent.so.1");
+}
+
+TEST_F(DllTest, WhatCannotBeOpenedIsNamedWithTheReason) {
+    ExpectSays(ErrorText(Load("libnobodyhas.so.7")), "cannot open the library \"libnobodyhas.so.7\"");
+    ExpectSays(ErrorText(Load("libnobodyhas.so.7")), "No such file");
+    ExpectSays(ErrorText(Load(ZOO_SOURCES "no_library.txt")), "invalid ELF header");
+    EXPECT_FALSE(Load("").IsOk());
+    EXPECT_EQ(ErrorClass(DllRef::Load(UrlRef(), true)), "nuvra.NullPointerErrorObject");
+    // The system's search would find the C library.
+    EXPECT_TRUE(IsOk(Load("libc.so.6")));
+    EXPECT_FALSE(Load("libc.so.6", false).IsOk());
+}
+
+TEST_F(DllTest, EveryAllocationMayFail) {
+    const Int before = host::CountAllocations();
+    int failures = 0;
+    for (;; failures++) {
+        host.allocations.FailFrom(failures);
+        const Result<DllRef> library = Load("libsomething.so.1");
+        host.allocations.FailNone();
+        if (library.IsOk()) break;
+        EXPECT_EQ(ErrorClass(library), "nuvra.OutOfMemoryErrorObject");
+        ASSERT_LT(failures, 10);
+    }
+    EXPECT_EQ(failures, 4) << "the URL, its scheme, its path, the library object";
+    EXPECT_EQ(host::CountAllocations(), before);
+}
+
+}  // namespace
+}  // namespace nuvra::test

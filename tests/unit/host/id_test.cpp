@@ -1,0 +1,85 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "nuvra/id.h"
+
+namespace nuvra::test {
+namespace {
+
+constexpr UInt64 kOwnedBit = UInt64{1} << 51;
+
+/// h = h * 31 + byte a byte; the word is the length above the hash's low 51 bits.
+UInt64 WordOf(const std::string& text) {
+    UInt64 hash = 0;
+    for (const unsigned char byte : text) hash = hash * 31 + byte;
+    return (UInt64{text.size()} << 52) + hash % kOwnedBit;
+}
+
+TEST(IdTest, TheWordHoldsLengthAndHash) {
+    EXPECT_EQ(Id("a").GetWord(), (UInt64{1} << 52) + 97);
+    EXPECT_EQ(Id("ab").GetWord(), (UInt64{2} << 52) + 97 * 31 + 98);
+    EXPECT_EQ(Id("nuvra.System#1").GetWord(), UInt64{0xe35d6396ab48ed});
+    for (const std::string& text : {std::string("nuvra.OpenCLDeviceInterface#1"), std::string("\xFF\x80"),
+                                    std::string(4095, 'x'), std::string(4096, 'x'), std::string(70000, 'y')})
+        EXPECT_EQ(Id(text.c_str()).GetWord(), WordOf(text)) << text.size();
+    EXPECT_EQ(Id("").GetWord(), 0U);
+    EXPECT_TRUE(Id("").IsEmpty());
+    EXPECT_TRUE(Id(nullptr) == Id(""));
+    EXPECT_STREQ(Id().GetText(), "");
+}
+
+TEST(IdTest, EqualWordsAreSettledByTheTexts) {
+    static constexpr Id kFirst{"Aa"};
+    static constexpr Id kSecond{"BB"};
+    ASSERT_EQ(kFirst.GetWord(), kSecond.GetWord());
+    EXPECT_FALSE(kFirst == kSecond);
+    const std::string copy = "Aa";
+    EXPECT_TRUE(kFirst == Id(copy.c_str()));
+    EXPECT_FALSE(kFirst == Id());
+
+    // Lengths 4096 apart share the length field.
+    const std::string shorter(10, '\x01');
+    EXPECT_FALSE(Id(shorter.c_str()) == Id((shorter + std::string(4096, '\x01')).c_str()));
+}
+
+int g_allocations = 0;
+
+TEST(IdTest, OwnedTextLivesAsLongAsAnyCopy) {
+    g_allocations = 0;
+    const auto allocate = [](Int size) -> void* {
+        g_allocations++;
+        return std::malloc(static_cast<size_t>(size));
+    };
+    const auto release = [](void* memory) {
+        g_allocations--;
+        std::free(memory);
+    };
+    static constexpr Id kBorrowed{"owned text"};
+    Id survivor;
+    {
+        std::string text = "owned text";
+        const Id id = Id::Own(text.c_str(), allocate, release);
+        text.assign("something else");
+        EXPECT_EQ(id.GetWord(), WordOf("owned text") | kOwnedBit);
+        EXPECT_TRUE(id == kBorrowed) << "who owns the text makes no difference";
+        const Id copy = id;
+        survivor = copy;
+        Id moved = std::move(survivor);
+        survivor = std::move(moved);
+    }
+    EXPECT_STREQ(survivor.GetText(), "owned text");
+    EXPECT_EQ(g_allocations, 1);
+    survivor = Id();
+    EXPECT_EQ(g_allocations, 0);
+
+    EXPECT_TRUE(Id::Own("", allocate, release).IsEmpty());
+    EXPECT_TRUE(Id::Own(
+                    "no memory", [](Int) -> void* { return nullptr; }, release)
+                    .IsEmpty());
+    EXPECT_EQ(g_allocations, 0);
+}
+
+}  // namespace
+}  // namespace nuvra::test

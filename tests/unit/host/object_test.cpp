@@ -1,0 +1,126 @@
+#include "object_class.h"
+#include "zoo_fixture.h"
+
+namespace nuvra::test {
+namespace {
+
+class ObjectTest : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(IsOk(host.Start(ZooFiles({"base", "good"}))));
+        TakeLog();
+    }
+    void TearDown() override {
+        EXPECT_EQ(host.host.Shutdown(), Texts());
+        TakeLog();
+    }
+
+    static Result<AnyRef> Create(const char* classId) {
+        return Table<ObjectInterface>()->Create(Registry::FindClass("nuvra.Classes", classId));
+    }
+
+    TestHost host;
+};
+
+class CounterRef : public VirtualRef<zoo::Counter> {
+public:
+    using VirtualRef::VirtualRef;
+    Int Next() const { return Invoke<&zoo::Counter::Operations::Next>(); }
+};
+
+TEST_F(ObjectTest, AnInterfaceIsFoundWithTheDataOfItsComponent) {
+    const AnyRef object = Create("zoo.Counter").GetValue();
+    const CounterRef counter(object);
+    ASSERT_TRUE(counter);
+    EXPECT_EQ(counter.Next(), 1);
+    EXPECT_EQ(CounterRef(object).Next(), 2) << "the same data";
+    EXPECT_EQ(CounterRef(Create("zoo.Counter").GetValue()).Next(), 1) << "another object's data";
+    EXPECT_FALSE(CounterRef(Create("nuvra.UnknownErrorObject").GetValue()));
+    EXPECT_EQ(CounterRef().Next(), 0);
+}
+
+TEST_F(ObjectTest, AClassThatIsMissingOrHasNoMemoryIsAnError) {
+    EXPECT_EQ(ErrorClass(Create("zoo.Unheard")), "nuvra.NullPointerErrorObject");
+    host.allocations.FailAll();
+    EXPECT_EQ(ErrorClass(Create("zoo.Counter")), "nuvra.OutOfMemoryErrorObject");
+    host.allocations.FailNone();
+}
+
+TEST_F(ObjectTest, AComponentWithDataAndNoCopyFunctionCannotBeCopied) {
+    const Result<AnyRef> copy = Create("zoo.Counter").GetValue().Copy();
+    EXPECT_EQ(ErrorClass(copy), "nuvra.FunctionNotImplementedErrorObject");
+    EXPECT_EQ(
+        host.diagnostics,
+        (Texts{"Component zoo.counter.CounterImpl has members, but CopyFrom is not implemented!", "Stop"}));
+    EXPECT_EQ(ErrorClass(AnyRef().Copy()), "nuvra.NullPointerErrorObject");
+}
+
+TEST_F(ObjectTest, ACopyHasItsOwnData) {
+    const ErrorRef error = NewError<UnknownErrorObject>("first", {"place.cpp", 7});
+    const AnyRef copy = AnyRef(error.Get()).Copy().GetValue();
+    const ErrorRef copied(copy.Get());
+    error.SetMessage(MakeText("second"));
+    EXPECT_EQ(copied.GetMessage().GetView(), "first");
+    EXPECT_EQ(copied.GetLocation().line, 7);
+    EXPECT_STREQ(copied.GetLocation().file, "place.cpp");
+}
+
+TEST_F(ObjectTest, MembersAreDescribed) {
+    BaseArray<MemberDescription> members;
+    const auto describe = Table<ObjectInterface>()->DescribeMembers;
+    EXPECT_TRUE(IsOk(describe(Registry::FindClass("nuvra.Classes", "zoo.Counter"), members)));
+    ASSERT_EQ(members.GetCount(), 1);
+    EXPECT_STREQ(members[0].name.GetText(), "_value");
+    EXPECT_STREQ(members[0].dataType.GetText(), "nuvra.DataTypes:nuvra.Int64");
+    EXPECT_EQ(ErrorClass(describe(nullptr, members)), "nuvra.NullPointerErrorObject");
+}
+
+TEST_F(ObjectTest, AnOutdatedComponentIsNotDescribed) {
+    static constexpr ComponentInterface kOld{System::kId, nullptr, kOperationCount<System> + 1};
+    static constexpr ComponentOperations kOperations{nullptr, nullptr, nullptr,
+                                                     [](BaseArray<MemberDescription>&) {
+                                                         ADD_FAILURE() << "described";
+                                                         return Result<void>();
+                                                     }};
+    ComponentRecord record;
+    record.id = "test.outdated";
+    record.operations = &kOperations;
+    record.interfaces = &kOld;
+    record.interfaceCount = 1;
+    Class outdated;
+    outdated.components.push_back({&record, outdated.size});
+    BaseArray<MemberDescription> members;
+    EXPECT_FALSE(Table<ObjectInterface>()->DescribeMembers(&outdated, members).IsOk());
+    ASSERT_EQ(host.diagnostics.size(), 1U);
+    EXPECT_NE(host.diagnostics[0].find("Interface nuvra.System#1 is outdated in module "), std::string::npos);
+}
+
+TEST_F(ObjectTest, AComponentMayOverrideTheMessageOfAnError) {
+    const Class* shouting = Registry::FindClass("nuvra.Classes", "zoo.ShoutErrorObject");
+    const ErrorRef error = Table<ErrorInterface>()->Create(shouting, SourceLocation::Here(), "fire");
+    EXPECT_STREQ(error.GetClassId(), "zoo.ShoutErrorObject");
+    EXPECT_EQ(error.GetMessage().GetView(), "fire!");
+    EXPECT_EQ(error.GetMessage().GetView(), "fire!") << "the stored text is as it was";
+}
+
+TEST_F(ObjectTest, EntriesOfARegistryComeInTheOrderOfTheirKeys) {
+    const RegistryEntry entry{RegistryEntry::Kind::CLASS, &entry, "some value"};
+    const auto* registry = Table<Registry>();
+    for (const char* key : {"pear", "apple", "fig"})
+        EXPECT_TRUE(IsOk(registry->Add("test.Fruit", key, entry)));
+    EXPECT_FALSE(registry->Add("test.Fruit", "fig", entry).IsOk());
+    registry->Remove("test.Fruit", "pear");
+    registry->Remove("test.Fruit", "pear");
+    registry->Remove("test.Nothing", "pear");
+
+    Texts keys;
+    registry->Enumerate("test.Fruit", &keys, [](void* context, const Id& key, const RegistryEntry& found) {
+        static_cast<Texts*>(context)->push_back(std::string(key.GetText()) + " is " + found.valueId);
+    });
+    EXPECT_EQ(keys, (Texts{"apple is some value", "fig is some value"}));
+    for (const char* key : {"apple", "fig"}) registry->Remove("test.Fruit", key);
+    EXPECT_EQ(registry->Find("test.Fruit", "fig").kind, RegistryEntry::Kind::NONE);
+}
+
+}  // namespace
+}  // namespace nuvra::test
