@@ -65,6 +65,14 @@ Enum FindEnumerator(const Constant (&table)[N], cl_uint value) {
 
 }  // namespace
 
+/// Some runtimes answer image queries for buffers too, with whatever stands there.
+bool OpenCLMemoryObjectImpl::IsBuffer() const {
+    cl_mem_object_type type = 0;
+    return g_openCL.clGetMemObjectInfo(GetHandle(), CL_MEM_TYPE, sizeof(type), &type, nullptr) ==
+               CL_SUCCESS &&
+           type == CL_MEM_OBJECT_BUFFER;
+}
+
 Data OpenCLMemoryObjectImpl::GetImageInfo(UInt32 which) const {
     if (which >= std::size(kImageQueries)) return Data();
     union {
@@ -75,7 +83,7 @@ Data OpenCLMemoryObjectImpl::GetImageInfo(UInt32 which) const {
     // Not traced: callers ask for sizes before every use of an image, and a buffer's failure is an answer.
     const cl_int code =
         g_openCL.clGetImageInfo(GetHandle(), kImageQueries[which], sizeof(value), &value, nullptr);
-    if (code != CL_SUCCESS) return Data();
+    if (code != CL_SUCCESS || IsBuffer()) return Data();
     if (which == OpenCLImageInfo::FORMAT) return Data::Of(FromOpenCL(value.format)).GetValue();
     return Data::Of(static_cast<Int64>(value.number)).GetValue();
 }

@@ -16,6 +16,8 @@ public:
     const cl_mem* GetHandleAddress() const { return _handle.GetAddress(); }
 
 private:
+    bool IsBuffer() const;
+
     OwnedMemoryObject _handle;
 };
 

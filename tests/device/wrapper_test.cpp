@@ -1,0 +1,119 @@
+#include "device_fixture.h"
+
+namespace nuvra::test {
+
+namespace {
+
+TEST_F(DeviceTest, ARangeCutByLimitsRunsEachIndexOnce) {
+    const OpenCLProgramRef program = BuildProgram(
+        "__kernel void Count(__global int* counts) {\n"
+        "    size_t i = get_global_id(0) + get_global_size(0) * (get_global_id(1) + get_global_size(1) * "
+        "get_global_id(2));\n"
+        "    atomic_inc(counts + i);\n"
+        "}\n");
+    const OpenCLKernelRef kernel = Get(program.CreateKernel("Count"));
+    struct {
+        std::array<size_t, 3> limits;
+        size_t group;
+        size_t offset;
+        size_t count;
+    } const kCases[] = {
+        {{4, 2, 2}, 0, 10, 37},
+        {{4, 2, 2}, 2, 10, 37},
+        {{8, 1, 1}, 4, 0, 100},
+        {{1024, 16, 0}, 0, 3, 50000},
+        {{SIZE_MAX, SIZE_MAX, 4}, 0, 5, 1000},
+        {{64, 64, 64}, 64, 1, 5000},
+    };
+    for (const auto& [limits, group, offset, count] : kCases) {
+        std::vector<Int32> counts(offset + count + 16);
+        const OpenCLMemoryObjectRef buffer =
+            Get(context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE | OpenCLMemoryFlags::COPY_HOST_PTR,
+                                     counts.size() * sizeof(Int32), counts.data()));
+        ASSERT_TRUE(IsOk(kernel.SetArg(0, buffer)));
+        const auto launched =
+            group == 0 ? queue.EnqueueRange(kernel, limits.data(), offset, count)
+                       : queue.EnqueueGroupedRange(kernel, group, kernel, limits.data(), offset, count);
+        ASSERT_TRUE(IsOk(launched));
+        ASSERT_TRUE(
+            IsOk(queue.EnqueueReadBuffer(buffer, true, 0, counts.size() * sizeof(Int32), counts.data())));
+        for (size_t i = 0; i < counts.size(); i++)
+            ASSERT_EQ(counts[i], i >= offset && i < offset + count)
+                << i << " of " << count << " in " << limits[0];
+    }
+}
+
+TEST_F(DeviceTest, AFailingBuildLeavesTheCompilersWords) {
+    const char* source = "__kernel void Broken(__global int* x) {\n    x[0] = missing;\n}\n";
+    const OpenCLProgramRef program = Get(context.CreateProgramWithSource(1, &source));
+    EXPECT_EQ(CodeOf(program.Build(context.GetDevices(), nullptr)), CL_BUILD_PROGRAM_FAILURE);
+    const std::string log(Get(program.GetBuildLog(context.GetDevices()[0])).GetView());
+    EXPECT_NE(log.find("missing"), std::string::npos) << log;
+}
+
+TEST_F(DeviceTest, AProgramsBinaryMakesTheSameProgram) {
+    const OpenCLProgramRef program =
+        BuildProgram("__kernel void Set(__global int* x, int4 v) { x[0] = v.x + v.y + v.z + v.w; }");
+    BaseArray<UChar> binary;
+    ASSERT_TRUE(IsOk(program.GetBinary(binary)));
+    ASSERT_GT(binary.GetCount(), 0);
+    const OpenCLProgramRef copy = Get(context.CreateProgramWithBinary(device, binary));
+    ASSERT_TRUE(IsOk(copy.Build(context.GetDevices(), nullptr)));
+    const OpenCLKernelRef kernel = Get(copy.CreateKernel("Set"));
+    EXPECT_EQ(CodeOf(copy.CreateKernel("Get")), CL_INVALID_KERNEL_NAME);
+    size_t groupSize = 0;
+    EXPECT_TRUE(IsOk(kernel.GetWorkGroupInfo(device, OpenCLWorkGroupInfo::WORK_GROUP_SIZE, sizeof(groupSize),
+                                             &groupSize)));
+    EXPECT_GE(groupSize, 1U);
+
+    const OpenCLMemoryObjectRef buffer = CreateBuffer(std::vector<UChar>(4));
+    const Int32 values[] = {1, 20, 300, 4000};
+    const size_t one = 1;
+    ASSERT_TRUE(IsOk(kernel.SetArg(0, buffer)));
+    ASSERT_TRUE(IsOk(kernel.SetArg(1, values, 4)));
+    OpenCLEventRef event;
+    ASSERT_TRUE(IsOk(queue.EnqueueNDRangeKernel(kernel, 1, nullptr, &one, nullptr, 0, nullptr, &event)));
+    ASSERT_TRUE(IsOk(queue.EnqueueNDRangeKernel(kernel, 1, nullptr, &one, nullptr, 1, &event, &event)));
+    ASSERT_TRUE(IsOk(queue.WaitForEvents(1, &event)));
+    void* mapped = Get(queue.EnqueueMapBuffer(buffer, true, OpenCLMapFlags::READ, 0, 4));
+    ASSERT_NE(mapped, nullptr);
+    EXPECT_EQ(*static_cast<Int32*>(mapped), 4321);
+    EXPECT_TRUE(IsOk(queue.EnqueueUnmapMemObject(buffer, mapped)));
+    EXPECT_TRUE(IsOk(queue.Finish()));
+}
+
+TEST_F(DeviceTest, ImagesAnswerForTheirShapeAndBuffersDoNot) {
+    const OpenCLMemoryObjectRef image = CreateImage(OpenCLChannelDataType::FLOAT, 5, 3);
+    const auto number = [&](UInt32 which) { return *image.GetImageInfo(which).Find<Int64>(); };
+    EXPECT_EQ(*image.GetImageInfo(OpenCLImageInfo::FORMAT).Find<OpenCLImageFormat>(),
+              (OpenCLImageFormat{OpenCLChannelOrder::RGBA, OpenCLChannelDataType::FLOAT}));
+    EXPECT_EQ(number(OpenCLImageInfo::ELEMENT_SIZE), 16);
+    EXPECT_EQ(number(OpenCLImageInfo::WIDTH), 5);
+    EXPECT_EQ(number(OpenCLImageInfo::HEIGHT), 3);
+    EXPECT_EQ(number(OpenCLImageInfo::DEPTH), 0);
+    EXPECT_TRUE(image.GetImageInfo(7).IsEmpty());
+    const OpenCLMemoryObjectRef buffer = CreateBuffer(std::vector<UChar>(4));
+    EXPECT_TRUE(buffer.GetImageInfo(OpenCLImageInfo::WIDTH).IsEmpty());
+    const OpenCLMemoryObjectRef volume =
+        Get(context.CreateImage3D(OpenCLMemoryFlags::READ_ONLY,
+                                  {OpenCLChannelOrder::RGBA, OpenCLChannelDataType::UNORM_INT8}, 4, 3, 2));
+    EXPECT_EQ(*volume.GetImageInfo(OpenCLImageInfo::DEPTH).Find<Int64>(), 2);
+    BaseArray<OpenCLImageFormat> formats;
+    ASSERT_TRUE(IsOk(
+        context.GetSupportedImageFormats(OpenCLMemoryFlags::READ_WRITE, OpenCLImageType::IMAGE2D, formats)));
+    EXPECT_GT(formats.GetCount(), 4);
+}
+
+TEST_F(DeviceTest, ReleasedMemoryIsRefusedBeforeAKernelCanTouchIt) {
+    const OpenCLProgramRef program = BuildProgram("__kernel void Set(__global int* x) { x[0] = 1; }");
+    const OpenCLKernelRef kernel = Get(program.CreateKernel("Set"));
+    const OpenCLMemoryObjectRef buffer = CreateBuffer(std::vector<UChar>(4));
+    ASSERT_TRUE(IsOk(buffer.Release()));
+    EXPECT_EQ(CodeOf(kernel.SetArg(0, buffer)), CL_INVALID_MEM_OBJECT);
+    EXPECT_EQ(CodeOf(buffer.Release()), CL_INVALID_MEM_OBJECT);
+    EXPECT_EQ(CodeOf(context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE, 0)), CL_INVALID_BUFFER_SIZE);
+}
+
+}  // namespace
+
+}  // namespace nuvra::test

@@ -1,0 +1,178 @@
+#include "entries.h"
+
+#include "answers.h"
+
+using namespace nuvra::fake;
+
+namespace {
+
+cl_int CheckEvents(cl_uint count, const cl_event* events, cl_int invalid) {
+    for (cl_uint i = 0; i < count; i++)
+        if (Find(events[i]) == nullptr) return invalid;
+    return CL_SUCCESS;
+}
+
+/// Where a command waits and what event it gives.
+struct Waiting {
+    cl_uint count;
+    const cl_event* list;
+    cl_event* event;
+};
+
+/// Checks what all commands have; gives the event when `code`, the command's own answer, is success.
+cl_int Enqueue(cl_command_queue queue, cl_int code, const Waiting& waiting) {
+    if (Find(queue) == nullptr) return CL_INVALID_COMMAND_QUEUE;
+    if ((waiting.count == 0) != (waiting.list == nullptr)) return CL_INVALID_EVENT_WAIT_LIST;
+    if (const cl_int invalid = CheckEvents(waiting.count, waiting.list, CL_INVALID_EVENT_WAIT_LIST))
+        return invalid;
+    if (code == CL_SUCCESS && waiting.event != nullptr) *waiting.event = Make<cl_event>();
+    return code;
+}
+
+cl_int CheckRange(cl_mem memory, std::size_t offset, std::size_t size, const void* host) {
+    const Object* object = Find(memory);
+    if (object == nullptr) return CL_INVALID_MEM_OBJECT;
+    const bool fits = offset <= object->bytes.size() && size <= object->bytes.size() - offset;
+    return fits && host != nullptr ? CL_SUCCESS : CL_INVALID_VALUE;
+}
+
+cl_int CheckMemory(cl_mem memory) {
+    return Find(memory) != nullptr ? CL_SUCCESS : CL_INVALID_MEM_OBJECT;
+}
+
+cl_int CheckAll(cl_uint count, const cl_mem* objects) {
+    for (cl_uint i = 0; i < count; i++)
+        if (Find(objects[i]) == nullptr) return CL_INVALID_MEM_OBJECT;
+    return CL_SUCCESS;
+}
+
+cl_int CheckLaunch(const Object* kernel, cl_uint dimensions, const size_t* global, const size_t* local) {
+    if (kernel == nullptr) return CL_INVALID_KERNEL;
+    if (dimensions < 1 || dimensions > 3) return CL_INVALID_WORK_DIMENSION;
+    for (cl_uint i = 0; i < dimensions; i++) {
+        if (global == nullptr || global[i] == 0) return CL_INVALID_GLOBAL_WORK_SIZE;
+        if (local != nullptr && (local[i] == 0 || global[i] % local[i] != 0))
+            return CL_INVALID_WORK_GROUP_SIZE;
+    }
+    return CL_SUCCESS;
+}
+
+}  // namespace
+
+extern "C" {
+
+cl_int clEnqueueNDRangeKernel(cl_command_queue queue, cl_kernel kernel, cl_uint dimensions,
+                              const size_t* offset, const size_t* global, const size_t* local,
+                              cl_uint waitCount, const cl_event* waitList, cl_event* event) {
+    const std::vector<Value> ranges = {ToValue(List(offset, dimensions)), ToValue(List(global, dimensions)),
+                                       ToValue(List(local, dimensions))};
+    if (const cl_int code = Record(__func__, queue, kernel, dimensions, ranges[0], ranges[1], ranges[2],
+                                   waitCount, List(waitList, waitCount), event))
+        return code;
+    const Object* object = Find(kernel);
+    const cl_int code =
+        Enqueue(queue, CheckLaunch(object, dimensions, global, local), {waitCount, waitList, event});
+    if (code == CL_SUCCESS) Control::Get().launches.push_back({object->text, ranges, object->arguments});
+    return code;
+}
+
+cl_int clFinish(cl_command_queue queue) {
+    if (const cl_int code = Record(__func__, queue)) return code;
+    return Find(queue) != nullptr ? CL_SUCCESS : CL_INVALID_COMMAND_QUEUE;
+}
+
+cl_int clEnqueueAcquireGLObjects(cl_command_queue queue, cl_uint count, const cl_mem* objects,
+                                 cl_uint waitCount, const cl_event* waitList, cl_event* event) {
+    if (const cl_int code =
+            Record(__func__, queue, count, List(objects, count), waitCount, List(waitList, waitCount), event))
+        return code;
+    return Enqueue(queue, CheckAll(count, objects), {waitCount, waitList, event});
+}
+
+cl_int clEnqueueReleaseGLObjects(cl_command_queue queue, cl_uint count, const cl_mem* objects,
+                                 cl_uint waitCount, const cl_event* waitList, cl_event* event) {
+    if (const cl_int code =
+            Record(__func__, queue, count, List(objects, count), waitCount, List(waitList, waitCount), event))
+        return code;
+    return Enqueue(queue, CheckAll(count, objects), {waitCount, waitList, event});
+}
+
+void* clEnqueueMapBuffer(cl_command_queue queue, cl_mem memory, cl_bool blocking, cl_map_flags flags,
+                         size_t offset, size_t size, cl_uint waitCount, const cl_event* waitList,
+                         cl_event* event, cl_int* codeOut) {
+    cl_int code = Record(__func__, queue, memory, blocking, flags, offset, size, waitCount,
+                         List(waitList, waitCount), event, codeOut);
+    if (code == CL_SUCCESS)
+        code = Enqueue(queue, CheckRange(memory, offset, size, &offset), {waitCount, waitList, event});
+    *codeOut = code;
+    return code == CL_SUCCESS ? Find(memory)->bytes.data() + offset : nullptr;
+}
+
+void* clEnqueueMapImage(cl_command_queue queue, cl_mem memory, cl_bool blocking, cl_map_flags flags,
+                        const size_t* origin, const size_t* region, size_t* rowPitch, size_t* slicePitch,
+                        cl_uint waitCount, const cl_event* waitList, cl_event* event, cl_int* codeOut) {
+    cl_int code = Record(__func__, queue, memory, blocking, flags, List(origin, 3), List(region, 3), rowPitch,
+                         slicePitch, waitCount, List(waitList, waitCount), event, codeOut);
+    if (code == CL_SUCCESS) code = Enqueue(queue, CheckMemory(memory), {waitCount, waitList, event});
+    *codeOut = code;
+    if (code != CL_SUCCESS) return nullptr;
+    Object* image = Find(memory);
+    *rowPitch = image->size[0] * PixelSize(image->image.value_or(cl_image_format{CL_R, CL_UNORM_INT8}));
+    return image->bytes.data();
+}
+
+cl_int clEnqueueUnmapMemObject(cl_command_queue queue, cl_mem memory, void* mapped, cl_uint waitCount,
+                               const cl_event* waitList, cl_event* event) {
+    if (const cl_int code =
+            Record(__func__, queue, memory, mapped, waitCount, List(waitList, waitCount), event))
+        return code;
+    return Enqueue(queue, CheckMemory(memory), {waitCount, waitList, event});
+}
+
+cl_int clEnqueueReadBuffer(cl_command_queue queue, cl_mem memory, cl_bool blocking, size_t offset,
+                           size_t size, void* host, cl_uint waitCount, const cl_event* waitList,
+                           cl_event* event) {
+    if (const cl_int code = Record(__func__, queue, memory, blocking, offset, size, host, waitCount,
+                                   List(waitList, waitCount), event))
+        return code;
+    const cl_int code = Enqueue(queue, CheckRange(memory, offset, size, host), {waitCount, waitList, event});
+    if (code == CL_SUCCESS) std::memcpy(host, Find(memory)->bytes.data() + offset, size);
+    return code;
+}
+
+cl_int clEnqueueWriteBuffer(cl_command_queue queue, cl_mem memory, cl_bool blocking, size_t offset,
+                            size_t size, const void* host, cl_uint waitCount, const cl_event* waitList,
+                            cl_event* event) {
+    if (const cl_int code = Record(__func__, queue, memory, blocking, offset, size, host, waitCount,
+                                   List(waitList, waitCount), event))
+        return code;
+    const cl_int code = Enqueue(queue, CheckRange(memory, offset, size, host), {waitCount, waitList, event});
+    if (code == CL_SUCCESS) std::memcpy(Find(memory)->bytes.data() + offset, host, size);
+    return code;
+}
+
+cl_int clEnqueueReadImage(cl_command_queue queue, cl_mem memory, cl_bool blocking, const size_t* origin,
+                          const size_t* region, size_t rowPitch, size_t slicePitch, void* host,
+                          cl_uint waitCount, const cl_event* waitList, cl_event* event) {
+    if (const cl_int code = Record(__func__, queue, memory, blocking, List(origin, 3), List(region, 3),
+                                   rowPitch, slicePitch, host, waitCount, List(waitList, waitCount), event))
+        return code;
+    return Enqueue(queue, CheckMemory(memory), {waitCount, waitList, event});
+}
+
+cl_int clEnqueueWriteImage(cl_command_queue queue, cl_mem memory, cl_bool blocking, const size_t* origin,
+                           const size_t* region, size_t rowPitch, size_t slicePitch, const void* host,
+                           cl_uint waitCount, const cl_event* waitList, cl_event* event) {
+    if (const cl_int code = Record(__func__, queue, memory, blocking, List(origin, 3), List(region, 3),
+                                   rowPitch, slicePitch, host, waitCount, List(waitList, waitCount), event))
+        return code;
+    return Enqueue(queue, CheckMemory(memory), {waitCount, waitList, event});
+}
+
+cl_int clWaitForEvents(cl_uint count, const cl_event* events) {
+    if (const cl_int code = Record(__func__, count, List(events, count))) return code;
+    if (count == 0 || events == nullptr) return CL_INVALID_VALUE;
+    return CheckEvents(count, events, CL_INVALID_EVENT);
+}
+
+}  // extern "C"

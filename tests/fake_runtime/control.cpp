@@ -1,0 +1,202 @@
+#include <algorithm>
+
+#include "fake_opencl.h"
+
+namespace nuvra::fake {
+namespace {
+
+constexpr const char* kKindNames[] = {"platform", "device",  "context", "queue",
+                                      "memory",   "program", "kernel",  "event"};
+
+std::string ToText(const Handle& handle) {
+    if (handle.serial == 0) return "null";
+    const std::string name = kKindNames[static_cast<int>(handle.kind)];
+    return handle.serial < 0 ? "unknown " + name : name + std::to_string(handle.serial);
+}
+
+std::string ToText(std::uint64_t number) {
+    return std::to_string(number);
+}
+std::string ToText(const void* pointer) {
+    return pointer == nullptr ? "null" : "ptr";
+}
+std::string ToText(const std::string& text) {
+    return '"' + text + '"';
+}
+std::string ToText(const Bytes& bytes) {
+    std::string text;
+    for (const std::uint8_t byte : bytes) {
+        text += "0123456789abcdef"[byte >> 4];
+        text += "0123456789abcdef"[byte & 15];
+    }
+    return text;
+}
+
+template <class Range>
+std::string Join(const Range& range, const char* separator) {
+    std::string text;
+    for (const auto& item : range) text += (text.empty() ? "" : separator) + item;
+    return text;
+}
+
+template <class T>
+std::string ToText(const std::vector<T>& list) {
+    std::vector<std::string> texts;
+    for (const T& item : list) texts.push_back(ToText(item));
+    return '[' + Join(texts, " ") + ']';
+}
+
+std::string ToText(const Value& value) {
+    return std::visit([](const auto& any) { return ToText(any); }, value);
+}
+
+std::string ListTexts(const std::vector<Value>& values, const char* separator) {
+    std::vector<std::string> texts;
+    for (const Value& value : values) texts.push_back(ToText(value));
+    return Join(texts, separator);
+}
+
+}  // namespace
+
+std::string ToText(const Call& call) {
+    return call.name + '(' + ListTexts(call.values, ", ") + ')';
+}
+
+std::string ToText(const Launch& launch) {
+    std::vector<Value> arguments;
+    for (const auto& [index, value] : launch.arguments) arguments.push_back(value);
+    return launch.kernel + ' ' + ListTexts(launch.ranges, " ") + " (" + ListTexts(arguments, ", ") + ')';
+}
+
+Bytes TextBytes(const std::string& text) {
+    return Bytes(text.c_str(), text.c_str() + text.size() + 1);
+}
+
+Control& Control::Get() {
+    static Control control;
+    return control;
+}
+
+void Control::Reset() {
+    *this = Control();
+    AddDevice(AddPlatform("Fake platform"), "Fake device");
+    imageFormats = {{CL_RGBA, CL_UNORM_INT8}, {CL_BGRA, CL_UNORM_INT8}, {CL_R, CL_FLOAT}};
+    buildLog = "fake log";
+    binary = {1, 2, 3, 4, 5};
+    workGroupInfo = {{CL_KERNEL_WORK_GROUP_SIZE, NumberBytes<std::size_t>({256})},
+                     {CL_KERNEL_COMPILE_WORK_GROUP_SIZE, NumberBytes<std::size_t>({8, 4, 2})},
+                     {CL_KERNEL_LOCAL_MEM_SIZE, NumberBytes<cl_ulong>({1024})},
+                     {CL_KERNEL_PREFERRED_WORK_GROUP_SIZE_MULTIPLE, NumberBytes<std::size_t>({32})},
+                     {CL_KERNEL_PRIVATE_MEM_SIZE, NumberBytes<cl_ulong>({64})}};
+}
+
+Object& Control::AddPlatform(const std::string& name) {
+    Object& platform = Make(Kind::PLATFORM);
+    platform.info = {{CL_PLATFORM_NAME, TextBytes(name)},
+                     {CL_PLATFORM_PROFILE, TextBytes("FULL_PROFILE")},
+                     {CL_PLATFORM_VERSION, TextBytes("OpenCL 1.2 fake")},
+                     {CL_PLATFORM_VENDOR, TextBytes("Fake vendor")},
+                     {CL_PLATFORM_EXTENSIONS, TextBytes("cl_khr_icd cl_fake_extension")}};
+    platforms.push_back(&platform);
+    return platform;
+}
+
+Object& Control::AddDevice(Object& platform, const std::string& name) {
+    Object& device = Make(Kind::DEVICE);
+    const auto platformId = reinterpret_cast<std::size_t>(&platform);
+    device.info = {
+        {CL_DEVICE_NAME, TextBytes(name)},
+        {CL_DEVICE_VENDOR, TextBytes("Fake vendor")},
+        {CL_DRIVER_VERSION, TextBytes("352.86")},
+        {CL_DEVICE_VERSION, TextBytes("OpenCL 1.2 fake")},
+        {CL_DEVICE_OPENCL_C_VERSION, TextBytes("OpenCL C 1.2 fake")},
+        {CL_DEVICE_EXTENSIONS, TextBytes("cl_khr_fp64  cl_fake_extension ")},
+        {CL_DEVICE_TYPE, NumberBytes<cl_device_type>({CL_DEVICE_TYPE_GPU})},
+        {CL_DEVICE_PLATFORM, NumberBytes<std::size_t>({platformId})},
+        {CL_DEVICE_MAX_WORK_ITEM_DIMENSIONS, NumberBytes<cl_uint>({3})},
+        {CL_DEVICE_MAX_WORK_ITEM_SIZES, NumberBytes<std::size_t>({1024, 1024, 64})},
+        {CL_DEVICE_MAX_WORK_GROUP_SIZE, NumberBytes<std::size_t>({1024})},
+        {CL_DEVICE_QUEUE_PROPERTIES,
+         NumberBytes<cl_ulong>({CL_QUEUE_OUT_OF_ORDER_EXEC_MODE_ENABLE | CL_QUEUE_PROFILING_ENABLE})},
+        {CL_DEVICE_AVAILABLE, NumberBytes<cl_bool>({CL_TRUE})},
+        {CL_DEVICE_COMPILER_AVAILABLE, NumberBytes<cl_bool>({CL_TRUE})},
+        {CL_DEVICE_EXECUTION_CAPABILITIES, NumberBytes<cl_ulong>({CL_EXEC_KERNEL})},
+    };
+    platform.devices.push_back(&device);
+    return device;
+}
+
+void Control::Fail(const std::string& name, cl_int code, int nth) {
+    _failures.push_back({name, code, nth});
+}
+
+cl_int Control::Record(const char* name, std::vector<Value> values) {
+    calls.push_back({name, std::move(values)});
+    for (Failure& failure : _failures) {
+        if (!failure.name.empty() && failure.name != name) continue;
+        failure.seen++;
+        if (failure.nth == 0 || failure.nth == failure.seen) return failure.code;
+    }
+    return intercept ? intercept(calls.back()) : CL_SUCCESS;
+}
+
+std::vector<std::string> Control::TextsOf(const std::string& name) const {
+    std::vector<std::string> texts;
+    for (const Call& call : calls)
+        if (call.name == name) texts.push_back(ListTexts(call.values, ", "));
+    return texts;
+}
+
+std::vector<std::string> Control::LaunchTexts() const {
+    std::vector<std::string> texts;
+    for (const Launch& launch : launches) texts.push_back(fake::ToText(launch));
+    return texts;
+}
+
+int Control::CountLive() const {
+    return static_cast<int>(std::count_if(_objects.begin(), _objects.end(), [](const auto& object) {
+        return object->count > 0 && object->kind != Kind::PLATFORM && object->kind != Kind::DEVICE;
+    }));
+}
+
+Object& Control::Make(Kind kind) {
+    auto object = std::make_unique<Object>();
+    object->kind = kind;
+    object->serial =
+        1 + static_cast<int>(std::count_if(_objects.begin(), _objects.end(),
+                                           [kind](const auto& other) { return other->kind == kind; }));
+    _objects.push_back(std::move(object));
+    return *_objects.back();
+}
+
+const Object* Control::FindAny(const void* handle) const {
+    for (const auto& object : _objects)
+        if (object.get() == handle) return object.get();
+    return nullptr;
+}
+
+Object* Control::Find(Kind kind, const void* handle) {
+    if (handle == nullptr) return nullptr;
+    auto* object = const_cast<Object*>(FindAny(handle));
+    const std::string where = calls.empty() ? "" : fake::ToText(calls.back());
+    if (object == nullptr || object->kind != kind)
+        faults.push_back(where + " got what is no " + kKindNames[static_cast<int>(kind)]);
+    else if (object->count > 0)
+        return object;
+    else
+        faults.push_back(where + " got a released " + kKindNames[static_cast<int>(kind)]);
+    return nullptr;
+}
+
+Handle Control::Describe(Kind kind, const void* handle) const {
+    if (handle == nullptr) return {kind, 0};
+    const Object* object = FindAny(handle);
+    return {kind, object != nullptr && object->kind == kind ? object->serial : -1};
+}
+
+std::string Control::NameOf(const void* pointer) const {
+    const Object* object = FindAny(pointer);
+    return object != nullptr ? ToText(Handle{object->kind, object->serial}) : ToText(pointer);
+}
+
+}  // namespace nuvra::fake

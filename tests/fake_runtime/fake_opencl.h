@@ -1,0 +1,133 @@
+#pragma once
+
+#include <CL/cl.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+/// An OpenCL runtime for tests. The library `fake_opencl` exports the C functions; what they answer and what
+/// they were asked is kept in the `Control`, which a test program links and so shares with every build of the
+/// runtime that a module loads.
+namespace nuvra::fake {
+
+using Bytes = std::vector<std::uint8_t>;
+using Numbers = std::vector<std::uint64_t>;
+
+enum class Kind { PLATFORM, DEVICE, CONTEXT, QUEUE, MEMORY, PROGRAM, KERNEL, EVENT };
+
+/// A recorded handle, "queue1" in texts: objects of a kind are numbered from 1. 0 is a null handle, -1 no
+/// handle of that kind.
+struct Handle {
+    Kind kind = Kind::PLATFORM;
+    int serial = 0;
+    friend bool operator==(const Handle&, const Handle&) = default;
+};
+using Handles = std::vector<Handle>;
+
+/// A recorded argument. Arrays are copied; a null array is a null pointer.
+using Value = std::variant<std::uint64_t, const void*, std::string, Bytes, Numbers, Handle, Handles>;
+
+struct Call {
+    std::string name;
+    std::vector<Value> values;  ///< one an argument
+};
+
+/// A kernel launch with the arguments that were set at that moment.
+struct Launch {
+    std::string kernel;
+    std::vector<Value> ranges;  ///< offset, global and local size
+    std::map<cl_uint, Value> arguments;
+};
+
+/// "clFinish(queue1)", "null" for a null pointer and "ptr" for any other, bytes in hexadecimal.
+std::string ToText(const Call& call);
+/// "ClearMem1_0 [32] [3] null (memory1)"
+std::string ToText(const Launch& launch);
+
+/// Answers to information queries, as the bytes that the runtime writes.
+using Info = std::map<cl_uint, Bytes>;
+Bytes TextBytes(const std::string& text);  ///< with its NUL
+template <class T>
+Bytes NumberBytes(std::initializer_list<T> numbers) {
+    const auto* first = reinterpret_cast<const std::uint8_t*>(numbers.begin());
+    return Bytes(first, first + numbers.size() * sizeof(T));
+}
+
+/// What a handle points to. A released object stays in memory until the next `Reset`, so that its later use
+/// is noticed.
+struct Object {
+    Kind kind = Kind::PLATFORM;
+    int serial = 0;
+    int count = 1;
+    Info info;                             ///< platforms, devices
+    std::vector<Object*> devices;          ///< of a platform, a context or a program
+    Bytes bytes;                           ///< of memory
+    std::optional<cl_image_format> image;  ///< images: their format
+    std::size_t size[3] = {};              ///< images: pixels
+    std::string text;                      ///< a program's source, a kernel's name
+    bool isBuilt = false;
+    std::map<cl_uint, Value> arguments;  ///< of a kernel
+};
+
+class Control {
+public:
+    static Control& Get();
+
+    /// Forgets everything, with one platform that has one device.
+    void Reset();
+
+    /// What the runtime offers; a test may change any of it at any time.
+    std::vector<Object*> platforms;
+    std::vector<cl_image_format> imageFormats;
+    std::string buildLog;
+    Bytes binary;
+    Info workGroupInfo;
+    cl_int createdCode = CL_SUCCESS;   ///< written by the creating calls that succeed
+    bool answersForAnyMemory = false;  ///< image queries of buffers, too, get a number
+    bool allowsNoDevices = false;      ///< lets a context have none
+    Object& AddPlatform(const std::string& name);
+    Object& AddDevice(Object& platform, const std::string& name);
+
+    /// Makes the nth call (from 1; 0: every call) of the function (empty: of all functions together) fail. A
+    /// failing release releases all the same.
+    void Fail(const std::string& name, cl_int code, int nth = 0);
+    /// Asked about each call; a code other than 0 makes it fail.
+    std::function<cl_int(const Call& call)> intercept;
+
+    std::vector<Call> calls;
+    std::vector<Launch> launches;
+    std::vector<std::string> faults;  ///< handles unknown, released twice or used after their release
+    /// The calls of a function as texts, without its name.
+    std::vector<std::string> TextsOf(const std::string& name) const;
+    std::vector<std::string> LaunchTexts() const;
+    /// Objects that are not released yet, platforms and devices aside.
+    int CountLive() const;
+
+    /// For the runtime's functions: records a call and gives the code that it is to fail with, if any.
+    cl_int Record(const char* name, std::vector<Value> values);
+    Object& Make(Kind kind);
+    /// The live object of that kind, or null; anything else but a null handle is a fault.
+    Object* Find(Kind kind, const void* handle);
+    Handle Describe(Kind kind, const void* handle) const;
+    const Object* FindAny(const void* handle) const;
+    /// "queue1" for a handle, "null", or "ptr" for any other address.
+    std::string NameOf(const void* pointer) const;
+
+private:
+    struct Failure {
+        std::string name;
+        cl_int code;
+        int nth;
+        int seen = 0;
+    };
+    std::vector<Failure> _failures;
+    std::vector<std::unique_ptr<Object>> _objects;
+};
+
+}  // namespace nuvra::fake

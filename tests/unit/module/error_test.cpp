@@ -1,0 +1,103 @@
+#include <string_view>
+
+#include "module_fixture.h"
+#include "open_cl_codes.h"
+
+namespace nuvra::test {
+namespace {
+
+class ErrorTest : public ModuleTest {
+protected:
+    static std::string MessageOf(const ErrorRef& error) { return std::string(error.GetMessage().GetView()); }
+};
+
+TEST_F(ErrorTest, TheMessageIsTheCodesName) {
+    const ErrorRef error = NewError<OpenCLErrorObject>();
+    const OpenCLErrorRef openCL(error);
+    ASSERT_TRUE(openCL);
+    EXPECT_EQ(openCL.GetErrorCode(), 0);
+    EXPECT_EQ(MessageOf(error), "") << "no code was set yet";
+    for (const OpenCLCode& known : kOpenCLCodes) {
+        if (known.code > 0) continue;
+        openCL.SetErrorCode(known.code);
+        EXPECT_EQ(MessageOf(error), known.name);
+        EXPECT_EQ(openCL.GetErrorCode(), known.code);
+    }
+}
+
+TEST_F(ErrorTest, CodesWithoutANameHaveTheirOwnTextOrNone) {
+    const std::pair<Int32, const char*> cases[] = {
+        {1, "Version number is too small."},
+        {2, "The OpenCL library was not loaded correctly."},
+        {3, "Unspecified error."},
+        {4, ""},
+        {6, ""},
+        {7, ""},
+        {-20, ""},
+        {-25, ""},
+        {-29, ""},
+        {-69, ""},
+        {-1001, ""},
+        {INT32_MAX, ""},
+        {INT32_MIN, ""},
+    };
+    const ErrorRef error = NewError<OpenCLErrorObject>();
+    const OpenCLErrorRef openCL(error);
+    for (const auto& [code, message] : cases) {
+        openCL.SetErrorCode(-5);
+        EXPECT_EQ(MessageOf(error), "CL_OUT_OF_RESOURCES");
+        openCL.SetErrorCode(code);
+        EXPECT_EQ(openCL.GetErrorCode(), code);
+        EXPECT_EQ(MessageOf(error), message) << code;
+    }
+}
+
+TEST_F(ErrorTest, AMessageSetByHandStaysUntilACodeIsSet) {
+    const ErrorRef error = NewError<OpenCLErrorObject>();
+    error.SetMessage(MakeText("by hand"));
+    EXPECT_EQ(MessageOf(error), "by hand");
+    OpenCLErrorRef(error).SetErrorCode(CL_INVALID_VALUE);
+    EXPECT_EQ(MessageOf(error), "CL_INVALID_VALUE");
+}
+
+TEST_F(ErrorTest, AnErrorCarriesThePlaceThatRaisedIt) {
+    MakeObjects();
+    fake.Fail("clFinish", CL_OUT_OF_RESOURCES);
+    const Result<void> raised[] = {cl.queue.Finish(), cl.kernel.SetArg(0, OpenCLMemoryObjectRef()),
+                                   cl.program.CreateKernel("Nobody").GetError()};
+    const std::string_view files[] = {"opencl_commandqueue.cpp", "opencl_kernel.cpp", "opencl_program.cpp"};
+    for (size_t i = 0; i < std::size(files); i++) {
+        const SourceLocation location = raised[i].GetError().GetLocation();
+        EXPECT_TRUE(std::string_view(location.file).ends_with(files[i])) << location.file;
+        EXPECT_GT(location.line, 0);
+    }
+}
+
+TEST_F(ErrorTest, ACopyHasTheCodeAndDerivesTheMessageItself) {
+    const ErrorRef error = NewError<OpenCLErrorObject>();
+    OpenCLErrorRef(error).SetErrorCode(CL_INVALID_KERNEL);
+    const Result<AnyRef> copy = AnyRef(error.Get()).Copy();
+    ASSERT_EQ(Outcome(copy), "OK");
+    const ErrorRef copied(copy.GetValue().Get());
+    OpenCLErrorRef(error).SetErrorCode(CL_INVALID_DEVICE);
+    EXPECT_EQ(OpenCLErrorRef(copied).GetErrorCode(), CL_INVALID_KERNEL);
+    EXPECT_EQ(MessageOf(copied), "CL_INVALID_KERNEL");
+}
+
+TEST_F(ErrorTest, OnlyTheCodeIsSerialised) {
+    const AnyRef error(NewError<OpenCLErrorObject>().Get());
+    BaseArray<MemberDescription> members;
+    ASSERT_EQ(Outcome(Table<ObjectInterface>()->DescribeMembers(error.Get()->objectClass, members)), "OK");
+    int found = 0;
+    for (const MemberDescription& member : members) {
+        if (std::string_view(member.name.GetText()) != "_errorCode") continue;
+        found++;
+        EXPECT_STREQ(member.dataType.GetText(), "nuvra.DataTypes:nuvra.UInt32");
+        EXPECT_EQ(member.offset, 0);
+    }
+    EXPECT_EQ(found, 1);
+    EXPECT_EQ(members.GetCount(), 1);
+}
+
+}  // namespace
+}  // namespace nuvra::test

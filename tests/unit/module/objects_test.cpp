@@ -1,0 +1,251 @@
+#include "module_fixture.h"
+
+namespace nuvra::test {
+namespace {
+
+using Order = OpenCLChannelOrder;
+using Type = OpenCLChannelDataType;
+
+/// Memory objects with image formats, programs and kernels.
+class ObjectsTest : public ModuleTest {
+protected:
+    void SetUp() override {
+        ModuleTest::SetUp();
+        MakeObjects();
+        device = OpenCL::GetDeviceFromId(Devices()[0]).GetValue();
+        fake.calls.clear();
+    }
+    void TearDown() override {
+        device = nullptr;
+        ModuleTest::TearDown();
+    }
+    /// The format as the runtime got it, and as the image then has it.
+    std::pair<std::string, OpenCLImageFormat> RoundTrip(OpenCLImageFormat format) {
+        fake.calls.clear();
+        const OpenCLMemoryObjectRef image = cl.context.CreateImage2D(1, format, 2, 2).GetValue();
+        const auto& passed = std::get<fake::Numbers>(fake.calls[0].values[2]);
+        return {std::to_string(passed[0]) + ' ' + std::to_string(passed[1]),
+                *image.GetImageInfo(OpenCLImageInfo::FORMAT).Find<OpenCLImageFormat>()};
+    }
+
+    OpenCLDeviceRef device;
+};
+
+TEST_F(ObjectsTest, ImageFormatsAreConvertedBothWays) {
+    const cl_uint orders[] = {CL_R,  CL_A,   CL_INTENSITY, CL_LUMINANCE, CL_RG,
+                              CL_RA, CL_RGB, CL_RGBA,      CL_ARGB,      CL_BGRA};
+    const cl_uint types[] = {
+        CL_SNORM_INT8,      CL_SNORM_INT16,      CL_UNORM_INT8,     CL_UNORM_INT16,  CL_UNORM_SHORT_565,
+        CL_UNORM_SHORT_555, CL_UNORM_INT_101010, CL_SIGNED_INT8,    CL_SIGNED_INT16, CL_SIGNED_INT32,
+        CL_UNSIGNED_INT8,   CL_UNSIGNED_INT16,   CL_UNSIGNED_INT32, CL_HALF_FLOAT,   CL_FLOAT};
+    for (UInt32 i = 0; i < std::max(std::size(orders), std::size(types)); i++) {
+        const UInt32 order = i % std::size(orders);
+        const OpenCLImageFormat format{Order{order}, Type{i}};
+        const auto [passed, got] = RoundTrip(format);
+        EXPECT_EQ(passed, std::to_string(orders[order]) + ' ' + std::to_string(types[i]));
+        EXPECT_EQ(got, format);
+    }
+    const OpenCLImageFormat fallback{Order::RED, Type::SNORM_INT8};
+    EXPECT_EQ(RoundTrip({Order{12}, Type{20}}).second, fallback);
+    fake.imageFormats = {{CL_RGx, 0}, {CL_R, CL_SNORM_INT8}};
+    BaseArray<OpenCLImageFormat> formats;
+    ASSERT_EQ(Outcome(cl.context.GetSupportedImageFormats(1, OpenCLImageType::IMAGE2D, formats)), "OK");
+    for (const OpenCLImageFormat& format : formats) EXPECT_EQ(format, fallback);
+}
+
+TEST_F(ObjectsTest, AFormatIsADataTypeWithHashAndText) {
+    const DataTypeRecord* type = GetDataType<OpenCLImageFormat>();
+    ASSERT_NE(type, nullptr);
+    EXPECT_EQ(type->size, 8);
+    EXPECT_EQ(type->alignment, 4);
+    const std::tuple<OpenCLImageFormat, UInt64, std::string> cases[] = {
+        {{}, 217, "Channel order: RGBA Data type: SNORM_INT8"},
+        {{Order::BGRA, Type::UNORM_INT8}, 281, "Channel order: BGRA Data type: UNORM_INT8"},
+        {{Order{12}, Type{20}}, 393, "Channel order: Unknown Data type: unknown"},
+    };
+    const auto text = [&](const void* value) {
+        return std::string(type->toText(value).GetValue().GetView());
+    };
+    for (const auto& [format, hash, expected] : cases) {
+        EXPECT_EQ(text(&format), expected);
+        EXPECT_EQ(type->hash(&format), expected.ends_with("unknown") ? 12 * 31 + (20 ^ (20 >> 4)) : hash);
+        EXPECT_TRUE(type->equal(&format, &format));
+    }
+    const OpenCLImageFormat one;
+    const OpenCLImageFormat other{Order::RGBA, Type::FLOAT};
+    EXPECT_FALSE(type->equal(&one, &other));
+    EXPECT_EQ(text(nullptr), "nullptr");
+    EXPECT_EQ(*Data::Of(other).GetValue().Find<OpenCLImageFormat>(), other);
+}
+
+TEST_F(ObjectsTest, AnImageTellsItsLayoutAndABufferNothing) {
+    const OpenCLMemoryObjectRef image =
+        cl.context.CreateImage2D(1, {Order::RGBA, Type::FLOAT}, 5, 3).GetValue();
+    fake.calls.clear();
+    const Texts expected = {"Channel order: RGBA Data type: FLOAT", "16", "80", "0", "5", "3", "0", "none"};
+    for (UInt32 which = 0; which < expected.size(); which++)
+        EXPECT_EQ(ToText(image.GetImageInfo(which)), expected[which]) << which;
+    EXPECT_EQ(Take("clGetImageInfo"), (Texts{"memory2, 4368, 8, ptr, null", "memory2, 4369, 8, ptr, null",
+                                             "memory2, 4370, 8, ptr, null", "memory2, 4371, 8, ptr, null",
+                                             "memory2, 4372, 8, ptr, null", "memory2, 4373, 8, ptr, null",
+                                             "memory2, 4374, 8, ptr, null"}));
+    for (const bool isLax : {false, true}) {
+        fake.answersForAnyMemory = isLax;
+        for (UInt32 which = 0; which < expected.size(); which++)
+            EXPECT_TRUE(cl.buffer.GetImageInfo(which).IsEmpty()) << which;
+    }
+    EXPECT_TRUE(OpenCLMemoryObjectRef().GetImageInfo(OpenCLImageInfo::WIDTH).IsEmpty());
+}
+
+TEST_F(ObjectsTest, AReleasedMemoryObjectIsGone) {
+    ASSERT_EQ(Outcome(cl.buffer.Release()), "OK");
+    EXPECT_EQ(Outcome(cl.buffer.Release()), "CL_INVALID_MEM_OBJECT");
+    cl.buffer = nullptr;
+    EXPECT_EQ(Take("clReleaseMemObject"), Texts{"memory1"});
+}
+
+TEST_F(ObjectsTest, ABuildTakesDevicesAndOptions) {
+    EXPECT_EQ(Outcome(cl.program.Build(Devices(), "-w")), "OK");
+    EXPECT_EQ(Outcome(cl.program.Build({}, nullptr)), "OK");
+    EXPECT_EQ(Take("clBuildProgram"),
+              (Texts{"program1, 1, [device1], \"-w\", null, null", "program1, 0, null, null, null, null"}));
+    fake.Fail("clBuildProgram", CL_BUILD_PROGRAM_FAILURE);
+    EXPECT_EQ(Outcome(cl.program.Build(Devices(), nullptr)), "CL_BUILD_PROGRAM_FAILURE");
+}
+
+TEST_F(ObjectsTest, TheBuildLogIsATextWhateverHappens) {
+    const cl_device_id id = Devices()[0];
+    const auto log = [&] {
+        const Result<String> text = cl.program.GetBuildLog(id);
+        EXPECT_EQ(Outcome(text), "OK");
+        return std::string(text.GetValue().GetView());
+    };
+    EXPECT_EQ(log(), "fake log");
+    EXPECT_EQ(Take("clGetProgramBuildInfo"),
+              (Texts{"program1, device1, 4483, 0, null, ptr", "program1, device1, 4483, 9, ptr, null"}));
+    fake.buildLog = std::string(1234, 'x');
+    host->allocations.FailFrom(0);
+    EXPECT_EQ(log(), "OutOfMemoryError");
+    EXPECT_EQ(log(), fake.buildLog);
+    for (const int failing : {1, 2}) {
+        fake.Fail("clGetProgramBuildInfo", CL_OUT_OF_RESOURCES, failing);
+        EXPECT_EQ(log(), "");
+    }
+    ASSERT_EQ(Outcome(cl.program.Release()), "OK");
+    EXPECT_EQ(log(), "");
+}
+
+TEST_F(ObjectsTest, AKernelIsMadeByNameOfABuiltProgram) {
+    EXPECT_EQ(Outcome(cl.program.CreateKernel("Tail")), "OK");
+    EXPECT_EQ(Outcome(cl.program.CreateKernel("Missing")), "CL_INVALID_KERNEL_NAME");
+    const char* source = "kernel void Main() {}";
+    const OpenCLProgramRef unbuilt = cl.context.CreateProgramWithSource(1, &source).GetValue();
+    EXPECT_EQ(Outcome(unbuilt.CreateKernel("Main")), "CL_INVALID_PROGRAM_EXECUTABLE");
+    ASSERT_EQ(Outcome(cl.program.Release()), "OK");
+    EXPECT_EQ(Outcome(cl.program.Release()), "CL_INVALID_PROGRAM");
+    EXPECT_EQ(Outcome(cl.program.CreateKernel("Main")), "CL_INVALID_PROGRAM");
+    EXPECT_EQ(Outcome(cl.program.Build({}, nullptr)), "CL_INVALID_PROGRAM");
+}
+
+TEST_F(ObjectsTest, TheBinaryOfOneDeviceReplacesTheArray) {
+    BaseArray<UChar> binary;
+    ASSERT_TRUE(binary.Resize(100).IsOk());
+    EXPECT_EQ(Outcome(cl.program.GetBinary(binary)), "OK");
+    EXPECT_EQ(fake::Bytes(binary.begin(), binary.end()), fake.binary);
+    fake.binary.clear();
+    EXPECT_EQ(Outcome(cl.program.GetBinary(binary)), "OK");
+    EXPECT_EQ(binary.GetCount(), 0);
+
+    fake.AddDevice(*fake.platforms[0], "Second");
+    const OpenCLContextRef two = OpenCL::CreateContext(Platform(), Devices()).GetValue();
+    const char* source = "";
+    const OpenCLProgramRef program = two.CreateProgramWithSource(1, &source).GetValue();
+    EXPECT_EQ(Outcome(program.GetBinary(binary)), "CL_INVALID_VALUE");
+    ASSERT_EQ(Outcome(program.Release()), "OK");
+    fake.calls.clear();
+    EXPECT_EQ(Outcome(program.GetBinary(binary)), "CL_INVALID_PROGRAM");
+    EXPECT_EQ(fake.calls.size(), 0U);
+}
+
+TEST_F(ObjectsTest, ArgumentsOfEveryTypeHaveTheirBytes) {
+    const OpenCLKernelRef& kernel = cl.kernel;
+    const Char chars[] = {-1, 2};
+    const UChar bytes[] = {0xAB};
+    const Int16 shorts[] = {-2, 3};
+    const UInt16 words[] = {0x1234};
+    const Int32 ints[] = {1, 2, 3, -1};
+    const UInt32 uints[] = {5};
+    const Float32 floats[] = {1.0F};
+    const Float64 doubles[] = {1.0};
+    const Result<void> results[] = {kernel.SetArg(0, cl.buffer), kernel.SetArgLocalMemory(1, 1024),
+                                    kernel.SetArg(2, chars, 2),  kernel.SetArg(3, bytes, 1),
+                                    kernel.SetArg(4, shorts, 2), kernel.SetArg(5, words, 1),
+                                    kernel.SetArg(6, ints, 4),   kernel.SetArg(7, uints, 1),
+                                    kernel.SetArg(8, floats, 1), kernel.SetArg(9, doubles, 1)};
+    for (const Result<void>& result : results) EXPECT_EQ(Outcome(result), "OK");
+    EXPECT_EQ(Take("clSetKernelArg"),
+              (Texts{"kernel1, 0, 8, memory1", "kernel1, 1, 1024, null", "kernel1, 2, 2, ff02",
+                     "kernel1, 3, 1, ab", "kernel1, 4, 4, feff0300", "kernel1, 5, 2, 3412",
+                     "kernel1, 6, 16, 010000000200000003000000ffffffff", "kernel1, 7, 4, 05000000",
+                     "kernel1, 8, 4, 0000803f", "kernel1, 9, 8, 000000000000f03f"}));
+    EXPECT_EQ(Outcome(kernel.SetArg(0, ints, 0)), "CL_INVALID_ARG_SIZE") << "the runtime's answer";
+    fake.calls.clear();
+    for (const Int count : {Int{-1}, INT64_MIN, INT64_MAX})
+        EXPECT_EQ(Outcome(kernel.SetArg(0, doubles, count)), "CL_INVALID_ARG_SIZE") << count;
+    EXPECT_EQ(fake.calls.size(), 0U);
+}
+
+TEST_F(ObjectsTest, VectorsAreWidenedToFourComponentsUpToFiveWithoutAllocating) {
+    const std::vector<Vector32> vectors(6, Vector32{1, 2, 3});
+    const std::string one = "0000803f000000400000404000000000";
+    const Int before = host->allocations.GetCount();
+    EXPECT_EQ(Outcome(cl.kernel.SetArg(0, vectors.data(), 1)), "OK");
+    EXPECT_EQ(Outcome(cl.kernel.SetArg(0, vectors.data(), 5)), "OK");
+    EXPECT_EQ(host->allocations.GetCount(), before);
+    EXPECT_EQ(Outcome(cl.kernel.SetArg(0, vectors.data(), 6)), "OK");
+    EXPECT_EQ(host->allocations.GetCount(), before + 1);
+    EXPECT_EQ(Outcome(cl.kernel.SetArg(0, vectors.data(), 0)), "CL_INVALID_ARG_SIZE");
+    EXPECT_EQ(Take("clSetKernelArg"),
+              (Texts{"kernel1, 0, 16, " + one, "kernel1, 0, 80, " + one + one + one + one + one,
+                     "kernel1, 0, 96, " + one + one + one + one + one + one, "kernel1, 0, 0, null"}));
+    for (const Int count : {Int{-1}, Int{1} << 59, Int{1} << 60, INT64_MAX, INT64_MIN})
+        EXPECT_EQ(Outcome(cl.kernel.SetArg(0, vectors.data(), count)), kOutOfMemory) << count;
+    EXPECT_EQ(fake.calls.size(), 0U);
+}
+
+TEST_F(ObjectsTest, NoKernelGetsMemoryThatIsNotThere) {
+    ASSERT_EQ(Outcome(cl.buffer.Release()), "OK");
+    fake.calls.clear();
+    EXPECT_EQ(Outcome(cl.kernel.SetArg(0, cl.buffer)), "CL_INVALID_MEM_OBJECT");
+    EXPECT_EQ(Outcome(cl.kernel.SetArg(0, OpenCLMemoryObjectRef())), "CL_INVALID_MEM_OBJECT");
+    EXPECT_EQ(fake.calls.size(), 0U);
+    ASSERT_EQ(Outcome(cl.kernel.Release()), "OK");
+    EXPECT_EQ(Outcome(cl.kernel.SetArgLocalMemory(0, 8)), "CL_INVALID_KERNEL");
+}
+
+TEST_F(ObjectsTest, WorkGroupInfoIsAskedBySelector) {
+    const std::tuple<UInt32, cl_uint, UInt64> cases[] = {
+        {0, CL_KERNEL_WORK_GROUP_SIZE, 256},
+        {2, CL_KERNEL_LOCAL_MEM_SIZE, 1024},
+        {3, CL_KERNEL_PREFERRED_WORK_GROUP_SIZE_MULTIPLE, 32},
+        {4, CL_KERNEL_PRIVATE_MEM_SIZE, 64},
+        {7, CL_KERNEL_WORK_GROUP_SIZE, 256},
+    };
+    for (const auto& [which, parameter, expected] : cases) {
+        UInt64 value = 0;
+        size_t written = 0;
+        EXPECT_EQ(Outcome(cl.kernel.GetWorkGroupInfo(device, which, 8, &value, &written)), "OK");
+        EXPECT_EQ(value, expected);
+        EXPECT_EQ(written, 8U);
+        EXPECT_EQ(Take("clGetKernelWorkGroupInfo"),
+                  Texts{"kernel1, device1, " + std::to_string(parameter) + ", 8, ptr, ptr"});
+    }
+    size_t sizes[3] = {};
+    EXPECT_EQ(Outcome(cl.kernel.GetWorkGroupInfo(device, 1, sizeof(sizes), sizes)), "OK");
+    EXPECT_EQ(sizes[0] * 100 + sizes[1] * 10 + sizes[2], 842U);
+    EXPECT_EQ(Outcome(cl.kernel.GetWorkGroupInfo(device, 1, 8, sizes)), "CL_INVALID_VALUE");
+    EXPECT_EQ(Outcome(cl.kernel.GetWorkGroupInfo({}, 0, 8, sizes)), kNullPointer);
+}
+
+}  // namespace
+}  // namespace nuvra::test
