@@ -28,13 +28,13 @@ inline constexpr int kKindOf<cl_kernel> = static_cast<int>(Kind::KERNEL);
 template <>
 inline constexpr int kKindOf<cl_event> = static_cast<int>(Kind::EVENT);
 
+/// An array argument to be recorded.
 template <class T>
 struct List {
+    List(const T* first, std::size_t number) : items(first), count(number) {}
     const T* items;
     std::size_t count;
 };
-template <class T>
-List(const T*, std::size_t) -> List<T>;
 
 template <class T>
 Value ToValue(T value) {

@@ -19,7 +19,7 @@ UInt64 WordOf(const std::string& text) {
 
 TEST(IdTest, TheWordHoldsLengthAndHash) {
     EXPECT_EQ(Id("a").GetWord(), (UInt64{1} << 52) + 97);
-    EXPECT_EQ(Id("ab").GetWord(), (UInt64{2} << 52) + 97 * 31 + 98);
+    EXPECT_EQ(Id("ab").GetWord(), (UInt64{2} << 52) + UInt64{97} * 31 + 98);
     EXPECT_EQ(Id("nuvra.System#1").GetWord(), UInt64{0xe35d6396ab48ed});
     for (const std::string& text : {std::string("nuvra.OpenCLDeviceInterface#1"), std::string("\xFF\x80"),
                                     std::string(4095, 'x'), std::string(4096, 'x'), std::string(70000, 'y')})
@@ -64,7 +64,8 @@ TEST(IdTest, OwnedTextLivesAsLongAsAnyCopy) {
         text.assign("something else");
         EXPECT_EQ(id.GetWord(), WordOf("owned text") | kOwnedBit);
         EXPECT_TRUE(id == kBorrowed) << "who owns the text makes no difference";
-        const Id copy = id;
+        Id copy;
+        copy = id;
         survivor = copy;
         Id moved = std::move(survivor);
         survivor = std::move(moved);

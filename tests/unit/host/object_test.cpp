@@ -101,6 +101,9 @@ TEST_F(ObjectTest, AComponentMayOverrideTheMessageOfAnError) {
     EXPECT_STREQ(error.GetClassId(), "zoo.ShoutErrorObject");
     EXPECT_EQ(error.GetMessage().GetView(), "fire!");
     EXPECT_EQ(error.GetMessage().GetView(), "fire!") << "the stored text is as it was";
+    const AnyRef copy = AnyRef(error.Get()).Copy().GetValue();
+    ASSERT_TRUE(copy) << "a component without data needs no copy function";
+    EXPECT_EQ(ErrorRef(copy.Get()).GetMessage().GetView(), "fire!");
 }
 
 TEST_F(ObjectTest, EntriesOfARegistryComeInTheOrderOfTheirKeys) {

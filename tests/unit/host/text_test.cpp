@@ -46,7 +46,8 @@ TEST_F(TextTest, TextsShareTheirBytesAndGiveThemBack) {
     const Int before = host::CountAllocations();
     {
         const String text = MakeText("shared");
-        const String copy = text;
+        String copy;
+        copy = text;
         EXPECT_EQ(copy.GetChars(), text.GetChars());
         EXPECT_TRUE(copy == MakeText("shared"));
         EXPECT_EQ(copy.GetHash(), MakeText("shared").GetHash());

@@ -14,7 +14,8 @@ protected:
 TEST_F(WeakTest, AWeakReferenceFindsTheObjectUntilItDies) {
     UrlRef url = MakeUrl();
     WeakRef<UrlRef> weak(url);
-    const WeakRef<UrlRef> copy = weak;
+    WeakRef<UrlRef> copy;
+    copy = weak;
     EXPECT_TRUE(weak.Lock() == url);
     url = nullptr;
     EXPECT_FALSE(weak.Lock());
@@ -67,7 +68,8 @@ TEST_F(WeakTest, ADyingObjectIsNeverBroughtBack) {
         const auto lockUntilGone = [&] {
             while (!go) {
             }
-            const WeakRef<UrlRef> mine = weak;
+            WeakRef<UrlRef> mine;
+            mine = weak;
             while (const UrlRef locked = mine.Lock()) EXPECT_TRUE(locked.GetPath().IsEmpty());
         };
         std::thread threads[] = {std::thread(lockUntilGone), std::thread(lockUntilGone)};

@@ -52,8 +52,9 @@ TEST_F(TraceTest, TheTracerIsToldAllNamesBeforeAnythingElse) {
 }
 
 TEST_F(TraceTest, WithoutPlatformsTheTracerIsToldNothing) {
-    fake.Fail("clGetPlatformIDs", -1001, 1);
+    fake.intercept = [](const fake::Call&) { return -1001; };
     Start(FakeLibrary());
+    fake.intercept = nullptr;
     EXPECT_EQ(TakeEvents(), Texts());
     EXPECT_TRUE(OpenCL::IsAvailable());
     EXPECT_EQ(TakeEvents().size(), 2U) << "but it sees calls";
@@ -103,7 +104,11 @@ TEST_F(TraceTest, EveryCallHasItsCodesAndValues) {
     const Float32 floats[] = {1.5F, 2};
     const Float64 doubles[] = {1.5, 2};
     const Vector32 vector{1, 2, 3};
-    const auto& [context, queue, program, kernel, buffer] = cl;
+    const OpenCLContextRef& context = cl.context;
+    const OpenCLCommandQueueRef& queue = cl.queue;
+    const OpenCLProgramRef& program = cl.program;
+    const OpenCLKernelRef& kernel = cl.kernel;
+    const OpenCLMemoryObjectRef& buffer = cl.buffer;
 
     struct Case {
         std::function<void()> operation;

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <OpenImageIO/filesystem.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace nuvra::app {
+
+/// A file as picture writers see it. Many of them do not notice a full disk, and one ends the whole program:
+/// here writing always seems to succeed, and `Finish` tells what went wrong.
+class CheckedFile : public OIIO::Filesystem::IOProxy {
+public:
+    explicit CheckedFile(const std::filesystem::path& path);
+
+    const char* proxytype() const override { return "checked"; }
+    void close() override {}
+    bool seek(int64_t offset) override;
+    size_t write(const void* bytes, size_t size) override;
+    size_t pwrite(const void* bytes, size_t size, int64_t offset) override;
+    size_t size() const override { return _size; }
+
+    /// Completes the file. The result is 0, or the errno value of the first failure.
+    int Finish();
+
+private:
+    void Note();
+
+    std::ofstream _stream;
+    int64_t _end = 0;  ///< of the latest write
+    size_t _size = 0;
+    int _systemError = 0;
+};
+
+}  // namespace nuvra::app

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string_view>
+
+#include "nuvra/types.h"
+
+namespace nuvra::app {
+
+/// The name of an error code of the OpenCL headers, extensions included, or of the module's own codes; empty
+/// for any other number.
+std::string_view FindErrorName(Int32 code);
+
+}  // namespace nuvra::app

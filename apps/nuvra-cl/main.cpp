@@ -1,0 +1,112 @@
+#include <cerrno>
+#include <cstdio>
+#include <new>
+
+#include "command.h"
+#include "failure.h"
+#include "system.h"
+
+namespace nuvra::app {
+
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kWrongArguments = 2;
+
+void AddCommonOptions(CLI::App& app, Options& options) {
+    app.add_option("--device", options.device,
+                   "The device to work on: its number in the list of devices or a part of its name\n"
+                   "(the first GPU, or else the first device)")
+        ->type_name("N|TEXT");
+    app.add_option("--runtime", options.runtime, "The library to use as OpenCL runtime (the system's)")
+        ->type_name("FILE")
+        ->envname("NUVRA_OPENCL_RUNTIME");
+    app.add_option("--module", options.module, "The OpenCL module (the one that came with this program)")
+        ->type_name("FILE");
+    app.add_flag("--quiet", options.isQuiet, "Show neither progress nor warnings");
+    app.set_version_flag("--version", "nuvra-cl " NUVRA_VERSION);
+}
+
+int Report(const std::string& message, int status) {
+    std::fprintf(stderr, "nuvra-cl: %s\n", message.c_str());
+    return status;
+}
+
+int ReportWrongArguments(const std::string& message, const std::string& command) {
+    const std::string help = "nuvra-cl" + (command.empty() ? "" : " " + command) + " --help";
+    return Report(FirstLine(message, "wrong arguments") + " (see " + help + ")", kWrongArguments);
+}
+
+/// Standard output may be a full disk or a closed pipe, which shows when it is flushed.
+void FinishStandardOutput() {
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+        throw Failure("cannot write the standard output: " + DescribeSystemError(errno));
+}
+
+int RunCommand(Command& command, const std::string& name, Environment& environment) {
+    try {
+        command.Run(environment);
+        FinishStandardOutput();
+        return 0;
+    } catch (const Failure& failure) {
+        return Report(failure.what(), kFailed);
+    } catch (const WrongArguments& error) {
+        return ReportWrongArguments(error.what(), name);
+    } catch (const std::bad_alloc&) {
+        return Report("out of memory", kFailed);
+    } catch (const std::exception& error) {
+        return Report(FirstLine(error.what(), "unknown failure"), kFailed);
+    }
+}
+
+/// A failing command's messages, such as build logs, explain its error; a succeeding one's are warnings.
+void ShowMessages(const Environment& environment, int status) {
+    if (environment.options.isQuiet && status == 0) return;
+    for (const std::string& message : environment.diagnostics) std::fprintf(stderr, "%s\n", message.c_str());
+    for (const std::string& note : environment.notes) std::fprintf(stderr, "nuvra-cl: %s\n", note.c_str());
+}
+
+int Main(int argc, char** argv) {
+    Environment environment;
+    CLI::App app("Runs OpenCL tasks on pictures and files.", "nuvra-cl");
+    app.require_subcommand(0, 1)->fallthrough();
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    app.get_formatter()->label("TEXT", "FILE");
+    app.footer("nuvra-cl COMMAND --help tells more about a command.");
+    AddCommonOptions(app, environment.options);
+    std::vector<CommandPtr> commands;
+    for (const CommandEntry& entry : kCommands) {
+        commands.push_back(entry.make());
+        CLI::App* command = app.add_subcommand(entry.name, entry.summary)->group("Commands");
+        commands.back()->AddOptions(*command);
+        command->footer(
+            command->get_footer() +
+            "\n\nEvery command takes --device, --runtime, --module and --quiet: see nuvra-cl --help.");
+    }
+    const auto chosen = [&]() -> std::string {
+        return app.get_subcommands().empty() ? "" : app.get_subcommands().front()->get_name();
+    };
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& success) {
+        return app.exit(success);
+    } catch (const CLI::ParseError& error) {
+        return ReportWrongArguments(error.what(), chosen());
+    }
+    if (chosen().empty()) return ReportWrongArguments("no command was given", {});
+    if (!environment.options.isQuiet) environment.terminal = OpenTerminal();
+    int status = 0;
+    for (size_t i = 0; i < commands.size(); i++)
+        if (kCommands[i].name == chosen()) status = RunCommand(*commands[i], chosen(), environment);
+    ShowMessages(environment, status);
+    if (environment.terminal != nullptr) std::fclose(environment.terminal);
+    return status;
+}
+
+}  // namespace
+
+}  // namespace nuvra::app
+
+int main(int argc, char** argv) {
+    return nuvra::app::Main(argc, argv);
+}

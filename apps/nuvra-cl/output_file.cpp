@@ -1,0 +1,99 @@
+#include "output_file.h"
+
+#include <cerrno>
+#include <fstream>
+#include <random>
+#include <vector>
+
+#include "failure.h"
+#include "system.h"
+
+namespace nuvra::app {
+
+namespace fs = std::filesystem;
+
+OutputFile::OutputFile(const fs::path& path, Access access, const std::string& extension)
+    : _name(path), _target(path) {
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (fs::is_directory(status)) throw Failure("cannot write " + Quote(path.string()) + ": it is a folder");
+    _isSpecial = fs::exists(status) && !fs::is_regular_file(status);
+    if (_isSpecial && access == Access::SEQUENTIAL) {
+        _written = path;
+        _stream = std::fopen(path.string().c_str(), "wb");
+        if (_stream == nullptr) Fail(errno);
+        return;
+    }
+    if (fs::is_regular_file(status)) {
+        // Renaming would replace a symbolic link by the file, and a file that the person may not write.
+        _target = fs::canonical(path);
+        std::FILE* probe = std::fopen(_target.string().c_str(), "ab");
+        if (probe == nullptr) Fail(errno);
+        std::fclose(probe);
+    }
+    MakeTemporary(_isSpecial ? fs::temp_directory_path() : _target.parent_path(),
+                  path.has_extension() ? path.extension().string() : extension);
+    if (access == Access::RANDOM) Close();
+}
+
+OutputFile::~OutputFile() {
+    if (_stream != nullptr) std::fclose(_stream);
+    if (!_isTemporary) return;
+    std::error_code ignored;
+    fs::remove(_written, ignored);
+    RemoveWhenInterrupted({});
+}
+
+/// Created here, and empty, so that no other program can be given the same name.
+void OutputFile::MakeTemporary(const fs::path& folder, const std::string& extension) {
+    std::random_device random;
+    do {
+        _written = folder / (".nuvra-cl-" + std::to_string(random()) + extension);
+        RemoveWhenInterrupted(_written);
+        _stream = std::fopen(_written.string().c_str(), "wbx");
+    } while (_stream == nullptr && errno == EEXIST);
+    if (_stream == nullptr) {
+        const int code = errno;
+        RemoveWhenInterrupted({});
+        Fail(code);
+    }
+    _isTemporary = true;
+}
+
+void OutputFile::Write(const void* bytes, size_t size) {
+    if (std::fwrite(bytes, 1, size, _stream) != size) Fail(errno);
+}
+
+void OutputFile::Commit() {
+    if (_stream != nullptr) Close();
+    if (!_isTemporary) return;
+    if (_isSpecial) return CopyToTarget();
+    std::error_code error;
+    fs::rename(_written, _target, error);
+    if (error) Fail(error.value());
+    _isTemporary = false;
+    RemoveWhenInterrupted({});
+}
+
+void OutputFile::CopyToTarget() {
+    std::ifstream source(_written, std::ios::binary);
+    _stream = std::fopen(_target.string().c_str(), "wb");
+    if (_stream == nullptr) Fail(errno);
+    std::vector<char> piece(size_t{1} << 20);
+    while (source.read(piece.data(), static_cast<std::streamsize>(piece.size())), source.gcount() > 0)
+        Write(piece.data(), static_cast<size_t>(source.gcount()));
+    if (!source.eof()) Fail(EIO);
+    Close();
+}
+
+void OutputFile::Close() {
+    std::FILE* stream = _stream;
+    _stream = nullptr;
+    if (std::fclose(stream) != 0) Fail(errno);
+}
+
+void OutputFile::Fail(int systemError) const {
+    throw Failure("cannot write " + Quote(_name.string()) + ": " + DescribeSystemError(systemError));
+}
+
+}  // namespace nuvra::app

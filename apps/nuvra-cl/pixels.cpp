@@ -1,0 +1,75 @@
+#include "pixels.h"
+
+#include "failure.h"
+
+namespace nuvra::app {
+
+namespace {
+
+constexpr SampleType kSampleTypes[] = {
+    {OIIO::TypeDesc::UINT8, OpenCLChannelDataType::UNORM_INT8, 1, 0xff},
+    {OIIO::TypeDesc::UINT16, OpenCLChannelDataType::UNORM_INT16, 2, 0xffff},
+    {OIIO::TypeDesc::HALF, OpenCLChannelDataType::HALF_FLOAT, 2, 0x3c00},
+    {OIIO::TypeDesc::FLOAT, OpenCLChannelDataType::FLOAT, 4, 0x3f800000},
+};
+
+/// Calls `copy` with a null pointer to the unsigned integer that is as wide as a sample.
+template <class Copy>
+void WithWidth(const SampleType& type, const Copy& copy) {
+    if (type.bytes == 1) return copy(static_cast<std::uint8_t*>(nullptr));
+    if (type.bytes == 2) return copy(static_cast<std::uint16_t*>(nullptr));
+    copy(static_cast<std::uint32_t*>(nullptr));
+}
+
+}  // namespace
+
+const SampleType& ChooseSampleType(OIIO::TypeDesc type) {
+    for (const SampleType& candidate : kSampleTypes)
+        if (candidate.memory == type.basetype) return candidate;
+    return kSampleTypes[3];
+}
+
+ChannelMap::ChannelMap(const OIIO::ImageSpec& spec, const std::string& picture)
+    : _channelCount(static_cast<size_t>(spec.nchannels)), _sources{kZero, kZero, kZero, kOne} {
+    std::string names;
+    for (const std::string& name : spec.channelnames) names += (names.empty() ? "" : ", ") + name;
+    const bool hasAlpha = spec.alpha_channel >= 0 && spec.alpha_channel < spec.nchannels;
+    const size_t colourCount = _channelCount - (hasAlpha ? 1 : 0);
+    if (spec.nchannels < 1 || colourCount > 3)
+        throw Failure("cannot work on " + Quote(picture) + ": it has " + std::to_string(_channelCount) +
+                      " channels (" + names + "), and only three colours and alpha can be worked on");
+    size_t colour = 0;
+    for (size_t channel = 0; channel < _channelCount; channel++) {
+        const bool isAlpha = hasAlpha && channel == static_cast<size_t>(spec.alpha_channel);
+        const size_t slot = isAlpha ? 3 : colour++;
+        _sources[slot] = channel;
+        _slots[channel] = slot;
+    }
+    if (colourCount == 1) _sources[1] = _sources[2] = _sources[0];
+}
+
+void ChannelMap::ToDevice(const SampleType& type, const void* pixels, void* rgba, size_t count) const {
+    WithWidth(type, [&](auto* width) {
+        using Sample = std::remove_pointer_t<decltype(width)>;
+        const auto* from = static_cast<const Sample*>(pixels);
+        auto* to = static_cast<Sample*>(rgba);
+        std::array<Sample, 6> pixel{};
+        pixel[kOne] = static_cast<Sample>(type.one);
+        for (size_t i = 0; i < count; i++, from += _channelCount, to += 4) {
+            for (size_t channel = 0; channel < _channelCount; channel++) pixel[channel] = from[channel];
+            for (size_t slot = 0; slot < 4; slot++) to[slot] = pixel[_sources[slot]];
+        }
+    });
+}
+
+void ChannelMap::FromDevice(const SampleType& type, const void* rgba, void* pixels, size_t count) const {
+    WithWidth(type, [&](auto* width) {
+        using Sample = std::remove_pointer_t<decltype(width)>;
+        const auto* from = static_cast<const Sample*>(rgba);
+        auto* to = static_cast<Sample*>(pixels);
+        for (size_t i = 0; i < count; i++, from += 4, to += _channelCount)
+            for (size_t channel = 0; channel < _channelCount; channel++) to[channel] = from[_slots[channel]];
+    });
+}
+
+}  // namespace nuvra::app

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+namespace nuvra::app {
+
+/// A bar on a terminal for work that takes longer than a moment; it is wiped off when the work ends, however
+/// it ends. Nothing is shown without a terminal.
+class Progress {
+public:
+    /// `terminal` may be null. `total` is in any unit and at least 1.
+    Progress(std::FILE* terminal, std::string label, std::int64_t total);
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    void Advance(std::int64_t amount) { Show(_done + amount); }
+    /// As if `done` of the total were done now.
+    void Show(std::int64_t done);
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    std::FILE* _terminal;
+    std::string _label;
+    std::int64_t _total;
+    std::int64_t _done = 0;
+    Clock::time_point _nextDrawing;
+    bool _isDrawn = false;
+};
+
+}  // namespace nuvra::app

@@ -1,0 +1,135 @@
+#include "session.h"
+
+#include "system.h"
+
+namespace nuvra::app {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constinit const Id kDependencies[] = {"net.nuvra.core.framework", "net.nuvra.opencl.framework"};
+constinit ModuleRecord* g_modules = nullptr;
+/// A program that uses a module's interfaces is a module itself: its references hang in this record.
+constinit ModuleRecord g_module{"net.nuvra.cl", 0, kDependencies};
+const ModuleRegistration g_registration{g_modules, g_module, {}};
+
+constexpr std::string_view kWarning = "Warning: ";
+
+/// A file that exists is meant even without a folder; any other name is looked for by the system.
+std::string ResolveRuntime(const std::string& runtime) {
+    std::error_code error;
+    return fs::exists(runtime, error) ? fs::absolute(runtime).string() : runtime;
+}
+
+host::Options MakeHostOptions(Environment& environment) {
+    host::Options options;
+    const std::string& runtime = environment.options.runtime;
+    if (!runtime.empty()) options.redirects[GetRuntimeName()] = ResolveRuntime(runtime);
+    options.diagnostics = [&environment](std::string_view message) {
+        environment.diagnostics.emplace_back(message);
+    };
+    return options;
+}
+
+/// The module lies beside the program or in the neighbouring folder "lib" once installed, and where it was
+/// built before.
+fs::path FindModule(const std::string& wanted) {
+    if (!wanted.empty()) return wanted;
+    const fs::path folder = GetProgramPath().parent_path();
+    const fs::path file = fs::path(NUVRA_MODULE_PATH).filename();
+    std::error_code error;
+    for (const fs::path& candidate : {folder / file, folder / ".." / "lib" / file})
+        if (fs::exists(candidate, error)) return candidate;
+    return folder / NUVRA_MODULE_PATH;
+}
+
+}  // namespace
+
+Session::Session(Environment& environment) : _environment(environment), _host(MakeHostOptions(environment)) {
+    const fs::path module = FindModule(environment.options.module);
+    Check(_host.AddModules(g_modules, "nuvra-cl"), "cannot start");
+    Check(_host.LoadModules(module), "cannot start");
+    Check(_host.Start(), "cannot start");
+}
+
+/// The loader's own words stand in the warning with which the module started; it is told once.
+void Session::FailWithoutRuntime(const ErrorRef& error) {
+    std::string reason = DescribeError(error);
+    std::vector<std::string>& diagnostics = _environment.diagnostics;
+    for (auto message = diagnostics.begin(); message != diagnostics.end(); ++message) {
+        if (!message->starts_with(kWarning)) continue;
+        reason = FirstLine(std::string_view(*message).substr(kWarning.size()), reason);
+        diagnostics.erase(message);
+        break;
+    }
+    const std::string& runtime = _environment.options.runtime;
+    if (!runtime.empty()) throw Failure("cannot use the OpenCL runtime " + Quote(runtime) + ": " + reason);
+    throw Failure("no OpenCL runtime is installed (" + reason + "); " + GetRuntimeAdvice());
+}
+
+std::vector<PlatformEntry> Session::ListPlatforms() {
+    BaseArray<OpenCLPlatformRef> platforms;
+    const Result<void> listed = OpenCL::GetPlatforms(platforms);
+    const Int32 code = listed.IsOk() ? 0 : GetCode(listed.GetError());
+    if (code == static_cast<Int32>(OpenCLErrorCode::OPENCL_UNINITIALIZED))
+        FailWithoutRuntime(listed.GetError());
+    constexpr Int32 kPlatformNotFound = -1001;  // CL_PLATFORM_NOT_FOUND_KHR, from the ICD loader
+    if (code == kPlatformNotFound || (listed.IsOk() && platforms.IsEmpty()))
+        throw Failure("no OpenCL runtime is installed (" +
+                      (listed.IsOk() ? "there are no platforms" : DescribeError(listed.GetError())) + "); " +
+                      GetRuntimeAdvice());
+    Check(listed, "cannot list the OpenCL platforms");
+
+    std::vector<PlatformEntry> entries;
+    int number = 0;
+    for (const OpenCLPlatformRef& platform : platforms) {
+        PlatformEntry entry{GetText(platform, OpenCLPlatformInfo::NAME), platform, {}, {}};
+        BaseArray<OpenCLDeviceRef> devices;
+        const Result<void> found = platform.GetDevices(devices);
+        if (!found.IsOk()) {
+            entry.problem = DescribeError(found.GetError());
+            if (GetCode(found.GetError()) == static_cast<Int32>(OpenCLErrorCode::UNSPECIFIED))
+                entry.problem = "a device gives a version that cannot be read: " + entry.problem;
+        } else if (devices.IsEmpty()) {
+            entry.problem = "it has no devices";
+        }
+        for (const OpenCLDeviceRef& device : devices)
+            entry.devices.push_back({number++, GetText(device, OpenCLDeviceInfo::NAME), device});
+        entries.push_back(std::move(entry));
+    }
+    return entries;
+}
+
+Gpu Session::OpenDevice() {
+    const std::vector<PlatformEntry> platforms = ListPlatforms();
+    const DeviceEntry& chosen = ChooseDevice(platforms, _environment.options.device);
+    Gpu gpu;
+    gpu.name = chosen.name;
+    BaseArray<cl_device_id> devices;
+    gpu.Check(
+        devices.Append(reinterpret_cast<cl_device_id>(GetNumber<Int64>(chosen.device, OpenCLDeviceInfo::ID))),
+        "make a context");
+    gpu.context = gpu.Check(OpenCL::CreateContext(reinterpret_cast<cl_platform_id>(GetNumber<Int64>(
+                                                      chosen.device, OpenCLDeviceInfo::PLATFORM)),
+                                                  devices),
+                            "make a context");
+    gpu.queue = gpu.Check(gpu.context.CreateCommandQueue(), "make a command queue");
+    return gpu;
+}
+
+OpenCLTaskRef Gpu::GetTask(const char* key) const {
+    const String name = app::Check(String::FromCText(key), "cannot name a task");
+    Result<OpenCLTaskRef> task = context.GetTask(name);
+    const bool isBuildFailure =
+        !task.IsOk() &&
+        GetCode(task.GetError()) == static_cast<Int32>(OpenCLErrorCode::BUILD_PROGRAM_FAILURE);
+    return Check(std::move(task),
+                 std::string(isBuildFailure ? "build" : "prepare") + " the task " + Quote(key));
+}
+
+void Gpu::Run(const OpenCLTaskRef& task, const char* key, const void* parameters) const {
+    Check(task.Execute(context, queue, parameters), "run the task " + Quote(key));
+}
+
+}  // namespace nuvra::app

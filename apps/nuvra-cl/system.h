@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdio>
+#include <filesystem>
+
+/// What the program asks of the operating system beyond the standard library.
+namespace nuvra::app {
+
+/// The name under which the module asks for the system's OpenCL runtime.
+const char* GetRuntimeName();
+
+/// What the person installs to get an OpenCL runtime, as the end of a sentence.
+const char* GetRuntimeAdvice();
+
+/// The running program's own file, with symbolic links resolved; empty when the system does not say.
+std::filesystem::path GetProgramPath();
+
+/// A stream to the terminal behind standard error, or null when standard error is no terminal. It goes on
+/// working while standard error is silenced; the caller closes it.
+std::FILE* OpenTerminal();
+
+/// Removes `path` when the program is interrupted, told to end or cut off from its reader. One path at a
+/// time; the empty path takes it back.
+void RemoveWhenInterrupted(const std::filesystem::path& path);
+
+/// Drops what is written to standard error as long as it lives: picture libraries report there too what the
+/// program then says in its own words.
+class SilencedStandardError {
+public:
+    SilencedStandardError();
+    ~SilencedStandardError();
+    SilencedStandardError(const SilencedStandardError&) = delete;
+    SilencedStandardError& operator=(const SilencedStandardError&) = delete;
+
+private:
+    int _saved = -1;
+};
+
+}  // namespace nuvra::app

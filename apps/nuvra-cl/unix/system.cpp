@@ -1,0 +1,87 @@
+#include "system.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <iterator>
+#include <string>
+
+namespace nuvra::app {
+
+namespace {
+
+/// A signal handler may use no more than this: a fixed text and a flag that says whether it is complete.
+char g_removedPath[4096];
+volatile std::sig_atomic_t g_hasRemovedPath = 0;
+
+void EndBySignal(int signal) {
+    if (g_hasRemovedPath != 0) unlink(g_removedPath);
+    std::signal(signal, SIG_DFL);
+    raise(signal);
+}
+
+void InstallHandlers() {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
+        struct sigaction current = {};
+        // A program started with `nohup` keeps ignoring what it was told to ignore.
+        if (sigaction(signal, nullptr, &current) == 0 && current.sa_handler != SIG_IGN)
+            std::signal(signal, EndBySignal);
+    }
+}
+
+}  // namespace
+
+const char* GetRuntimeName() {
+    return "libOpenCL.so.1";
+}
+
+const char* GetRuntimeAdvice() {
+    return "Debian's packages ocl-icd-libopencl1 and pocl-opencl-icd give one that runs on any processor";
+}
+
+std::filesystem::path GetProgramPath() {
+    std::error_code error;
+    return std::filesystem::read_symlink("/proc/self/exe", error);
+}
+
+std::FILE* OpenTerminal() {
+    if (isatty(STDERR_FILENO) == 0) return nullptr;
+    const int copy = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
+    if (copy < 0) return nullptr;
+    std::FILE* terminal = fdopen(copy, "w");
+    if (terminal == nullptr) close(copy);
+    return terminal;
+}
+
+void RemoveWhenInterrupted(const std::filesystem::path& path) {
+    static const bool installed = (InstallHandlers(), true);
+    static_cast<void>(installed);
+    g_hasRemovedPath = 0;
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    const std::string absolute = path.empty() ? std::string() : std::filesystem::absolute(path).string();
+    if (absolute.empty() || absolute.size() >= std::size(g_removedPath)) return;
+    std::copy_n(absolute.c_str(), absolute.size() + 1, g_removedPath);
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    g_hasRemovedPath = 1;
+}
+
+SilencedStandardError::SilencedStandardError() {
+    const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (nothing < 0) return;
+    std::fflush(stderr);
+    _saved = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
+    if (_saved >= 0) dup2(nothing, STDERR_FILENO);
+    close(nothing);
+}
+
+SilencedStandardError::~SilencedStandardError() {
+    if (_saved < 0) return;
+    std::fflush(stderr);
+    dup2(_saved, STDERR_FILENO);
+    close(_saved);
+}
+
+}  // namespace nuvra::app

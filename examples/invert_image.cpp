@@ -1,0 +1,77 @@
+// Inverts the colours of one pixel on the first device.
+//
+//     invert_image MODULE
+
+#include <cstdio>
+
+#include "nuvra/host.h"
+#include "nuvra/open_cl.h"
+
+namespace {
+
+using namespace nuvra;
+
+// The program is a module as well: through its records the host fills the interfaces that it uses.
+constexpr Id kDependencies[] = {"net.nuvra.core.framework", "net.nuvra.opencl.framework"};
+constinit ModuleRecord* g_modules = nullptr;
+constinit ModuleRecord g_module{"net.nuvra.example.invert_image", 0, kDependencies};
+const ModuleRegistration g_registration{g_modules, g_module, {}};
+
+Result<void> InvertPixel(UChar (&rgba)[4]) {
+    BaseArray<OpenCLPlatformRef> platforms;
+    BaseArray<OpenCLDeviceRef> devices;
+    NUVRA_RETURN_IF_ERROR(OpenCL::GetPlatforms(platforms));
+    if (platforms.IsEmpty()) return NewError<UnknownErrorObject>("there is no OpenCL platform");
+    NUVRA_RETURN_IF_ERROR(platforms[0].GetDevices(devices));
+    NUVRA_ASSIGN_OR_RETURN(const Data platform, platforms[0].GetInfo(OpenCLPlatformInfo::ID));
+    NUVRA_ASSIGN_OR_RETURN(const Data device, devices[0].GetInfo(OpenCLDeviceInfo::ID));
+    BaseArray<cl_device_id> ids;
+    NUVRA_RETURN_IF_ERROR(ids.Append(reinterpret_cast<cl_device_id>(*device.Find<Int64>())));
+    NUVRA_ASSIGN_OR_RETURN(
+        const OpenCLContextRef context,
+        OpenCL::CreateContext(reinterpret_cast<cl_platform_id>(*platform.Find<Int64>()), ids));
+    NUVRA_ASSIGN_OR_RETURN(const OpenCLCommandQueueRef queue, context.CreateCommandQueue());
+
+    const OpenCLImageFormat format{OpenCLChannelOrder::RGBA, OpenCLChannelDataType::UNORM_INT8};
+    NUVRA_ASSIGN_OR_RETURN(const auto source,
+                           context.CreateImage2D(OpenCLMemoryFlags::READ_ONLY, format, 1, 1));
+    NUVRA_ASSIGN_OR_RETURN(const auto destination,
+                           context.CreateImage2D(OpenCLMemoryFlags::WRITE_ONLY, format, 1, 1));
+    const size_t origin[3] = {0, 0, 0};
+    const size_t size[3] = {1, 1, 1};
+    NUVRA_RETURN_IF_ERROR(queue.EnqueueWriteImage(source, true, origin, size, 0, 0, rgba));
+
+    NUVRA_ASSIGN_OR_RETURN(const String name, String::FromCText("image.invert"));
+    NUVRA_ASSIGN_OR_RETURN(const OpenCLTaskRef task, context.GetTask(name));
+    InvertImageParameters parameters;
+    parameters.source = &source;
+    parameters.destination = &destination;
+    parameters.width = parameters.height = 1;
+    NUVRA_RETURN_IF_ERROR(task.Execute(context, queue, &parameters));
+    return queue.EnqueueReadImage(destination, true, origin, size, 0, 0, rgba);
+}
+
+Result<void> Run(host::Host& host, const char* module) {
+    NUVRA_RETURN_IF_ERROR(host.AddModules(g_modules, "invert_image"));
+    NUVRA_RETURN_IF_ERROR(host.LoadModules(module));
+    NUVRA_RETURN_IF_ERROR(host.Start());
+    UChar rgba[4] = {255, 0, 128, 200};
+    NUVRA_RETURN_IF_ERROR(InvertPixel(rgba));
+    std::printf("%d %d %d %d\n", rgba[0], rgba[1], rgba[2], rgba[3]);
+    return {};
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fputs("usage: invert_image MODULE\n", stderr);
+        return 2;
+    }
+    // An error is an object of the module: it must be gone before the host unloads that.
+    host::Host host;
+    const Result<void> result = Run(host, argv[1]);
+    if (result.IsOk()) return 0;
+    std::fprintf(stderr, "invert_image: %s\n", result.GetError().GetMessage().GetChars());
+    return 1;
+}

@@ -1,0 +1,61 @@
+// Lists the devices of every OpenCL platform.
+//
+//     list_devices MODULE
+
+#include <cstdio>
+
+#include "nuvra/host.h"
+#include "nuvra/open_cl.h"
+
+namespace {
+
+using namespace nuvra;
+
+// The program is a module as well: through its records the host fills the interfaces that it uses.
+constexpr Id kDependencies[] = {"net.nuvra.core.framework", "net.nuvra.opencl.framework"};
+constinit ModuleRecord* g_modules = nullptr;
+constinit ModuleRecord g_module{"net.nuvra.example.list_devices", 0, kDependencies};
+const ModuleRegistration g_registration{g_modules, g_module, {}};
+
+Result<void> Print(const OpenCLDeviceRef& device, UInt32 which) {
+    NUVRA_ASSIGN_OR_RETURN(const Data info, device.GetInfo(which));
+    NUVRA_ASSIGN_OR_RETURN(const String text, info.ToText());
+    std::printf("%s\n", text.GetChars());
+    return {};
+}
+
+Result<void> ListDevices() {
+    BaseArray<OpenCLPlatformRef> platforms;
+    NUVRA_RETURN_IF_ERROR(OpenCL::GetPlatforms(platforms));
+    for (const OpenCLPlatformRef& platform : platforms) {
+        BaseArray<OpenCLDeviceRef> devices;
+        NUVRA_RETURN_IF_ERROR(platform.GetDevices(devices));
+        for (const OpenCLDeviceRef& device : devices) {
+            NUVRA_RETURN_IF_ERROR(Print(device, OpenCLDeviceInfo::NAME));
+            NUVRA_RETURN_IF_ERROR(Print(device, OpenCLDeviceInfo::OPENCL_C_VERSION));
+        }
+    }
+    return {};
+}
+
+Result<void> Run(host::Host& host, const char* module) {
+    NUVRA_RETURN_IF_ERROR(host.AddModules(g_modules, "list_devices"));
+    NUVRA_RETURN_IF_ERROR(host.LoadModules(module));
+    NUVRA_RETURN_IF_ERROR(host.Start());
+    return ListDevices();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fputs("usage: list_devices MODULE\n", stderr);
+        return 2;
+    }
+    // An error is an object of the module: it must be gone before the host unloads that.
+    host::Host host;
+    const Result<void> result = Run(host, argv[1]);
+    if (result.IsOk()) return 0;
+    std::fprintf(stderr, "list_devices: %s\n", result.GetError().GetMessage().GetChars());
+    return 1;
+}

@@ -1,0 +1,151 @@
+#include "pictures.h"
+#include "program.h"
+
+namespace nuvra::test {
+
+namespace {
+
+using FailureTest = ProgramTest;
+using OIIO::TypeDesc;
+namespace fs = std::filesystem;
+
+TEST_F(FailureTest, BadArgumentsAndBadInputGetOneLineAndNoFile) {
+    WritePicture("in.png", MakeTestPicture(TypeDesc::UINT8, 20, 10, 4));
+    WriteFile("text.png", "no picture\n");
+    WriteFile("empty.png", "");
+    fs::create_directory("folder");
+    const Texts files = ListFiles();
+    struct Case {
+        Texts arguments;
+        int status;
+        const char* message;
+    };
+    const Case cases[] = {
+        {{"invert", "missing.png", "out.png"}, 1, "cannot read \"missing.png\": No such file or directory"},
+        {{"invert", "folder", "out.png"}, 1, "cannot read \"folder\": it is a folder"},
+        {{"invert", "text.png", "out.png"}, 1, "cannot read \"text.png\": it is no picture"},
+        {{"invert", "empty.png", "out.png"}, 1, "cannot read \"empty.png\": it is no picture"},
+        {{"invert", "in.png", "no/out.png"}, 1, "cannot write \"no/out.png\": No such file or directory"},
+        {{"invert", "in.png", "folder"}, 1, "cannot write \"folder\": it is a folder"},
+        {{"invert", "in.png", "out.xyz"}, 1, "no picture format that can be written is called \"xyz\""},
+        {{"invert", "in.png", "out.jpg"}, 1, "the format jpeg cannot hold a picture of 4 channels"},
+        {{"invert", "in.png", "out.webp"}, 1, "the format's writer divides colours by alpha"},
+        {{"invert", "in.png", "out.png", "--rect", "0,0,0,5"}, 1, "the rectangle 0,0,0,5 is empty"},
+        {{"invert", "in.png", "out.png", "--rect", "0,0,5,-1"}, 1, "the rectangle 0,0,5,-1 is empty"},
+        {{"invert", "in.png", "out.png", "--rect", "15,0,6,5"},
+         1,
+         "the rectangle 15,0,6,5 leaves \"in.png\""},
+        {{"invert", "in.png", "out.png", "--rect", "-1,0,6,5"}, 1, "which has 20 x 10 pixels"},
+        {{"invert", "in.png", "out.png", "--rect", "9223372036854775807,0,9223372036854775807,1"},
+         1,
+         "leaves"},
+        {{"invert", "in.png", "out.png", "--rect", "1,2,3"}, 2, "\"1,2,3\" is not a rectangle X,Y,W,H"},
+        {{"invert", "in.png", "out.png", "--rect", "1,2,3,99999999999999999999"}, 2, "is not a rectangle"},
+        {{"invert", "in.png", "out.png", "--tile", "0"}, 2, "--tile"},
+        {{"invert", "in.png"}, 2, "OUT is required"},
+        {{"invert", "in.png", "out.png", "more"}, 2, "not expected: more"},
+        {{"clear", "out"}, 2, "--size is required"},
+        {{"clear", "out", "--size", "-5"}, 2, "\"-5\" is not a number of bytes"},
+        {{"clear", "out", "--size", "12Q"}, 2, "\"12Q\" is not a number of bytes"},
+        {{"clear", "out", "--size", "8589934592G"}, 2, "is not a number of bytes"},
+        {{"clear", "out", "--size", "0"}, 2, "a buffer has at least one byte"},
+        {{"clear", "out", "--size", "20", "--buffer-size", "10"},
+         2,
+         "--size 20 is more than the buffer's 10"},
+        {{"clear", "out", "--size", "8", "--value", "256"}, 2, "--value"},
+        {{"clear", "out", "--size", "1000000G"}, 1, "cannot make a buffer of 1073741824000000 bytes on \""},
+        {{"chart", "out.png", "--size", "0x5"}, 2, "a chart has from 1 to 65536 pixels"},
+        {{"sheet", "out.png", "in.png", "text.png"}, 1, "cannot read \"text.png\""},
+        {{"devices", "--module", "text.png"}, 1, "cannot load the module library text.png"},
+        {{"nonsense"}, 2, "nonsense"},
+        {{}, 2, "no command was given"},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(::testing::PrintToString(test.arguments));
+        ExpectFailure(Run(test.arguments), test.status, test.message, files);
+    }
+}
+
+TEST_F(FailureTest, ATruncatedPictureIsRefused) {
+    for (const char* file : {"png", "jpg", "tif", "exr", "ppm", "tga"}) {
+        const std::string in = std::string("in.") + file;
+        WritePicture(in, MakeTestPicture(TypeDesc::UINT8, 90, 80, 3));
+        fs::resize_file(in, fs::file_size(in) * 2 / 3);
+        const Texts files = ListFiles();
+        ExpectFailure(Run({"invert", in, std::string("out.") + file}), 1,
+                      "cannot read \"" + in + "\": it is ", files);
+    }
+}
+
+TEST_F(FailureTest, MoreThanFourChannelsAreRefusedByName) {
+    TestPicture picture = MakeTestPicture(TypeDesc::HALF, 9, 8, 5);
+    picture.spec.channelnames = {"R", "G", "B", "A", "Z"};
+    WritePicture("in.exr", picture);
+    ExpectFailure(Run({"invert", "in.exr", "out.exr"}), 1,
+                  "cannot work on \"in.exr\": it has 5 channels (R, G, B, A, Z)", {"in.exr"});
+}
+
+TEST_F(FailureTest, WithoutARuntimeThePersonLearnsWhatToInstall) {
+    fs::create_directory("vendors");
+    const char* const advice = "ocl-icd-libopencl1 and pocl-opencl-icd";
+    const Outcome noVendors = Run({"devices"}, {"OCL_ICD_VENDORS=" + fs::absolute("vendors").string() + "/"});
+    ExpectFailure(noVendors, 1, "no OpenCL runtime is installed (CL_PLATFORM_NOT_FOUND_KHR (-1001))",
+                  {"vendors"});
+    EXPECT_NE(noVendors.err.find(advice), std::string::npos) << noVendors.err;
+    const Outcome noPlatforms = RunFake({"clear", "out", "--size", "1"}, {});
+    ExpectFailure(noPlatforms, 1, "no OpenCL runtime is installed (there are no platforms)", {"vendors"});
+    EXPECT_NE(noPlatforms.err.find(advice), std::string::npos) << noPlatforms.err;
+    ExpectFailure(Run({"devices"}, {"NUVRA_OPENCL_RUNTIME=/nonexistent"}), 1,
+                  "cannot use the OpenCL runtime \"/nonexistent\": ", {"vendors"});
+}
+
+TEST_F(FailureTest, AFailingRuntimeIsToldWithOperationDeviceAndCode) {
+    WritePicture("in.png", MakeTestPicture(TypeDesc::UINT8, 200, 100, 4));
+    struct Case {
+        const char* failure;
+        const char* message;
+    };
+    const Case cases[] = {
+        {"clGetPlatformIDs=-6", "cannot list the OpenCL platforms: CL_OUT_OF_HOST_MEMORY (-6)"},
+        {"clGetDeviceIDs=-1", "no OpenCL device was found (\"Platform 1\": CL_DEVICE_NOT_FOUND (-1))"},
+        {"clCreateContext=-2", "cannot make a context on \"One\": CL_DEVICE_NOT_AVAILABLE (-2)"},
+        {"clCreateCommandQueue=-1121",
+         "cannot make a command queue on \"One\": CL_CONTEXT_TERMINATED_KHR (-1121)"},
+        {"clCreateKernel=-46",
+         "cannot prepare the task \"image.invert\" on \"One\": CL_INVALID_KERNEL_NAME (-46)"},
+        // Smaller and smaller images are tried before this is said.
+        {"clCreateImage2D=-4",
+         "cannot make an image of 50 x 50 pixels on \"One\": CL_MEM_OBJECT_ALLOCATION_FAILURE (-4)"},
+        {"clCreateImage2D=-10",
+         "cannot make an image of 200 x 100 pixels on \"One\": CL_IMAGE_FORMAT_NOT_SUPPORTED (-10)"},
+        {"clEnqueueWriteImage=-5",
+         "cannot send the picture to an image on \"One\": CL_OUT_OF_RESOURCES (-5)"},
+        {"clEnqueueNDRangeKernel=-9999",
+         "cannot run the task \"image.invert\" on \"One\": OpenCL error (-9999)"},
+        {"clEnqueueReadImage=-36",
+         "cannot get the result back from an image on \"One\": CL_INVALID_COMMAND_QUEUE"},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.failure);
+        const Outcome outcome = RunFake({"invert", "in.png", "out.png"},
+                                        {"FAKE_PLATFORMS=One", std::string("FAKE_FAIL=") + test.failure});
+        ExpectFailure(outcome, 1, test.message, {"in.png"});
+    }
+}
+
+TEST_F(FailureTest, AFailingBuildShowsTheCompilersWords) {
+    const Outcome outcome =
+        RunFake({"clear", "--size", "16", "out"}, {"FAKE_PLATFORMS=One", "FAKE_FAIL=clBuildProgram=-11"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(
+        outcome.err.rfind(
+            "nuvra-cl: cannot build the task \"clearmem\" on \"One\": CL_BUILD_PROGRAM_FAILURE (-11)\n", 0),
+        0U)
+        << outcome.err;
+    EXPECT_NE(outcome.err.find("kernel.cl:1: this is not C\n"), std::string::npos) << outcome.err;
+    EXPECT_EQ(ListFiles(), Texts());
+}
+
+}  // namespace
+
+}  // namespace nuvra::test

@@ -1,0 +1,97 @@
+#include <algorithm>
+
+#include "pictures.h"
+#include "program.h"
+
+namespace nuvra::test {
+
+namespace {
+
+using OutputTest = ProgramTest;
+namespace fs = std::filesystem;
+
+std::string Pattern(size_t size) {
+    std::string pattern(size, '\0');
+    for (size_t i = 0; i < size; i++) pattern[i] = static_cast<char>(i * 31 + 7);
+    return pattern;
+}
+
+TEST_F(OutputTest, ClearFillsTheBeginningAndKeepsTheRest) {
+    struct Case {
+        size_t size;
+        size_t bufferSize;
+        int value;
+    };
+    for (const auto& [size, bufferSize, value] :
+         {Case{35, 64, 0}, {48, 49, 0}, {15, 15, 255}, {32, 33, 0xab}, {0, 10, 1}, {100001, 200003, 171}}) {
+        const Outcome outcome =
+            Run({"clear", "--size", std::to_string(size), "--buffer-size", std::to_string(bufferSize),
+                 "--value", std::to_string(value), "out.bin"});
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        std::string expected = Pattern(bufferSize);
+        std::fill_n(expected.begin(), size, static_cast<char>(value));
+        EXPECT_TRUE(ReadFile("out.bin") == expected) << size;
+    }
+    ASSERT_EQ(Run({"clear", "--size", "17M", "--value", "9", "out.bin"}).status, 0);
+    EXPECT_TRUE(ReadFile("out.bin") == std::string(17 << 20, 9));
+}
+
+TEST_F(OutputTest, APipeGetsTheBytesThatAFileWouldGet) {
+    WritePicture("in.png", MakeTestPicture(OIIO::TypeDesc::UINT8, 40, 30, 3));
+    ASSERT_EQ(Run({"invert", "in.png", "file.png"}).status, 0);
+    ASSERT_EQ(RunShell("\"$PROGRAM\" invert in.png /dev/stdout | cat >pipe.png").status, 0);
+    EXPECT_TRUE(ReadFile("pipe.png") == ReadFile("file.png"));
+    ASSERT_EQ(RunShell("\"$PROGRAM\" clear --size 5 --buffer-size 9 /dev/stdout | cat >pipe").status, 0);
+    EXPECT_EQ(ReadFile("pipe"), std::string(5, '\0') + Pattern(9).substr(5));
+    EXPECT_EQ(ListFiles(), (Texts{"file.png", "in.png", "pipe", "pipe.png"}));
+}
+
+TEST_F(OutputTest, AnExistingFileIsReplacedWholeAndALinkIsFollowed) {
+    WritePicture("in.png", MakeTestPicture(OIIO::TypeDesc::UINT8, 40, 30, 3));
+    fs::create_directory("folder");
+    WriteFile("folder/target.png", "old");
+    fs::create_symlink("folder/target.png", "link.png");
+    ASSERT_EQ(Run({"invert", "in.png", "link.png"}).status, 0);
+    EXPECT_TRUE(fs::is_symlink("link.png"));
+    const TestPicture expected = Invert(ReadPicture("in.png"), 0, 0, 40, 30);
+    EXPECT_EQ(ReadPicture("folder/target.png").samples, expected.samples);
+    ASSERT_EQ(Run({"invert", "in.png", "in.png"}).status, 0);
+    EXPECT_EQ(ReadPicture("in.png").samples, expected.samples);
+}
+
+TEST_F(OutputTest, AFullDiskLeavesTheOldFileAndNothingElse) {
+    // A limit on the size of files is a full disk that needs no disk.
+    const std::string run =
+        "trap '' XFSZ; ulimit -f 8; FAKE_PLATFORMS=One \"$PROGRAM\" --runtime '" SCRIPTED_RUNTIME "' ";
+    const TestPicture source = MakeTestPicture(OIIO::TypeDesc::UINT8, 200, 150, 3);
+    for (const char* file : {"png", "jpg", "tif", "exr", "ppm", "sgi"}) {
+        WritePicture("in.ppm", source);
+        const std::string out = std::string("out.") + file;
+        WriteFile(out, "old");
+        const Texts files = ListFiles();
+        ExpectFailure(RunShell(run + "invert in.ppm " + out), 1, "cannot write \"" + out + "\": ", files);
+        EXPECT_EQ(ReadFile(out), "old");
+        fs::remove(out);
+    }
+    ExpectFailure(RunShell(run + "clear --size 100K out"), 1, "cannot write \"out\": ", {"in.ppm"});
+    for (const char* command : {"clear --size 100K", "invert in.ppm", "chart"})
+        ExpectFailure(
+            RunShell(std::string("FAKE_PLATFORMS=One \"$PROGRAM\" --runtime '" SCRIPTED_RUNTIME "' ") +
+                     command + " /dev/full"),
+            1, "cannot write \"/dev/full\": No space left on device", {"in.ppm"});
+    ExpectFailure(RunShell("\"$PROGRAM\" tasks --quiet >/dev/full"), 1,
+                  "cannot write the standard output: No space left on device", {"in.ppm"});
+}
+
+TEST_F(OutputTest, AnInterruptRemovesTheTemporaryFile) {
+    const Outcome outcome = RunShell(
+        "\"$PROGRAM\" clear --size 1G out & program=$!;"
+        "while ! ls .nuvra-cl-* >/dev/null 2>&1 && kill -0 $program 2>/dev/null; do sleep 0.01; done;"
+        "kill -TERM $program; wait $program");
+    EXPECT_EQ(outcome.status, 128 + 15) << outcome.err;
+    EXPECT_EQ(ListFiles(), Texts());
+}
+
+}  // namespace
+
+}  // namespace nuvra::test

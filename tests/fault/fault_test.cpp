@@ -1,0 +1,304 @@
+#include <set>
+
+#include "tracer.h"
+
+namespace nuvra::test {
+namespace {
+
+using Allowed = std::set<std::string>;
+
+/// Steps of a scenario: the outcome of the first that fails, or "OK".
+template <class... Steps>
+std::string RunAll(const Steps&... steps) {
+    std::string outcome = "OK";
+    static_cast<void>(((outcome = Outcome(steps()), outcome == "OK") && ...));
+    return outcome;
+}
+
+/// What a scenario works with, beside the fixture's objects.
+struct World {
+    Objects& cl;
+    cl_platform_id platform;
+    const BaseArray<cl_device_id>& devices;
+    OpenCLDeviceRef device;
+    OpenCLMemoryObjectRef image;
+    OpenCLKernelRef tail;
+    std::vector<OpenCLEventRef> waitList;  ///< longer than what needs no memory
+};
+
+struct Scenario {
+    const char* name;
+    std::function<std::string(World&)> run;
+    Allowed whenOutOfMemory;  ///< outcomes beside the out-of-memory error
+
+    friend void PrintTo(const Scenario& scenario, std::ostream* stream) { *stream << scenario.name; }
+};
+
+std::string ListDevices(World&) {
+    BaseArray<OpenCLPlatformRef> platforms;
+    BaseArray<OpenCLDeviceRef> devices;
+    return RunAll([&] { return OpenCL::GetPlatforms(platforms); },
+                  [&] { return platforms[0].GetInfo(OpenCLPlatformInfo::EXTENSIONS); },
+                  [&] { return platforms[0].GetDevices(devices); });
+}
+
+std::string AskDevice(World& world) {
+    OpenCLDeviceRef device;
+    return RunAll(
+        [&]() -> Result<void> {
+            NUVRA_ASSIGN_OR_RETURN(device, OpenCL::GetDeviceFromId(world.devices[0]));
+            return {};
+        },
+        [&] { return device.GetInfo(OpenCLDeviceInfo::EXTENSIONS); },
+        [&] { return device.GetInfo(OpenCLDeviceInfo::MAX_WORK_ITEM_SIZES); });
+}
+
+std::string CreateContext(World& world) {
+    OpenCLContextRef context;
+    return RunAll(
+        [&]() -> Result<void> {
+            NUVRA_ASSIGN_OR_RETURN(context, OpenCL::CreateContext(world.platform, world.devices));
+            return {};
+        },
+        [&] { return context.CreateCommandQueue(); });
+}
+
+std::string CreateMemory(World& world) {
+    const OpenCLContextRef& context = world.cl.context;
+    BaseArray<OpenCLImageFormat> formats;
+    return RunAll([&] { return context.CreateBuffer(1, 16); },
+                  [&] { return context.CreateImage2D(1, {}, 4, 4); },
+                  [&] { return context.CreateImage3D(1, {}, 4, 4, 4); },
+                  [&] { return context.CreateFromGLTexture2D(1, 3553, 0, 1); },
+                  [&] { return context.CreateFromGLBuffer(1, 1); },
+                  [&] { return context.GetSupportedImageFormats(1, OpenCLImageType::IMAGE2D, formats); });
+}
+
+std::string MakeProgram(World& world) {
+    const char* source = "kernel void Main() {}";
+    OpenCLProgramRef program;
+    BaseArray<UChar> binary;
+    return RunAll(
+        [&]() -> Result<void> {
+            NUVRA_ASSIGN_OR_RETURN(program, world.cl.context.CreateProgramWithSource(1, &source));
+            return {};
+        },
+        [&] { return program.Build(world.devices, nullptr); },
+        [&] { return program.GetBuildLog(world.devices[0]); }, [&] { return program.CreateKernel("Main"); },
+        [&] { return program.GetBinary(binary); },
+        [&] { return world.cl.context.CreateProgramWithBinary(world.device, binary); });
+}
+
+std::string SetArguments(World& world) {
+    const OpenCLKernelRef& kernel = world.cl.kernel;
+    const Vector32 vectors[6];
+    const Int32 number = 1;
+    size_t size = 0;
+    return RunAll([&] { return kernel.SetArg(0, world.cl.buffer); },
+                  [&] { return kernel.SetArg(1, &number, 1); }, [&] { return kernel.SetArg(2, vectors, 6); },
+                  [&] { return kernel.SetArgLocalMemory(3, 8); },
+                  [&] { return kernel.GetWorkGroupInfo(world.device, 0, sizeof(size), &size); });
+}
+
+std::string Launch(World& world) {
+    const OpenCLCommandQueueRef& queue = world.cl.queue;
+    const OpenCLKernelRef& kernel = world.cl.kernel;
+    const size_t limits[] = {4, 2, 2};
+    const auto* list = world.waitList.data();
+    const auto count = static_cast<Int>(world.waitList.size());
+    OpenCLEventRef event;
+    return RunAll(
+        [&] { return queue.EnqueueNDRangeKernel(kernel, 1, nullptr, limits, nullptr, count, list, &event); },
+        [&] { return queue.EnqueueRange(kernel, limits, 1, 23, 1, &event, &event); },
+        [&] { return queue.EnqueueGroupedRange(kernel, 4, world.tail, limits, 0, 23, 1, &event, &event); },
+        [&] { return queue.EnqueueGroupedRange(kernel, 4, world.tail, nullptr, 0, 23, 1, &event, &event); },
+        [&] { return queue.WaitForEvents(count, list); }, [&] { return queue.WaitForEvents(1, &event); },
+        [&] { return queue.Finish(); });
+}
+
+std::string Transfer(World& world) {
+    const OpenCLCommandQueueRef& queue = world.cl.queue;
+    const OpenCLMemoryObjectRef& buffer = world.cl.buffer;
+    const std::vector<OpenCLMemoryObjectRef> shared(20, buffer);
+    const auto* list = world.waitList.data();
+    const size_t box[] = {1, 1, 1};
+    size_t pitch = 0;
+    std::byte bytes[64] = {};
+    OpenCLEventRef event;
+    return RunAll(
+        [&] { return queue.EnqueueWriteBuffer(buffer, true, 0, 8, bytes, 1, list, &event); },
+        [&] { return queue.EnqueueReadBuffer(buffer, true, 0, 8, bytes, 1, &event, &event); },
+        [&] { return queue.EnqueueMapBuffer(buffer, true, 1, 0, 8, 1, &event, &event); },
+        [&] { return queue.EnqueueUnmapMemObject(buffer, bytes, 1, &event, &event); },
+        [&] { return queue.EnqueueWriteImage(world.image, true, box, box, 0, 0, bytes, 1, list, &event); },
+        [&] { return queue.EnqueueReadImage(world.image, true, box, box, 0, 0, bytes, 1, list, &event); },
+        [&] {
+            return queue.EnqueueMapImage(world.image, true, 1, box, box, &pitch, &pitch, 1, list, &event);
+        },
+        [&] { return queue.EnqueueAcquireGLObjects(20, shared.data(), 1, &event, &event); },
+        [&] { return queue.EnqueueReleaseGLObjects(20, shared.data(), 1, &event, &event); });
+}
+
+std::string RunTasks(World& world) {
+    OpenCLContextRef context;
+    OpenCLTaskRef clear;
+    OpenCLTaskRef invert;
+    const ClearMemParameters clearParameters{1, &world.cl.buffer, 35, 7};
+    const InvertImageParameters invertParameters{1, &world.image, &world.image, 1, 1, 3, 3};
+    const String names[] = {MakeText("clearmem"), MakeText("image.invert")};
+    if (names[0].IsEmpty() || names[1].IsEmpty()) return kOutOfMemory;
+    return RunAll(
+        [&]() -> Result<void> {
+            NUVRA_ASSIGN_OR_RETURN(context, OpenCL::CreateContext(world.platform, world.devices));
+            NUVRA_ASSIGN_OR_RETURN(clear, context.GetTask(names[0]));
+            NUVRA_ASSIGN_OR_RETURN(invert, context.GetTask(names[1]));
+            return {};
+        },
+        [&] { return clear.Execute(context, world.cl.queue, &clearParameters); },
+        [&] { return invert.Execute(context, world.cl.queue, &invertParameters); });
+}
+
+const Scenario kScenarios[] = {
+    // A device's texts and sizes may be missing; a missing version does not parse.
+    {"ListDevices", ListDevices, {"OK", "UNSPECIFIED"}},
+    {"AskDevice", AskDevice, {"OK", "UNSPECIFIED"}},
+    {"CreateContext", CreateContext, {}},
+    {"CreateMemory", CreateMemory, {}},
+    {"MakeProgram", MakeProgram, {"OK"}},  // the log then is a text about it
+    {"SetArguments", SetArguments, {}},
+    {"Launch", Launch, {}},
+    {"Transfer", Transfer, {}},
+    {"RunTasks", RunTasks, {"OK", "UNSPECIFIED"}},
+};
+
+class FaultTest : public ModuleTest, public testing::WithParamInterface<Scenario> {
+protected:
+    static constexpr cl_int kCode = CL_OUT_OF_RESOURCES;
+
+    void SetUp() override {}
+    void TearDown() override { g_trace = {}; }
+
+    /// Runs the scenario on a module of its own after `arm`; `look` judges the outcome. The same scenario
+    /// must then succeed, and nothing may be left.
+    template <class Arm, class Look>
+    void Run(const Arm& arm, const Look& look) {
+        fake.Reset();
+        Start(FakeLibrary());
+        MakeObjects();
+        {
+            const auto devices = Devices();
+            World world{cl,
+                        Platform(),
+                        devices,
+                        OpenCL::GetDeviceFromId(devices[0]).GetValue(),
+                        cl.context.CreateImage2D(1, {}, 8, 8).GetValue(),
+                        cl.program.CreateKernel("Tail").GetValue(),
+                        {}};
+            OpenCLEventRef event;
+            const size_t one = 1;
+            ASSERT_TRUE(IsOk(
+                cl.queue.EnqueueNDRangeKernel(cl.kernel, 1, nullptr, &one, nullptr, 0, nullptr, &event)));
+            world.waitList.assign(40, event);
+            event = {};
+            fake.calls.clear();
+            arm();
+            const std::string outcome = GetParam().run(world);
+            host->allocations.FailNone();
+            look(outcome);
+            EXPECT_EQ(GetParam().run(world), "OK") << "tried again";
+        }
+        Stop();
+    }
+
+    /// The outcomes that a scenario may have when a call of this function fails.
+    static Allowed OutcomesAfter(const std::string& function) {
+        if (function.starts_with("clRelease") || function == "clGetProgramBuildInfo") return {"OK"};
+        if (function == "clGetPlatformInfo") return {"OK", "UNSPECIFIED"};
+        if (function == "clGetDeviceInfo") return {"OK", "UNSPECIFIED", CodeName(kCode)};
+        if (function == "clGetImageInfo") return {"CL_INVALID_MEM_OBJECT"};
+        if (function == "clGetMemObjectInfo") return {"OK"};  // only tells a buffer from an image
+        return {CodeName(kCode)};
+    }
+};
+
+TEST_P(FaultTest, EveryFailingCallIsReportedAndLeavesNothing) {
+    for (const bool isTraced : {false, true}) {
+        g_trace.isOffered = g_trace.isCapturing = isTraced;
+        int count = 0;
+        const auto countCalls = [&](const std::string& outcome) {
+            EXPECT_EQ(outcome, "OK");
+            count = static_cast<int>(fake.calls.size());
+        };
+        Run([] {}, countCalls);
+        ASSERT_GT(count, 0);
+        for (int failing = 1; failing <= count; failing++) {
+            const auto look = [&](const std::string& outcome) {
+                const std::string& function = fake.calls.at(static_cast<size_t>(failing) - 1).name;
+                EXPECT_TRUE(OutcomesAfter(function).contains(outcome)) << function << " gave " << outcome;
+            };
+            Run([&] { fake.Fail("", kCode, failing); }, look);
+            ASSERT_FALSE(HasFailure()) << "call " << failing;
+        }
+    }
+}
+
+TEST_P(FaultTest, EveryFailingAllocationIsReportedAndLeavesNothing) {
+    Int count = 0;
+    Int before = 0;
+    Run([&] { before = host->allocations.GetCount(); },
+        [&](const std::string&) { count = host->allocations.GetCount() - before; });
+    for (const bool onwards : {false, true}) {
+        for (Int distance = 0; distance < count; distance++) {
+            const auto look = [&](const std::string& outcome) {
+                EXPECT_TRUE(outcome == kOutOfMemory || GetParam().whenOutOfMemory.contains(outcome))
+                    << outcome;
+            };
+            Run([&] { host->allocations.FailFrom(distance, onwards); }, look);
+            ASSERT_FALSE(HasFailure()) << "allocation " << distance << (onwards ? " and all after it" : "");
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, FaultTest, testing::ValuesIn(kScenarios),
+                         [](const auto& info) { return info.param.name; });
+
+TEST_F(ModuleTest, AStartThatFailsAnywhereLeavesNothing) {
+    Stop();
+    g_trace = {.isOffered = true};
+    const std::map<std::string, std::string> redirects = {{"libOpenCL.so.1", FakeLibrary()},
+                                                          {"opencl.dll", FakeLibrary()}};
+    bool isComplete = false;
+    for (Int distance = 0; !isComplete; distance++) {
+        fake.Reset();
+        TestHost failing(redirects);
+        failing.allocations.FailFrom(distance);
+        const Result<void> started = failing.Start({OPENCL_MODULE_FILE});
+        isComplete = failing.allocations.GetCount() <= distance;
+        failing.allocations.FailNone();
+        EXPECT_TRUE(started.IsOk() || ErrorClass(started) == kOutOfMemory) << ErrorText(started);
+        if (started.IsOk() && !OpenCL::IsAvailable()) {
+            EXPECT_EQ(failing.diagnostics.size(), 1U) << "allocation " << distance;
+        }
+        EXPECT_EQ(failing.host.Shutdown(), Texts());
+        ASSERT_FALSE(HasFailure()) << "allocation " << distance;
+    }
+    g_trace = {};
+}
+
+TEST_F(ModuleTest, ATracerIsUsedWhateverItsInitialisationMeets) {
+    for (int failing = 1; failing <= 8; failing++) {
+        Stop();
+        fake.Reset();
+        g_trace = {.isOffered = true};
+        fake.Fail("", CL_OUT_OF_RESOURCES, failing);
+        Start(FakeLibrary());
+        g_trace.events.clear();
+        EXPECT_TRUE(OpenCL::IsAvailable()) << failing;
+        EXPECT_EQ(g_trace.events.size(), 2U) << failing;
+    }
+    Stop();
+    g_trace = {};
+}
+
+}  // namespace
+}  // namespace nuvra::test
