@@ -1,0 +1,43 @@
+#include "framework.h"
+
+#include <stdexcept>
+
+namespace nuvra::bench {
+namespace {
+
+constexpr Id kDependencies[] = {"net.nuvra.core.framework", "net.nuvra.opencl.framework"};
+constinit ModuleRecord* g_modules = nullptr;
+constinit ModuleRecord g_module{"net.nuvra.opencl.benchmark", 0, kDependencies};
+const ModuleRegistration g_registration{g_modules, g_module, {}};
+
+}  // namespace
+
+void Check(const ErrorRef& error) {
+    if (error) throw std::runtime_error(error.GetMessage().GetChars());
+}
+
+host::Options UseRuntime(const std::filesystem::path& runtime) {
+    host::Options options;
+    if (!runtime.empty()) options.redirects.emplace(NUVRA_RUNTIME_NAME, runtime.string());
+    return options;
+}
+
+Framework::Framework(const std::filesystem::path& runtime) : _host(UseRuntime(runtime)) {
+    Check(_host.LoadModules(NUVRA_MODULE_FILE));
+    Check(_host.AddModules(g_modules, "the benchmark"));
+    Check(_host.Start());
+}
+
+OpenCLContextRef Framework::CreateContext() {
+    BaseArray<OpenCLPlatformRef> platforms;
+    Check(OpenCL::GetPlatforms(platforms));
+    BaseArray<OpenCLDeviceRef> devices;
+    Check(platforms[0].GetDevices(devices));
+    const auto platform = Check(Check(platforms[0].GetInfo(OpenCLPlatformInfo::ID)).Get<Int64>());
+    const auto device = Check(Check(devices[0].GetInfo(OpenCLDeviceInfo::ID)).Get<Int64>());
+    BaseArray<cl_device_id> ids;
+    Check(ids.Append(reinterpret_cast<cl_device_id>(device)));
+    return Check(OpenCL::CreateContext(reinterpret_cast<cl_platform_id>(platform), ids));
+}
+
+}  // namespace nuvra::bench

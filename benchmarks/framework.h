@@ -1,0 +1,36 @@
+#pragma once
+
+#include <filesystem>
+
+#include "nuvra/host.h"
+#include "nuvra/open_cl.h"
+
+namespace nuvra::bench {
+
+/// Throws `std::runtime_error` with the error's text, if there is an error.
+void Check(const ErrorRef& error);
+inline void Check(const Result<void>& result) {
+    Check(result.GetError());
+}
+template <class T>
+T Check(Result<T> result) {
+    Check(result.GetError());
+    return std::move(result).GetValue();
+}
+
+/// The host's options with `runtime` opened in place of the system's runtime; empty for the system's.
+host::Options UseRuntime(const std::filesystem::path& runtime);
+
+/// The host with the module started, and this program as a caller. Throws `std::runtime_error`.
+class Framework {
+public:
+    explicit Framework(const std::filesystem::path& runtime);
+
+    /// A context of the first platform's first device.
+    static OpenCLContextRef CreateContext();
+
+private:
+    host::Host _host;
+};
+
+}  // namespace nuvra::bench
