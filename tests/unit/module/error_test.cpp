@@ -1,7 +1,6 @@
 #include <string_view>
 
 #include "module_fixture.h"
-#include "open_cl_codes.h"
 
 namespace nuvra::test {
 namespace {
@@ -17,11 +16,10 @@ TEST_F(ErrorTest, TheMessageIsTheCodesName) {
     ASSERT_TRUE(openCL);
     EXPECT_EQ(openCL.GetErrorCode(), 0);
     EXPECT_EQ(MessageOf(error), "") << "no code was set yet";
-    for (const OpenCLCode& known : kOpenCLCodes) {
-        if (known.code > 0) continue;
-        openCL.SetErrorCode(known.code);
-        EXPECT_EQ(MessageOf(error), known.name);
-        EXPECT_EQ(openCL.GetErrorCode(), known.code);
+    for (Int32 code = 0; code >= -68; code = code == -19 ? -30 : code - 1) {
+        openCL.SetErrorCode(code);
+        EXPECT_EQ(MessageOf(error), CodeName(code));
+        EXPECT_EQ(openCL.GetErrorCode(), code);
     }
 }
 

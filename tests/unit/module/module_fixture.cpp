@@ -1,12 +1,11 @@
 #include "module_fixture.h"
 
-#include "open_cl_codes.h"
+#include "error_names.h"
 
 namespace nuvra::test {
 std::string CodeName(Int32 code) {
-    for (const OpenCLCode& known : kOpenCLCodes)
-        if (known.code == code) return known.name;
-    return "code " + std::to_string(code);
+    const std::string_view name = app::FindErrorName(code);
+    return name.empty() ? "code " + std::to_string(code) : std::string(name);
 }
 
 std::string Describe(const ErrorRef& error) {

@@ -101,7 +101,7 @@ TEST_F(PlatformTest, ListingReplacesWhatTheArrayHeld) {
     EXPECT_EQ(ToText(platforms[1].GetInfo(Info::NAME).GetValue()), "Second");
 
     fake.Fail("clGetPlatformIDs", -1001, 1);
-    EXPECT_EQ(GetPlatforms(), "code -1001");
+    EXPECT_EQ(GetPlatforms(), "CL_PLATFORM_NOT_FOUND_KHR");
     EXPECT_EQ(platforms.GetCount(), 0);
     fake.platforms.clear();
     EXPECT_EQ(GetPlatforms(), "OK") << "a runtime without platforms";

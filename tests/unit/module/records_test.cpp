@@ -38,16 +38,18 @@ TEST_F(RecordsTest, TheLibraryListsItsFiveModulesLatestFirst) {
         EXPECT_EQ(static_cast<int>(module->kind), 5);
         EXPECT_EQ(module->listHead, list);
     }
-    EXPECT_EQ(modules, (Texts{
-                           "net.nuvra.private_oglclvk_trace.framework framework net.nuvra.core.framework",
-                           "net.nuvra.private_opencl.framework framework net.nuvra.core.framework "
-                           "net.nuvra.private_opengl.framework net.nuvra.private_oglclvk_trace.framework",
-                           "net.nuvra.private_opengl.framework framework net.nuvra.core.framework "
-                           "net.nuvra.private_oglclvk_trace.framework",
-                           "net.nuvra.opencl.framework framework net.nuvra.core.framework",
-                           "net.nuvra.opencl principal net.nuvra.core.framework net.nuvra.opencl.framework "
-                           "net.nuvra.private_opengl.framework net.nuvra.private_opencl.framework",
-                       }));
+    const std::string core = " net.nuvra.core.framework";
+    const std::string openGL = " net.nuvra.private_opengl.framework";
+    const std::string trace = " net.nuvra.private_oglclvk_trace.framework";
+    const Texts expected = {
+        "net.nuvra.private_oglclvk_trace.framework framework" + core,
+        "net.nuvra.private_opencl.framework framework" + core + openGL + trace,
+        "net.nuvra.private_opengl.framework framework" + core + trace,
+        "net.nuvra.opencl.framework framework" + core,
+        "net.nuvra.opencl principal" + core + " net.nuvra.opencl.framework" + openGL +
+            " net.nuvra.private_opencl.framework",
+    };
+    EXPECT_EQ(modules, expected);
 }
 
 TEST_F(RecordsTest, EveryInterfaceIsDeclaredAndImplementedOnceWithItsNumberOfOperations) {

@@ -101,9 +101,10 @@ TEST_F(TaskTest, MemoryIsClearedInBlocksOfSixteenBytesAndATail) {
 TEST_F(TaskTest, MissingLimitsCountAsOne) {
     SetLimits({4, 0});
     Get("clearmem");
-    EXPECT_EQ(Clear(80, 0), "OK");
+    EXPECT_EQ(Clear(160, 0), "OK");
     EXPECT_EQ(fake.LaunchTexts(), (Texts{"ClearMem16_0 [0 0 0] [4 1 1] null (memory1)",
-                                         "ClearMem16_0 [4 0 0] [1 1 1] null (memory1)"}));
+                                         "ClearMem16_0 [4 0 0] [4 1 1] null (memory1)",
+                                         "ClearMem16_0 [8 0 0] [2 1 1] null (memory1)"}));
 }
 
 TEST_F(TaskTest, WithoutAnyLimitsARangeIsOneLaunch) {

@@ -42,13 +42,16 @@ TEST_F(TraceTest, TheTracerIsToldAllNamesBeforeAnythingElse) {
     fake.AddDevice(fake.AddPlatform("Third"), "Last device").info.erase(CL_DEVICE_NAME);
     fake.AddPlatform("Empty");
     Start(FakeLibrary());
-    EXPECT_EQ(TakeEvents(),
-              (Texts{"# OpenCL tracer initialization. Make all device names known to the parser so that the "
-                     "correct device can be found during execution.",
-                     "> OpenCLTracerInit i 0", "> OpenCLSetPlatformInfo PT platform1 \"Fake platform\"",
-                     "> OpenCLSetDeviceInfo PT device1 \"Fake device\"",
-                     "> OpenCLSetPlatformInfo PT platform3 \"Third\"",
-                     "> OpenCLSetPlatformInfo PT platform4 \"Empty\"", "> OpenCLTracerInit i 1"}));
+    const std::string comment =
+        "# OpenCL tracer initialization. Make all device names known to the parser so that the correct "
+        "device "
+        "can be found during execution.";
+    EXPECT_EQ(
+        TakeEvents(),
+        (Texts{comment, "> OpenCLTracerInit i 0", "> OpenCLSetPlatformInfo PT platform1 \"Fake platform\"",
+               "> OpenCLSetDeviceInfo PT device1 \"Fake device\"",
+               "> OpenCLSetPlatformInfo PT platform3 \"Third\"",
+               "> OpenCLSetPlatformInfo PT platform4 \"Empty\"", "> OpenCLTracerInit i 1"}));
 }
 
 TEST_F(TraceTest, WithoutPlatformsTheTracerIsToldNothing) {
@@ -211,6 +214,8 @@ TEST_F(TraceTest, EveryCallHasItsCodesAndValues) {
              "clSetKernelArg i 0"),
         CASE(kernel.SetArg(0, ints, 2), "clSetKernelArg PusTaix kernel1 0 8 \"cl_int\" [3 -4]",
              "clSetKernelArg i 0"),
+        CASE(kernel.SetArg(0, static_cast<const Int32*>(nullptr), 2),
+             "clSetKernelArg PusTaix kernel1 0 8 \"cl_int\" []", "clSetKernelArg i 0"),
         CASE(kernel.SetArg(0, uints, 2), "clSetKernelArg PusTaix kernel1 0 8 \"cl_uint\" [3 4]",
              "clSetKernelArg i 0"),
         CASE(kernel.SetArg(0, floats, 1), "clSetKernelArg PusTafx kernel1 0 4 \"cl_float\" [1.500000]",

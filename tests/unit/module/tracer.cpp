@@ -49,42 +49,32 @@ std::string PropertiesText(const void* const* list) {
     return ListText<const void*>(count, list);
 }
 
+bool IsOneOf(char letter, std::string_view letters) {
+    return letters.find(letter) != letters.npos;
+}
+
 std::string Decode(const char* code, va_list values) {
     std::string text;
     for (; *code != '\0' && *code != 'x'; code++) {
+        const char letter = *code;
         text += ' ';
-        switch (*code) {
-            case 'i':
-                text += std::to_string(va_arg(values, cl_int));
-                break;
-            case 's':
-                text += std::to_string(va_arg(values, size_t));
-                break;
-            case 'N':
-            case 'w':
-            case 'W':
-            case 'R':
-                text += std::to_string(va_arg(values, cl_ulong));
-                break;
-            case 'p':
-            case 'P':
-                text += fake::Control::Get().NameOf(va_arg(values, const void*));
-                break;
-            case 'r':
-                text += PropertiesText(va_arg(values, const void* const*));
-                break;
-            case 'T': {
-                const char* string = va_arg(values, const char*);
-                text += string == nullptr ? "null" : '"' + std::string(string) + '"';
-                break;
-            }
-            case 'a': {
-                const int count = va_arg(values, int);
-                text += ArrayText(*++code, count, va_arg(values, const void*));
-                break;
-            }
-            default:
-                text += std::to_string(va_arg(values, cl_uint));
+        if (letter == 'a') {
+            const int count = va_arg(values, int);
+            text += ArrayText(*++code, count, va_arg(values, const void*));
+        } else if (letter == 'T') {
+            const char* string = va_arg(values, const char*);
+            text += string == nullptr ? "null" : '"' + std::string(string) + '"';
+        } else if (letter == 'r') {
+            text += PropertiesText(va_arg(values, const void* const*));
+        } else if (letter == 'i') {
+            text += std::to_string(va_arg(values, cl_int));
+        } else if (letter == 's') {
+            text += std::to_string(va_arg(values, size_t));
+        } else if (IsOneOf(letter, "pP")) {
+            text += fake::Control::Get().NameOf(va_arg(values, const void*));
+        } else {
+            text += std::to_string(IsOneOf(letter, "NwWR") ? va_arg(values, cl_ulong)
+                                                           : cl_ulong{va_arg(values, cl_uint)});
         }
     }
     return text;
