@@ -24,9 +24,15 @@ using CommandPtr = std::unique_ptr<Command>;
 
 CommandPtr MakeChartCommand();
 CommandPtr MakeClearCommand();
+CommandPtr MakeCrc32cCommand();
 CommandPtr MakeDevicesCommand();
+CommandPtr MakeGammaCommand();
 CommandPtr MakeInvertCommand();
+CommandPtr MakePrefixSumCommand();
+CommandPtr MakeScaleCommand();
+CommandPtr MakeSelftestCommand();
 CommandPtr MakeSheetCommand();
+CommandPtr MakeStereoCommand();
 CommandPtr MakeTasksCommand();
 
 struct CommandEntry {
@@ -40,7 +46,13 @@ inline constexpr CommandEntry kCommands[] = {
     {"devices", "List every OpenCL platform and device", MakeDevicesCommand},
     {"tasks", "List every task that can be run on a device", MakeTasksCommand},
     {"invert", "Invert the colours of a picture (task image.invert)", MakeInvertCommand},
+    {"gamma", "Raise the colours of a picture to a power (task image.gamma)", MakeGammaCommand},
+    {"scale", "Scale a picture (tasks image.scalenearest and image.scalebicubic)", MakeScaleCommand},
+    {"stereo", "Put two pictures side by side (task image.stereo.sbs)", MakeStereoCommand},
+    {"crc32c", "Checksum files (task crc32c)", MakeCrc32cCommand},
+    {"prefixsum", "Sum up the values of a file (task prefixsum)", MakePrefixSumCommand},
     {"clear", "Fill the beginning of a device buffer (task clearmem)", MakeClearCommand},
+    {"selftest", "Check every task on a device against its definition", MakeSelftestCommand},
     {"chart", "Draw a test chart", MakeChartCommand},
     {"sheet", "Put pictures on one contact sheet", MakeSheetCommand},
 };

@@ -77,4 +77,76 @@ struct InvertImageParameters {
     Int64 height = 0;
 };
 
+/// "image.gamma": each colour channel c of a rectangle becomes c to the power `gamma`, as IEEE 754 has it for
+/// every value; alpha stays. The rest is as for "image.invert".
+struct GammaImageParameters {
+    Int64 version = 1;
+    const OpenCLMemoryObjectRef* source = nullptr;
+    const OpenCLMemoryObjectRef* destination = nullptr;
+    Int64 x = 0;
+    Int64 y = 0;
+    Int64 width = 0;
+    Int64 height = 0;
+    Float64 gamma = 1;  ///< narrowed to 32 bits
+};
+
+/// "crc32c": advances a running CRC-32C (polynomial 0x1EDC6F41, reflected, as in RFC 3720) by the first
+/// `size` bytes of `data`. The register is the first 32-bit word of `crc`, a buffer of at least 4 bytes; the
+/// checksum is the register with all bits inverted after the last piece. One work-item does it, so that a
+/// long piece can exceed what a driver lets a kernel take.
+struct Crc32cParameters {
+    Int64 version = 1;
+    const OpenCLMemoryObjectRef* data = nullptr;
+    const OpenCLMemoryObjectRef* crc = nullptr;
+    Int32 size = 0;     ///< bytes; 0 and less leave the register as it is
+    Bool start = true;  ///< begin with the register at 0xFFFFFFFF, as for the first piece
+};
+
+/// "prefixsum": exclusive prefix sums of `count` 32-bit unsigned values, modulo 2^32. `input` and `output`
+/// are different buffers of `paddedCount` elements, the power of two that `QueryParameter(0, count)` answers
+/// with. What stands beyond `count` elements of the output has no meaning. CL_INVALID_VALUE for counts that
+/// do not fit together, CL_INVALID_BUFFER_SIZE where the device cannot hold the sums.
+struct PrefixSumParameters {
+    Int64 version = 1;
+    const OpenCLMemoryObjectRef* input = nullptr;   ///< uint values
+    const OpenCLMemoryObjectRef* output = nullptr;  ///< uint sums, or uint2 pairs
+    Int64 paddedCount = 0;
+    Int64 count = 0;
+    Bool merge = false;       ///< write (sum, value) pairs
+    UInt32* total = nullptr;  ///< receives the sum of all values, which waits for the work; may be null
+};
+
+/// "image.scalenearest" and "image.scalebicubic": a rectangle of the source, resampled to the size of a
+/// rectangle of the destination. A negative destination extent names its rectangle by the far end (a width of
+/// -50 at x 99 covers 50 to 99) and mirrors. CL_INVALID_MEM_OBJECT for memory that is no image,
+/// CL_INVALID_VALUE for an extent of 0, a rectangle that leaves the destination and numbers beyond 32 bits.
+/// Source coordinates outside the source read its nearest edge.
+struct ScaleParameters {
+    Int64 version = 1;
+    const OpenCLMemoryObjectRef* source = nullptr;
+    const OpenCLMemoryObjectRef* destination = nullptr;
+    Int64 srcX = 0;  ///< pixels, as the following
+    Int64 srcY = 0;
+    Int64 srcWidth = 0;
+    Int64 srcHeight = 0;
+    Int64 dstX = 0;
+    Int64 dstY = 0;
+    Int64 dstWidth = 0;
+    Int64 dstHeight = 0;
+};
+
+/// "image.stereo.sbs": two images side by side, each squeezed to half of `width` by averaging pairs of
+/// pixels; alpha is the sum of a pair's. The columns left of width / 2 come from `first`, the others from
+/// `second`. `x` and `y` move the written rectangle, not the split. Errors as for "image.invert".
+struct StereoSbsParameters {
+    Int64 version = 1;
+    const OpenCLMemoryObjectRef* first = nullptr;
+    const OpenCLMemoryObjectRef* second = nullptr;
+    const OpenCLMemoryObjectRef* destination = nullptr;
+    Int64 x = 0;  ///< pixels, as the following
+    Int64 y = 0;
+    Int64 width = 0;
+    Int64 height = 0;
+};
+
 }  // namespace nuvra

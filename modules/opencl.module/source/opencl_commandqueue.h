@@ -1,6 +1,6 @@
 #pragma once
 
-#include "nuvra/open_cl_commandqueue.h"
+#include "nuvra/open_cl_context.h"
 #include "opencl_handle.h"
 
 namespace nuvra {
@@ -9,8 +9,14 @@ class OpenCLCommandQueueImpl : public ObjectHeader {
 public:
     explicit OpenCLCommandQueueImpl(OwnedCommandQueue handle) : _handle(std::move(handle)) {}
 
-    /// The device's OpenCL C version as major * 100 + minor * 10; set by the maker.
-    void SetOpenCLCVersion(Int64 version) { _openCLCVersion = version; }
+    /// What the maker knows: the device's OpenCL C version as major * 100 + minor * 10, and the queue's
+    /// flags.
+    void SetOrigin(Int64 openCLCVersion, UInt32 flags) {
+        _openCLCVersion = openCLCVersion;
+        _flags = flags;
+    }
+    /// Whether commands may overtake each other.
+    bool IsOutOfOrder() const { return (_flags & OpenCLQueueFlags::OUT_OF_ORDER_EXEC_MODE) != 0; }
 
     Result<void> Release() { return _handle.Release(); }
     Result<void> EnqueueAcquireGLObjects(Int count, const OpenCLMemoryObjectRef* objects, Int waitCount,
@@ -57,6 +63,7 @@ private:
 
     OwnedCommandQueue _handle;
     Int64 _openCLCVersion = 0;
+    UInt32 _flags = 0;
 };
 
 }  // namespace nuvra

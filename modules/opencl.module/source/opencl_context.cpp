@@ -81,7 +81,7 @@ Result<OpenCLCommandQueueRef> OpenCLContextImpl::CreateCommandQueue(UInt32 flags
     NUVRA_ASSIGN_OR_RETURN(const Int64 number, ParseVersion(version, "OpenCL C "));
     NUVRA_ASSIGN_OR_RETURN(OpenCLCommandQueueRef queue,
                            Wrap<OpenCLCommandQueueRef>(std::move(handle), error));
-    queue.Get()->SetOpenCLCVersion(number);
+    queue.Get()->SetOrigin(number, flags);
     return queue;
 }
 

@@ -54,7 +54,7 @@ public:
     Result<Data> GetInfo(UInt32 which) const;
     Bool HasExtension(const String& name) const;
 
-    cl_device_id GetId() const { return _device; }
+    const OpenCLDeviceNumbers& GetNumbers() const { return _numbers; }
 
 private:
     Result<void> Init(cl_device_id device, cl_platform_id platform);

@@ -1,32 +1,10 @@
-#include "module_fixture.h"
+#include "task_fixture.h"
 
 namespace nuvra::test {
 namespace {
 
-class TaskTest : public ModuleTest {
+class TaskTest : public ImageTaskFixture {
 protected:
-    void SetUp() override {
-        ModuleTest::SetUp();
-        MakeObjects();
-        source = cl.context.CreateImage2D(1, {}, 40, 30).GetValue();
-        destination = cl.context.CreateImage2D(1, {}, 32, 24).GetValue();
-    }
-    void TearDown() override {
-        task = {};
-        source = destination = nullptr;
-        ModuleTest::TearDown();
-    }
-    void Get(const char* name) {
-        const Result<OpenCLTaskRef> result = cl.context.GetTask(MakeText(name));
-        ASSERT_EQ(Outcome(result), "OK");
-        task = result.GetValue();
-        fake.calls.clear();
-    }
-    std::string Execute(const void* parameters) {
-        fake.calls.clear();
-        fake.launches.clear();
-        return Outcome(task.Execute(cl.context, cl.queue, parameters));
-    }
     std::string Clear(Int64 size, UChar value) {
         const ClearMemParameters parameters{1, &cl.buffer, size, value};
         return Execute(&parameters);
@@ -36,15 +14,40 @@ protected:
         return Execute(&parameters);
     }
     void SetLimits(std::initializer_list<size_t> sizes) {
-        fake::Info& info = fake.platforms[0]->devices[0]->info;
-        info[CL_DEVICE_MAX_WORK_ITEM_DIMENSIONS] =
-            fake::NumberBytes<cl_uint>({static_cast<cl_uint>(sizes.size())});
-        info[CL_DEVICE_MAX_WORK_ITEM_SIZES] = fake::NumberBytes<size_t>(sizes);
+        SetDevice(CL_DEVICE_MAX_WORK_ITEM_DIMENSIONS,
+                  fake::NumberBytes<cl_uint>({static_cast<cl_uint>(sizes.size())}));
+        SetDevice(CL_DEVICE_MAX_WORK_ITEM_SIZES, fake::NumberBytes<size_t>(sizes));
     }
+};
 
-    OpenCLTaskRef task;
-    OpenCLMemoryObjectRef source;
-    OpenCLMemoryObjectRef destination;
+struct TaskDescription {
+    const char* key;
+    const char* classId;
+    const char* options;
+    std::vector<const char*> kernels;
+};
+const TaskDescription kTasks[] = {
+    {"clearmem",
+     "net.nuvra.opencl.task.clearmem",
+     "null",
+     {"ClearMem16_0", "ClearMem1_0", "ClearMem16_v", "ClearMem1_v"}},
+    {"crc32c", "net.nuvra.opencl.task.crc32c", "\"-cl-fast-relaxed-math\"", {"CalculateCRC"}},
+    {"prefixsum",
+     "net.nuvra.opencl.task.prefixsum",
+     "\"-D WORKGROUP_SIZE=256 -D PREFIX_SUM_ARRAY_SHIFT=14\"",
+     {"scanExclusiveLocal1", "scanExclusiveLocal2", "uniformUpdate1", "uniformUpdate2", "mergeResult",
+      "buildNextBuffer", "addLevel1", "addLevel2"}},
+    {"image.invert", "net.nuvra.opencl.task.invertimage", "\"-cl-fast-relaxed-math\"", {"InvertImage"}},
+    {"image.gamma", "net.nuvra.opencl.task.gammaimage", "\"-cl-fast-relaxed-math\"", {"InvertImage"}},
+    {"image.scalenearest",
+     "net.nuvra.opencl.task.scalenearest",
+     "\"-cl-fast-relaxed-math\"",
+     {"ScaleNearest"}},
+    {"image.scalebicubic",
+     "net.nuvra.opencl.task.scalebicubic",
+     "\"-cl-fast-relaxed-math\"",
+     {"ScaleBicubic", "PrepareBufferPositive", "PrepareBufferNegative"}},
+    {"image.stereo.sbs", "net.nuvra.opencl.task.stereo.sbs", "\"-cl-fast-relaxed-math\"", {"InvertImage"}},
 };
 
 TEST_F(TaskTest, TheTasksAreRegisteredUnderTheirClasses) {
@@ -54,19 +57,27 @@ TEST_F(TaskTest, TheTasksAreRegisteredUnderTheirClasses) {
                                      auto& map = *static_cast<std::map<std::string, std::string>*>(context);
                                      map.emplace(key.GetText(), entry.valueId);
                                  });
-    EXPECT_EQ(found["clearmem"], "net.nuvra.opencl.task.clearmem");
-    EXPECT_EQ(found["image.invert"], "net.nuvra.opencl.task.invertimage");
+    EXPECT_EQ(found.size(), std::size(kTasks));
+    for (const TaskDescription& description : kTasks) EXPECT_EQ(found[description.key], description.classId);
 }
 
-TEST_F(TaskTest, ClearMemoryMakesItsFourKernelsAndInvertItsOne) {
-    ASSERT_EQ(Outcome(cl.context.GetTask(MakeText("clearmem"))), "OK");
-    EXPECT_EQ(fake.TextsOf("clBuildProgram"), Texts{"program2, 1, [device1], null, null, null"});
-    EXPECT_EQ(Take("clCreateKernel"),
-              (Texts{"program2, \"ClearMem16_0\", ptr", "program2, \"ClearMem1_0\", ptr",
-                     "program2, \"ClearMem16_v\", ptr", "program2, \"ClearMem1_v\", ptr"}));
-    ASSERT_EQ(Outcome(cl.context.GetTask(MakeText("image.invert"))), "OK");
-    EXPECT_EQ(fake.TextsOf("clCreateProgramWithSource").size(), 1U);
-    EXPECT_EQ(Take("clCreateKernel"), Texts{"program3, \"InvertImage\", ptr"});
+TEST_F(TaskTest, EachTaskIsBuiltWithItsOptionsAndMakesItsKernelsInOrder) {
+    SetDevice(CL_DEVICE_MAX_WORK_ITEM_SIZES, fake::NumberBytes<size_t>({256, 256, 256}));
+    SetDevice(CL_DEVICE_LOCAL_MEM_SIZE, fake::NumberBytes<cl_ulong>({32768}));
+    cl.context = OpenCL::CreateContext(Platform(), Devices()).GetValue();
+    int program = 2;
+    for (const TaskDescription& description : kTasks) {
+        ASSERT_EQ(Outcome(cl.context.GetTask(MakeText(description.key))), "OK");
+        const std::string name = "program" + std::to_string(program++);
+        EXPECT_EQ(fake.TextsOf("clBuildProgram"),
+                  Texts{name + ", 1, [device1], " + description.options + ", null, null"});
+        Texts expected;
+        for (const char* kernel : description.kernels) expected.push_back(name + ", \"" + kernel + "\", ptr");
+        EXPECT_EQ(Take("clCreateKernel"), expected);
+        // Handed out again, a task is not made again.
+        ASSERT_EQ(Outcome(cl.context.GetTask(MakeText(description.key))), "OK");
+        EXPECT_EQ(fake.calls.size(), 0U);
+    }
 }
 
 TEST_F(TaskTest, MemoryIsClearedInBlocksOfSixteenBytesAndATail) {
@@ -145,6 +156,51 @@ TEST_F(TaskTest, BadClearRecordsAreRefusedBeforeAnyCall) {
     }
 }
 
+TEST_F(TaskTest, AChecksumStartsByWritingItsRegisterAndGoesOnWithout) {
+    Get("crc32c");
+    const OpenCLMemoryObjectRef crc = cl.context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE, 4).GetValue();
+    Crc32cParameters record{1, &cl.buffer, &crc, 9, true};
+    // memory4: the table, memory5: the register
+    const std::string launch = "CalculateCRC null [1] null (memory4, memory1, 09000000, memory5)";
+    EXPECT_EQ(Execute(&record), "OK");
+    EXPECT_EQ(fake.calls[0].name, "clEnqueueWriteBuffer");
+    EXPECT_EQ(fake.TextsOf("clEnqueueWriteBuffer"), Texts{"queue1, memory5, 1, 0, 4, ptr, 0, null, null"});
+    EXPECT_EQ(fake.LaunchTexts(), Texts{launch});
+    UInt32 value = 0;
+    EXPECT_EQ(Outcome(cl.queue.EnqueueReadBuffer(crc, true, 0, 4, &value)), "OK");
+    EXPECT_EQ(value, 0xFFFFFFFFU);
+    EXPECT_EQ(FailEachCall(&record), 1 + 4 + 1);
+    record.start = false;
+    EXPECT_EQ(FailEachCall(&record), 4 + 1);
+    EXPECT_EQ(fake.LaunchTexts(), Texts{launch});
+    record.size = -1;
+    EXPECT_EQ(Execute(&record), "OK");
+
+    const OpenCLMemoryObjectRef empty;
+    const std::pair<Crc32cParameters, const char*> cases[] = {
+        {{0, &cl.buffer, &crc, 9, true}, "CL_INVALID_VALUE"},
+        {{1, nullptr, &crc, 9, true}, "CL_INVALID_VALUE"},
+        {{1, &cl.buffer, nullptr, 9, true}, "CL_INVALID_VALUE"},
+        {{1, &cl.buffer, &empty, 9, true}, "CL_INVALID_MEM_OBJECT"},
+        {{1, &cl.buffer, &empty, 9, false}, "CL_INVALID_MEM_OBJECT"},
+        {{1, &empty, &crc, 9, false}, "CL_INVALID_MEM_OBJECT"},
+    };
+    EXPECT_EQ(Execute(nullptr), "CL_INVALID_VALUE");
+    for (const auto& [bad, expected] : cases) {
+        EXPECT_EQ(Execute(&bad), expected);
+        EXPECT_EQ(fake.launches.size(), 0U);
+    }
+}
+
+TEST_F(TaskTest, TheChecksumsTableIsCopiedOnce) {
+    fake.calls.clear();
+    ASSERT_EQ(Outcome(cl.context.GetTask(MakeText("crc32c"))), "OK");
+    EXPECT_EQ(fake.TextsOf("clCreateBuffer"), Texts{"context1, 33, 1024, ptr, ptr"});
+    cl.context = OpenCL::CreateContext(Platform(), Devices()).GetValue();
+    fake.Fail("clCreateBuffer", CL_MEM_OBJECT_ALLOCATION_FAILURE);
+    EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("crc32c"))), "CL_MEM_OBJECT_ALLOCATION_FAILURE");
+}
+
 TEST_F(TaskTest, InvertLaunchesOnceOverTheRectangle) {
     Get("image.invert");
     EXPECT_EQ(Invert(10, 20, 5, 4), "OK");
@@ -203,19 +259,19 @@ TEST_F(TaskTest, InvertRefusesWhatIsNoImage) {
 }
 
 TEST_F(TaskTest, ATaskThatWasNotInitialisedRefusesToRun) {
-    for (const char* name : {"clearmem", "image.invert"}) {
-        const Class* taskClass = Registry::FindClass(kOpenCLTaskClasses, name);
+    for (const TaskDescription& description : kTasks) {
+        const Class* taskClass = Registry::FindClass(kOpenCLTaskClasses, description.key);
         const OpenCLTaskRef fresh(Table<ObjectInterface>()->Create(taskClass).GetValue());
         ASSERT_TRUE(fresh);
         const Int64 wrong = 2;
         EXPECT_EQ(Outcome(fresh.Execute(cl.context, cl.queue, &wrong)), "CL_INVALID_VALUE");
-        const ClearMemParameters clear{1, &cl.buffer, 4, 0};
-        const InvertImageParameters invert{1, &source, &destination, 0, 0, 1, 1};
-        const void* parameters = name[0] == 'c' ? static_cast<const void*>(&clear) : &invert;
-        EXPECT_EQ(Outcome(fresh.Execute(cl.context, cl.queue, parameters)), "CL_INVALID_PROGRAM");
+        const Int64 zeros[16] = {1};  // as large as any record
+        EXPECT_EQ(Outcome(fresh.Execute(cl.context, cl.queue, zeros)), "CL_INVALID_PROGRAM");
         EXPECT_EQ(Outcome(fresh.FreeResources(cl.context)), "OK");
-        EXPECT_TRUE(fresh.QueryParameter(0, {}).IsEmpty());
-        EXPECT_EQ(Outcome(fresh.Init({})), kNullPointer);
+        EXPECT_EQ(fresh.QueryParameter(0, {}).IsEmpty(), std::string(description.key) != "prefixsum");
+        EXPECT_TRUE(fresh.QueryParameter(1, {}).IsEmpty());
+        const bool asksForDevices = std::string(description.key) == "prefixsum";
+        EXPECT_EQ(Outcome(fresh.Init({})), asksForDevices ? "CL_DEVICE_NOT_FOUND" : kNullPointer);
         EXPECT_EQ(Outcome(fresh.GetObject().Copy()), "nuvra.FunctionNotImplementedErrorObject");
     }
     const Texts debug = {"Component net.nuvra.opencl.task.clearmem", "CopyFrom is not implemented!", "Stop"};

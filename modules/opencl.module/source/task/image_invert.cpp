@@ -22,9 +22,7 @@ Result<void> OpenCLTaskInvertImage::Execute(const OpenCLContextRef&, const OpenC
     NUVRA_RETURN_IF_ERROR(CheckRectangle(size, record->x, record->y, record->width, record->height));
     NUVRA_RETURN_IF_ERROR(_kernel.SetArg(0, *record->source));
     NUVRA_RETURN_IF_ERROR(_kernel.SetArg(1, *record->destination));
-    const size_t offset[] = {static_cast<size_t>(record->x), static_cast<size_t>(record->y)};
-    const size_t globalSize[] = {static_cast<size_t>(record->width), static_cast<size_t>(record->height)};
-    return queue.EnqueueNDRangeKernel(_kernel, 2, offset, globalSize, nullptr);
+    return EnqueueRectangle(queue, _kernel, record->x, record->y, record->width, record->height);
 }
 
 Result<void> OpenCLTaskInvertImage::FreeResources(const OpenCLContextRef&) {

@@ -22,4 +22,11 @@ Result<void> CheckRectangle(const ImageSize& image, Int64 x, Int64 y, Int64 widt
     return {};
 }
 
+Result<void> EnqueueRectangle(const OpenCLCommandQueueRef& queue, const OpenCLKernelRef& kernel, Int64 x,
+                              Int64 y, Int64 width, Int64 height) {
+    const size_t offset[] = {static_cast<size_t>(x), static_cast<size_t>(y)};
+    const size_t globalSize[] = {static_cast<size_t>(width), static_cast<size_t>(height)};
+    return queue.EnqueueNDRangeKernel(kernel, 2, offset, globalSize, nullptr);
+}
+
 }  // namespace nuvra

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "nuvra/open_cl_memoryobject.h"
+#include "nuvra/open_cl_commandqueue.h"
 
 /// What the image tasks ask of their images. Runtimes do not check a launch against an image: one accepts a
 /// negative width and never ends, so the tasks do.
@@ -18,5 +18,9 @@ Result<ImageSize> GetImageSize(const OpenCLMemoryObjectRef* image);
 /// CL_INVALID_VALUE for a rectangle that is empty, has a negative side, leaves the image, or reaches beyond
 /// what the 32-bit coordinates of a kernel hold.
 Result<void> CheckRectangle(const ImageSize& image, Int64 x, Int64 y, Int64 width, Int64 height);
+
+/// One launch of a kernel whose indices are pixel coordinates, over a checked rectangle.
+Result<void> EnqueueRectangle(const OpenCLCommandQueueRef& queue, const OpenCLKernelRef& kernel, Int64 x,
+                              Int64 y, Int64 width, Int64 height);
 
 }  // namespace nuvra

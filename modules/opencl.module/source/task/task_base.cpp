@@ -2,6 +2,7 @@
 
 #include "nuvra/diagnostic.h"
 #include "nuvra/open_cl.h"
+#include "opencl_commandqueue.h"
 
 namespace nuvra {
 
@@ -53,6 +54,18 @@ Result<void> OpenCLTaskBase::ReleaseCachedBuffers() {
     return {};
 }
 
+Result<void> OpenCLTaskBase::TakeTurn(const OpenCLCommandQueueRef& queue) {
+    if (!queue) return NullPointerError();
+    const OpenCLCommandQueueRef latest = std::exchange(_latestQueue, queue);
+    if (!latest || (latest == queue && !queue.Get()->IsOutOfOrder())) return {};
+    return latest.Finish().IsOk() ? Result<void>() : ReleaseCachedBuffers();
+}
+
+Result<void> OpenCLTaskBase::KeepOrder(const OpenCLCommandQueueRef& queue) {
+    if (!queue || !queue.Get()->IsOutOfOrder()) return {};
+    return queue.Finish();
+}
+
 Result<void> OpenCLTaskBase::BuildProgram(const OpenCLContextRef& context, const char* taskName,
                                           const char* source, const char* options,
                                           OpenCLProgramRef& program) {
@@ -75,6 +88,7 @@ Result<void> OpenCLTaskBase::ReleaseAll(std::initializer_list<OpenCLKernelRef*> 
     for (const OpenCLKernelRef* kernel : kernels)
         if (*kernel) static_cast<void>(kernel->Release());
     if (program) static_cast<void>(program.Release());
+    _latestQueue = nullptr;
     return ReleaseCachedBuffers();
 }
 

@@ -43,6 +43,14 @@ protected:
     /// Releases the kernels, the program and the cached buffers; what is missing is skipped.
     Result<void> ReleaseAll(std::initializer_list<OpenCLKernelRef*> kernels, const OpenCLProgramRef& program);
 
+    /// For a task whose calls share buffers: lets what an earlier call enqueued on another queue, or on one
+    /// that does not keep the order, finish first. Where that queue has been released, nothing can be waited
+    /// for, so the cached buffers are given up; the runtime keeps them until the work is done.
+    Result<void> TakeTurn(const OpenCLCommandQueueRef& queue);
+    /// Between two launches of which the second needs the first: waits on a queue that does not keep the
+    /// order.
+    static Result<void> KeepOrder(const OpenCLCommandQueueRef& queue);
+
     /// The parameter record of an `Execute`: CL_INVALID_VALUE when it is null or of another version,
     /// CL_INVALID_PROGRAM when the task is not initialised.
     template <class Parameters>
@@ -59,6 +67,7 @@ private:
         Int capacity = 0;  ///< bytes that the buffer was created with
     };
     BaseArray<CachedBuffer> _cachedBuffers;
+    OpenCLCommandQueueRef _latestQueue;  ///< of the latest call that took a turn
 };
 
 /// The operations of a task class as an object's component has them.

@@ -1,0 +1,175 @@
+#include <cerrno>
+#include <cinttypes>
+#include <cstring>
+#include <fstream>
+#include <vector>
+
+#include "failure.h"
+#include "progress.h"
+#include "session.h"
+#include "system.h"
+#include "values.h"
+
+namespace nuvra::app {
+
+namespace {
+
+constexpr const char* kTask = "crc32c";
+constexpr const char* kStandardInput = "-";
+
+/// Closes all streams but the standard input.
+struct StreamCloser {
+    void operator()(std::FILE* stream) const {
+        if (stream != stdin) std::fclose(stream);
+    }
+};
+using Stream = std::unique_ptr<std::FILE, StreamCloser>;
+
+/// Checksums streams on a device, piece by piece through one buffer.
+class Checksummer {
+public:
+    Checksummer(const Gpu& gpu, Int64 piece)
+        : _gpu(gpu),
+          _task(gpu.GetTask(kTask)),
+          _bytes(static_cast<size_t>(piece)),
+          _data(gpu.Check(gpu.context.CreateBuffer(OpenCLMemoryFlags::READ_ONLY, _bytes.size()),
+                          "make a buffer of " + std::to_string(piece) + " bytes")),
+          _crc(gpu.Check(gpu.context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE, sizeof(UInt32)),
+                         "make a buffer")) {}
+
+    /// The checksum of what the stream holds. Throws a `Failure` that names it.
+    UInt32 Run(std::FILE* stream, const std::string& name, Progress& progress) {
+        bool isFirst = true;
+        while (true) {
+            const size_t size = std::fread(_bytes.data(), 1, _bytes.size(), stream);
+            if (std::ferror(stream) != 0)
+                throw Failure("cannot read " + Quote(name) + ": " + DescribeSystemError(errno));
+            if (size > 0 || isFirst) Add(size, isFirst);
+            isFirst = false;
+            progress.Advance(static_cast<Int64>(size));
+            if (size < _bytes.size()) break;
+        }
+        UInt32 value = 0;
+        _gpu.Check(_gpu.queue.EnqueueReadBuffer(_crc, true, 0, sizeof(value), &value), "read the checksum");
+        return ~value;
+    }
+
+private:
+    void Add(size_t size, bool isFirst) {
+        if (size > 0)
+            _gpu.Check(_gpu.queue.EnqueueWriteBuffer(_data, true, 0, size, _bytes.data()), "fill the buffer");
+        Crc32cParameters parameters;
+        parameters.data = &_data;
+        parameters.crc = &_crc;
+        parameters.size = static_cast<Int32>(size);
+        parameters.start = isFirst;
+        _gpu.Run(_task, kTask, &parameters);
+    }
+
+    const Gpu& _gpu;
+    OpenCLTaskRef _task;
+    std::vector<unsigned char> _bytes;
+    OpenCLMemoryObjectRef _data;
+    OpenCLMemoryObjectRef _crc;
+};
+
+/// A line of a checksum list: eight hex digits, two spaces, the name.
+struct ListedFile {
+    UInt32 checksum;
+    std::string name;
+};
+
+std::vector<ListedFile> ReadList(const std::string& path) {
+    std::ifstream list(path);
+    if (!list) throw Failure("cannot read " + Quote(path) + ": " + DescribeSystemError(errno));
+    std::vector<ListedFile> files;
+    std::string line;
+    for (int number = 1; std::getline(list, line); number++) {
+        constexpr size_t kDigits = 8;
+        const bool isEntry = line.size() > kDigits + 2 && line.compare(kDigits, 2, "  ") == 0 &&
+                             line.find_first_not_of("0123456789abcdef") == kDigits;
+        if (!isEntry)
+            throw Failure("line " + std::to_string(number) + " of " + Quote(path) + " is no checksum");
+        files.push_back({static_cast<UInt32>(std::stoul(line.substr(0, kDigits), nullptr, 16)),
+                         line.substr(kDigits + 2)});
+    }
+    if (files.empty()) throw Failure(Quote(path) + " holds no checksums");
+    return files;
+}
+
+class Crc32cCommand : public Command {
+public:
+    void AddOptions(CLI::App& app) override {
+        app.add_option("FILE", _names, "The files to checksum; - is the standard input");
+        app.add_option_function<std::string>(
+               "--piece", [this](const std::string& text) { _piece = ParseByteCount("--piece", text); },
+               "How much to give to the device at a time (4M); K, M and G may follow the number")
+            ->type_name("BYTES");
+        app.add_option("--check", _list, "Verify the files of a list that this command has printed")
+            ->type_name("FILE");
+        app.footer(
+            "Each line is the CRC-32C in hexadecimal digits, two spaces and the name. One work-item does a\n"
+            "piece: a driver may stop one that runs too long.");
+    }
+
+    void Run(Environment& environment) override {
+        if (_names.empty() == _list.empty()) throw WrongArguments("give either files or --check");
+        if (_piece < 1 || _piece > INT32_MAX) throw WrongArguments("--piece needs 1 to 2147483647 bytes");
+        const std::vector<ListedFile> listed = _list.empty() ? std::vector<ListedFile>() : ReadList(_list);
+        Session session(environment);
+        const Gpu gpu = session.OpenDevice();
+        Checksummer checksummer(gpu, _piece);
+        int failures = 0;
+        for (const std::string& name : _names)
+            Try(failures, [&] {
+                std::printf("%08" PRIx32 "  %s\n", Checksum(checksummer, name, environment), name.c_str());
+                return true;
+            });
+        for (const auto& [checksum, name] : listed)
+            Try(failures, [&] {
+                const bool isRight = Checksum(checksummer, name, environment) == checksum;
+                std::printf("%s: %s\n", name.c_str(), isRight ? "OK" : "FAILED");
+                return isRight;
+            });
+        if (failures > 0)
+            throw Failure(std::to_string(failures) + " of " + std::to_string(_names.size() + listed.size()) +
+                          (listed.empty() ? " files could not be read" : " files failed"));
+    }
+
+private:
+    /// One file's failure is told at once and does not keep the others from being done.
+    template <class Work>
+    static void Try(int& failures, const Work& work) {
+        try {
+            if (!work()) failures++;
+        } catch (const Failure& failure) {
+            std::fflush(stdout);
+            std::fprintf(stderr, "nuvra-cl: %s\n", failure.what());
+            failures++;
+        }
+    }
+
+    static UInt32 Checksum(Checksummer& checksummer, const std::string& name,
+                           const Environment& environment) {
+        const Stream stream(name == kStandardInput ? stdin : std::fopen(name.c_str(), "rb"));
+        if (stream == nullptr)
+            throw Failure("cannot read " + Quote(name) + ": " + DescribeSystemError(errno));
+        std::error_code unknown;
+        const auto size = std::filesystem::file_size(name, unknown);
+        Progress progress(environment.terminal, "checksumming " + name,
+                          unknown || size == 0 ? 1 : static_cast<Int64>(size));
+        return checksummer.Run(stream.get(), name, progress);
+    }
+
+    std::vector<std::string> _names;
+    std::string _list;
+    Int64 _piece = Int64{4} << 20;
+};
+
+}  // namespace
+
+CommandPtr MakeCrc32cCommand() {
+    return std::make_unique<Crc32cCommand>();
+}
+
+}  // namespace nuvra::app

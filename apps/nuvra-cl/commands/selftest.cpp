@@ -1,0 +1,40 @@
+#include "selftest/check.h"
+
+namespace nuvra::app {
+
+namespace {
+
+class SelftestCommand : public Command {
+public:
+    void AddOptions(CLI::App& app) override {
+        app.footer(
+            "Each task is run on data made for it and compared with a plain computation of its definition.\n"
+            "Errors of pictures are relative to the sum of the magnitudes that make a value. A driver that\n"
+            "is new should be asked this first.");
+    }
+
+    void Run(Environment& environment) override {
+        Session session(environment);
+        const Gpu gpu = session.OpenDevice();
+        std::printf("%s\n", gpu.name.c_str());
+        int wrong = 0;
+        for (const SelfCheck& check : kSelfChecks) {
+            const SelfCheckOutcome outcome = check.run(gpu);
+            // A value that is no number is wrong too.
+            const bool isRight = outcome.error <= outcome.bound;
+            std::printf("%-20s %-6s largest error %-8.2g (allowed %-6.2g) %10.1f %s\n", check.task,
+                        isRight ? "ok" : "WRONG", outcome.error, outcome.bound, outcome.speed, outcome.unit);
+            if (!isRight) wrong++;
+        }
+        if (wrong > 0)
+            throw Failure(std::to_string(wrong) + " of the tasks gave wrong results on " + Quote(gpu.name));
+    }
+};
+
+}  // namespace
+
+CommandPtr MakeSelftestCommand() {
+    return std::make_unique<SelftestCommand>();
+}
+
+}  // namespace nuvra::app

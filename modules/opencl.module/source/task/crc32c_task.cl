@@ -1,0 +1,44 @@
+// One work-item walks the buffer's bytes in order and advances the CRC-32C register crc[0]: global size 1,
+// any local size. crctable has the register after each byte's eight steps (256 entries). A bufferSize of 0 or
+// less leaves the register as it is.
+
+__constant sampler_t srcSampler =
+    CLK_NORMALIZED_COORDS_FALSE | CLK_ADDRESS_CLAMP_TO_EDGE | CLK_FILTER_NEAREST;
+
+// From this size on it pays to make tables for eight bytes at once.
+#define SLICED_SIZE 65536
+
+// Eight bytes a step: slices[k * 256 + b] is the register after byte b and k zero bytes.
+uint AdvanceSliced(__global const uint* crctable, __global const uchar* buffer, int count, uint c,
+                   __local uint* slices) {
+    for (int b = 0; b < 256; b++) {
+        uint value = crctable[b];
+        slices[b] = value;
+        for (int k = 1; k < 8; k++) {
+            value = crctable[value & 0xff] ^ (value >> 8);
+            slices[k * 256 + b] = value;
+        }
+    }
+    for (int i = 0; i < count; i += 8) {
+        __global const uchar* bytes = buffer + i;
+        uint low = c ^ ((uint)bytes[0] | (uint)bytes[1] << 8 | (uint)bytes[2] << 16 | (uint)bytes[3] << 24);
+        c = slices[7 * 256 + (low & 0xff)] ^ slices[6 * 256 + ((low >> 8) & 0xff)] ^
+            slices[5 * 256 + ((low >> 16) & 0xff)] ^ slices[4 * 256 + (low >> 24)] ^
+            slices[3 * 256 + bytes[4]] ^ slices[2 * 256 + bytes[5]] ^ slices[256 + bytes[6]] ^
+            slices[bytes[7]];
+    }
+    return c;
+}
+
+__kernel void CalculateCRC(__global const uint* crctable, __global const uchar* buffer, int bufferSize,
+                           __global uint* crc) {
+    __local uint slices[8 * 256];
+    uint c = crc[0];
+    int i = 0;
+    if (bufferSize >= SLICED_SIZE) {
+        i = bufferSize & ~7;
+        c = AdvanceSliced(crctable, buffer, i, c, slices);
+    }
+    for (; i < bufferSize; i++) c = crctable[(c ^ buffer[i]) & 0xff] ^ (c >> 8);
+    crc[0] = c;
+}

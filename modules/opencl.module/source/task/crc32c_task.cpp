@@ -1,0 +1,62 @@
+#include "task/crc32c_task.h"
+
+#include <array>
+
+#include "crc32c_task.cl.h"
+
+namespace nuvra {
+
+namespace {
+
+constexpr UInt32 kReflectedPolynomial = 0x82F63B78;
+
+/// The register after each byte's eight reflected steps.
+constexpr std::array<UInt32, 256> kTable = [] {
+    std::array<UInt32, 256> table{};
+    for (UInt32 byte = 0; byte < table.size(); byte++) {
+        UInt32 value = byte;
+        for (int step = 0; step < 8; step++)
+            value = (value >> 1) ^ ((value & 1) != 0 ? kReflectedPolynomial : 0);
+        table[byte] = value;
+    }
+    return table;
+}();
+
+}  // namespace
+
+Result<void> OpenCLTaskCrc32C::Init(const OpenCLContextRef& context) {
+    NUVRA_RETURN_IF_ERROR(BuildProgram(context, kKey, kCrc32cTaskSource, "-cl-fast-relaxed-math", _program));
+    NUVRA_RETURN_IF_ERROR(CreateKernels(_program, {{"CalculateCRC", &_kernel}}));
+    NUVRA_ASSIGN_OR_RETURN(_table,
+                           GetCachedBuffer(context, sizeof(kTable), 0, const_cast<UInt32*>(kTable.data())));
+    _isInitialized = true;
+    return {};
+}
+
+Result<void> OpenCLTaskCrc32C::Execute(const OpenCLContextRef&, const OpenCLCommandQueueRef& queue,
+                                       const void* parameters) {
+    NUVRA_ASSIGN_OR_RETURN(const auto* record, CheckParameters<Crc32cParameters>(parameters, _isInitialized));
+    if (record->data == nullptr || record->crc == nullptr) return OpenCLError(CL_INVALID_VALUE);
+    if (record->start) {
+        const UInt32 initial = 0xFFFFFFFF;
+        NUVRA_RETURN_IF_ERROR(queue.EnqueueWriteBuffer(*record->crc, true, 0, sizeof(initial), &initial));
+    }
+    NUVRA_RETURN_IF_ERROR(_kernel.SetArg(0, _table));
+    NUVRA_RETURN_IF_ERROR(_kernel.SetArg(1, *record->data));
+    NUVRA_RETURN_IF_ERROR(_kernel.SetArg(2, &record->size, 1));
+    NUVRA_RETURN_IF_ERROR(_kernel.SetArg(3, *record->crc));
+    const size_t globalSize = 1;
+    return queue.EnqueueNDRangeKernel(_kernel, 1, nullptr, &globalSize, nullptr);
+}
+
+Result<void> OpenCLTaskCrc32C::FreeResources(const OpenCLContextRef&) {
+    return ReleaseAll({&_kernel}, _program);
+}
+
+namespace {
+
+TaskRegistration<OpenCLTaskCrc32C> g_registration{"crc32c_task"};
+
+}  // namespace
+
+}  // namespace nuvra

@@ -1,0 +1,61 @@
+#include "task/image_scale.h"
+
+#include <algorithm>
+
+#include "opencl_error.h"
+#include "task/image_task.h"
+
+namespace nuvra {
+
+namespace {
+
+bool Fits32Bits(Int64 value) {
+    return value >= INT32_MIN && value <= INT32_MAX;
+}
+
+Result<ScaleGeometry::Axis> MakeAxis(Int64 source, Int64 sourceExtent, Int64 destination, Int64 extent) {
+    // The range of 32 bits also keeps the sums below inside 64.
+    for (const Int64 value : {source, sourceExtent, destination, extent})
+        if (!Fits32Bits(value)) return OpenCLError(CL_INVALID_VALUE);
+    if (extent < 0) {
+        destination += extent + 1;
+        extent = -extent;
+        source += sourceExtent - 1;
+        sourceExtent = -sourceExtent;
+    }
+    if (!Fits32Bits(source) || !Fits32Bits(source + sourceExtent) || !Fits32Bits(destination) ||
+        !Fits32Bits(extent) || !Fits32Bits(sourceExtent))
+        return OpenCLError(CL_INVALID_VALUE);
+    return ScaleGeometry::Axis{static_cast<Int32>(source), static_cast<Int32>(sourceExtent),
+                               static_cast<Int32>(destination), static_cast<Int32>(extent),
+                               static_cast<Float32>(sourceExtent) / static_cast<Float32>(extent)};
+}
+
+}  // namespace
+
+Result<ScaleGeometry> MakeScaleGeometry(const ScaleParameters& parameters) {
+    for (const Int64 extent :
+         {parameters.srcWidth, parameters.srcHeight, parameters.dstWidth, parameters.dstHeight})
+        if (extent == 0) return OpenCLError(CL_INVALID_VALUE);
+    NUVRA_RETURN_IF_ERROR(GetImageSize(parameters.source));
+    NUVRA_ASSIGN_OR_RETURN(const ImageSize size, GetImageSize(parameters.destination));
+    NUVRA_ASSIGN_OR_RETURN(
+        const auto x, MakeAxis(parameters.srcX, parameters.srcWidth, parameters.dstX, parameters.dstWidth));
+    NUVRA_ASSIGN_OR_RETURN(
+        const auto y, MakeAxis(parameters.srcY, parameters.srcHeight, parameters.dstY, parameters.dstHeight));
+    NUVRA_RETURN_IF_ERROR(CheckRectangle(size, x.destination, y.destination, x.extent, y.extent));
+    return ScaleGeometry{x, y};
+}
+
+Result<void> EnqueueTiles(const OpenCLCommandQueueRef& queue, const OpenCLKernelRef& kernel,
+                          const ScaleGeometry& geometry) {
+    constexpr Int64 kTile = 1024;
+    for (Int64 y = 0; y < geometry.y.extent; y += kTile)
+        for (Int64 x = 0; x < geometry.x.extent; x += kTile)
+            NUVRA_RETURN_IF_ERROR(EnqueueRectangle(queue, kernel, x, y,
+                                                   std::min(kTile, geometry.x.extent - x),
+                                                   std::min(kTile, geometry.y.extent - y)));
+    return {};
+}
+
+}  // namespace nuvra

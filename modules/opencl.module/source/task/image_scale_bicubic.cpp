@@ -1,0 +1,100 @@
+#include "task/image_scale_bicubic.h"
+
+#include <cmath>
+
+#include "image_scale_bicubic.cl.h"
+#include "task/image_scale.h"
+
+namespace nuvra {
+
+/// One axis of a call: its geometry, its place in the buffer cache, and what `Prepare` makes for it.
+struct OpenCLTaskScaleBicubic::Axis {
+    const ScaleGeometry::Axis& geometry;
+    Int weightIndex;
+    Int tapMultiple;  ///< the columns' taps are read in groups of four
+    Int32 taps = 0;
+    OpenCLMemoryObjectRef weights;
+    OpenCLMemoryObjectRef indices;
+};
+
+Result<void> OpenCLTaskScaleBicubic::Init(const OpenCLContextRef& context) {
+    NUVRA_RETURN_IF_ERROR(
+        BuildProgram(context, kKey, kImageScaleBicubicSource, "-cl-fast-relaxed-math", _program));
+    NUVRA_RETURN_IF_ERROR(CreateKernels(_program, {{"ScaleBicubic", &_scale},
+                                                   {"PrepareBufferPositive", &_preparePositive},
+                                                   {"PrepareBufferNegative", &_prepareNegative}}));
+    _isInitialized = true;
+    return {};
+}
+
+Result<void> OpenCLTaskScaleBicubic::MakeBuffers(const OpenCLContextRef& context, Axis& axis) {
+    // A filter of two destination pixels to each side; a picture that grows takes four source pixels.
+    constexpr Int kFewestTaps = 4;
+    const Int reach = static_cast<Int>(std::ceil(2 * std::fabs(axis.geometry.scale)));
+    const Int taps = std::max(2 * reach + 1, kFewestTaps);
+    const Int padded = (taps + axis.tapMultiple - 1) / axis.tapMultiple * axis.tapMultiple;
+    const Int extent = axis.geometry.extent;
+    axis.taps = static_cast<Int32>(padded);
+    NUVRA_ASSIGN_OR_RETURN(axis.weights, GetCachedBuffer(context, extent * padded * 4, axis.weightIndex));
+    NUVRA_ASSIGN_OR_RETURN(axis.indices, GetCachedBuffer(context, extent * 8, axis.weightIndex + 1));
+    return {};
+}
+
+Result<void> OpenCLTaskScaleBicubic::Prepare(const OpenCLCommandQueueRef& queue, const Axis& axis) {
+    const ScaleGeometry::Axis& geometry = axis.geometry;
+    const bool isPositive = geometry.sourceExtent >= 1;
+    const OpenCLKernelRef& kernel = isPositive ? _preparePositive : _prepareNegative;
+    const Int32 size = isPositive ? geometry.sourceExtent - 1 : geometry.sourceExtent + 1;
+    const Float32 inverse =
+        std::fabs(static_cast<Float32>(geometry.extent) / static_cast<Float32>(geometry.sourceExtent));
+    const Float32 halfFilterSize = 2 * std::fabs(geometry.scale);
+    NUVRA_RETURN_IF_ERROR(kernel.SetArg(0, axis.indices));
+    NUVRA_RETURN_IF_ERROR(kernel.SetArg(1, axis.weights));
+    NUVRA_RETURN_IF_ERROR(kernel.SetArg(2, &geometry.scale, 1));
+    NUVRA_RETURN_IF_ERROR(kernel.SetArg(3, &inverse, 1));
+    NUVRA_RETURN_IF_ERROR(kernel.SetArg(4, &geometry.source, 1));
+    NUVRA_RETURN_IF_ERROR(kernel.SetArg(5, &size, 1));
+    NUVRA_RETURN_IF_ERROR(kernel.SetArg(6, &axis.taps, 1));
+    NUVRA_RETURN_IF_ERROR(kernel.SetArg(7, &halfFilterSize, 1));
+    const auto extent = static_cast<size_t>(geometry.extent);
+    return queue.EnqueueNDRangeKernel(kernel, 1, nullptr, &extent, nullptr);
+}
+
+Result<void> OpenCLTaskScaleBicubic::Execute(const OpenCLContextRef& context,
+                                             const OpenCLCommandQueueRef& queue, const void* parameters) {
+    NUVRA_ASSIGN_OR_RETURN(const auto* record, CheckParameters<ScaleParameters>(parameters, _isInitialized));
+    NUVRA_ASSIGN_OR_RETURN(const ScaleGeometry geometry, MakeScaleGeometry(*record));
+    NUVRA_RETURN_IF_ERROR(TakeTurn(queue));
+    Axis columns{geometry.x, 0, 4, 0, {}, {}};
+    Axis rows{geometry.y, 2, 1, 0, {}, {}};
+    NUVRA_RETURN_IF_ERROR(MakeBuffers(context, columns));
+    NUVRA_RETURN_IF_ERROR(MakeBuffers(context, rows));
+    NUVRA_RETURN_IF_ERROR(Prepare(queue, columns));
+    NUVRA_RETURN_IF_ERROR(Prepare(queue, rows));
+    NUVRA_RETURN_IF_ERROR(KeepOrder(queue));
+
+    const Int32 filterWidth = columns.taps / 4;
+    const Int32 offset[] = {geometry.x.destination, geometry.y.destination};
+    NUVRA_RETURN_IF_ERROR(_scale.SetArg(0, *record->source));
+    NUVRA_RETURN_IF_ERROR(_scale.SetArg(1, *record->destination));
+    NUVRA_RETURN_IF_ERROR(_scale.SetArg(2, columns.indices));
+    NUVRA_RETURN_IF_ERROR(_scale.SetArg(3, rows.indices));
+    NUVRA_RETURN_IF_ERROR(_scale.SetArg(4, columns.weights));
+    NUVRA_RETURN_IF_ERROR(_scale.SetArg(5, rows.weights));
+    NUVRA_RETURN_IF_ERROR(_scale.SetArg(6, &filterWidth, 1));
+    NUVRA_RETURN_IF_ERROR(_scale.SetArg(7, &rows.taps, 1));
+    NUVRA_RETURN_IF_ERROR(_scale.SetArg(8, offset, 2));
+    return EnqueueTiles(queue, _scale, geometry);
+}
+
+Result<void> OpenCLTaskScaleBicubic::FreeResources(const OpenCLContextRef&) {
+    return ReleaseAll({&_scale, &_preparePositive, &_prepareNegative}, _program);
+}
+
+namespace {
+
+TaskRegistration<OpenCLTaskScaleBicubic> g_registration{"image_scale_bicubic"};
+
+}  // namespace
+
+}  // namespace nuvra

@@ -1,0 +1,291 @@
+#include "task/prefixsum.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdio>
+
+#include "nuvra/open_cl.h"
+#include "opencl_device.h"
+#include "prefixsum.cl.h"
+
+namespace nuvra {
+
+namespace {
+
+constexpr UInt32 kChunkShift = 14;
+constexpr Int64 kChunk = Int64{1} << kChunkShift;
+constexpr Int64 kMaxCount = Int64{1} << 31;
+constexpr Int kBlockSumIndex = 0;
+constexpr Int kMergedSumIndex = 1;
+constexpr UInt32 kSmallestGroup = 64;
+constexpr UInt32 kLargestGroup = 4096;  // a block of four elements a work-item is then a whole chunk
+constexpr Int kMaxLevels = 3;           // of 2^31 elements
+
+/// The largest group that the device's own limits allow, not yet asking for these kernels.
+UInt32 FindGroupSize(const OpenCLDeviceNumbers& numbers, Int64 maxWorkItems) {
+    const auto limit = static_cast<UInt64>(std::max<Int64>(maxWorkItems, 0));
+    const UInt64 group =
+        std::min({limit, UInt64{kLargestGroup}, UInt64{std::max<size_t>(numbers.maxWorkGroupSize, 1)}});
+    return static_cast<UInt32>(std::bit_floor(group));
+}
+
+}  // namespace
+
+/// The values of one level, their sums, and how many there are; the values of a level are the totals of the
+/// chunks of the level below.
+struct OpenCLTaskPrefixsum::Level {
+    Int64 count = 0;
+    Int64 chunks = 0;
+    OpenCLMemoryObjectRef input;
+    OpenCLMemoryObjectRef sums;
+};
+
+/// What one `Execute` works with.
+struct OpenCLTaskPrefixsum::Call {
+    const OpenCLContextRef& context;
+    const OpenCLCommandQueueRef& queue;
+    const PrefixSumParameters& record;
+    OpenCLMemoryObjectRef blockSums;
+    Level levels[kMaxLevels];
+    Int levelCount = 0;
+};
+
+Result<void> OpenCLTaskPrefixsum::Init(const OpenCLContextRef& context) {
+    const BaseArray<cl_device_id>& devices = context.GetDevices();
+    if (devices.IsEmpty()) return OpenCLError(CL_DEVICE_NOT_FOUND);
+    NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, OpenCL::GetDeviceFromId(devices[0]));
+    NUVRA_ASSIGN_OR_RETURN(const Data data, device.GetInfo(OpenCLDeviceInfo::MAX_WORK_ITEM_SIZES));
+    const auto* sizes = data.Find<BaseArray<Int64>>();
+    if (sizes == nullptr || sizes->IsEmpty()) return OutOfMemoryError();
+    // A device may grant a kernel of this many registers and this much local memory less than it promises in
+    // general, which it tells of built kernels only.
+    for (_groupSize = FindGroupSize(device.Get()->GetNumbers(), (*sizes)[0]); _groupSize >= kSmallestGroup;
+         _groupSize /= 2) {
+        NUVRA_RETURN_IF_ERROR(BuildForGroupSize(context));
+        NUVRA_ASSIGN_OR_RETURN(_isInitialized, DoDevicesGrantGroupSize(context));
+        if (_isInitialized) return {};
+    }
+    return OpenCLError(CL_INVALID_WORK_GROUP_SIZE);
+}
+
+Result<void> OpenCLTaskPrefixsum::BuildForGroupSize(const OpenCLContextRef& context) {
+    NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, OpenCL::GetDeviceFromId(context.GetDevices()[0]));
+    // A processor runs the work-items of a group in turn: steps with barriers cost it more than one adding
+    // up.
+    const bool isSerial = (device.Get()->GetNumbers().type & CL_DEVICE_TYPE_CPU) != 0;
+    char options[128];
+    std::snprintf(options, sizeof(options), "-D WORKGROUP_SIZE=%d -D PREFIX_SUM_ARRAY_SHIFT=%d%s",
+                  static_cast<int>(_groupSize), static_cast<int>(kChunkShift),
+                  isSerial ? " -D SERIAL_SCAN" : "");
+    NUVRA_RETURN_IF_ERROR(BuildProgram(context, kKey, kPrefixsumSource, options, _program));
+    return CreateKernels(_program, {{"scanExclusiveLocal1", &_scanExclusiveLocal1},
+                                    {"scanExclusiveLocal2", &_scanExclusiveLocal2},
+                                    {"uniformUpdate1", &_uniformUpdate1},
+                                    {"uniformUpdate2", &_uniformUpdate2},
+                                    {"mergeResult", &_mergeResult},
+                                    {"buildNextBuffer", &_buildNextBuffer},
+                                    {"addLevel1", &_addLevel1},
+                                    {"addLevel2", &_addLevel2}});
+}
+
+Result<bool> OpenCLTaskPrefixsum::DoDevicesGrantGroupSize(const OpenCLContextRef& context) const {
+    for (const cl_device_id id : context.GetDevices()) {
+        NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, OpenCL::GetDeviceFromId(id));
+        const UInt64 localMemory = UInt64{_groupSize} * 2 * sizeof(UInt32);
+        if (localMemory > device.Get()->GetNumbers().localMemorySize) return false;
+        for (const OpenCLKernelRef* kernel :
+             {&_scanExclusiveLocal1, &_scanExclusiveLocal2, &_uniformUpdate1, &_uniformUpdate2}) {
+            const auto ask = [&](UInt32 which, size_t& answer) {
+                return kernel->GetWorkGroupInfo(device, which, sizeof(answer), &answer);
+            };
+            size_t granted = 0;
+            size_t multiple = 0;
+            NUVRA_RETURN_IF_ERROR(ask(OpenCLWorkGroupInfo::WORK_GROUP_SIZE, granted));
+            NUVRA_RETURN_IF_ERROR(ask(OpenCLWorkGroupInfo::PREFERRED_WORK_GROUP_SIZE_MULTIPLE, multiple));
+            // A runtime that names the width of its vectors here, and runs more, leaves the device's own
+            // limit.
+            if (granted < _groupSize && granted != multiple) return false;
+        }
+    }
+    return true;
+}
+
+Result<void> OpenCLTaskPrefixsum::Execute(const OpenCLContextRef& context, const OpenCLCommandQueueRef& queue,
+                                          const void* parameters) {
+    NUVRA_ASSIGN_OR_RETURN(const auto* record,
+                           CheckParameters<PrefixSumParameters>(parameters, _isInitialized));
+    if (record->input == nullptr || record->output == nullptr || !*record->input || !*record->output ||
+        *record->input == *record->output)
+        return OpenCLError(CL_INVALID_VALUE);
+    const Int64 padded = record->paddedCount;
+    if (record->count < 1 || padded < record->count || padded < kChunk ||
+        !std::has_single_bit(static_cast<UInt64>(padded)))
+        return OpenCLError(CL_INVALID_VALUE);
+    if (padded > kMaxCount) return OpenCLError(CL_INVALID_BUFFER_SIZE);
+    NUVRA_RETURN_IF_ERROR(TakeTurn(queue));
+
+    Call call{context, queue, *record, {}, {}, 0};
+    OpenCLMemoryObjectRef sums = *record->output;
+    if (record->merge) {
+        NUVRA_ASSIGN_OR_RETURN(sums, GetCachedBuffer(context, padded * 4, kMergedSumIndex));
+    }
+    const Int64 block = Int64{4} * _groupSize;
+    const Int64 blocks = std::max({16777216 / block, kChunk, padded / block});
+    NUVRA_ASSIGN_OR_RETURN(call.blockSums, GetCachedBuffer(context, blocks * 4, kBlockSumIndex));
+
+    if (block >= record->count) {
+        NUVRA_RETURN_IF_ERROR(ScanSmall(call, sums));
+    } else {
+        NUVRA_RETURN_IF_ERROR(MakeLevels(call, sums));
+        for (Int k = 0; k < call.levelCount; k++) NUVRA_RETURN_IF_ERROR(ScanLevel(call, k));
+        for (Int k = call.levelCount - 1; k > 0; k--) NUVRA_RETURN_IF_ERROR(AddLevel(call, k));
+    }
+    return record->total != nullptr ? ReadTotal(call) : Result<void>();
+}
+
+/// Every launch needs the ones before it.
+Result<void> OpenCLTaskPrefixsum::Launch(const Call& call, const OpenCLKernelRef& kernel, size_t globalSize,
+                                         bool inGroups) const {
+    const size_t localSize = _groupSize;
+    NUVRA_RETURN_IF_ERROR(
+        call.queue.EnqueueNDRangeKernel(kernel, 1, nullptr, &globalSize, inGroups ? &localSize : nullptr));
+    return KeepOrder(call.queue);
+}
+
+Result<void> OpenCLTaskPrefixsum::ScanBlocks(const Call& call, const Level& level, size_t globalSize) const {
+    const UInt32 block = 4 * _groupSize;
+    NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal1.SetArg(0, level.sums));
+    NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal1.SetArg(1, level.input));
+    NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal1.SetArgLocalMemory(2, size_t{_groupSize} * 2 * sizeof(UInt32)));
+    NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal1.SetArg(3, &block, 1));
+    return Launch(call, _scanExclusiveLocal1, globalSize, true);
+}
+
+/// All real elements are in the first block.
+Result<void> OpenCLTaskPrefixsum::ScanSmall(const Call& call, const OpenCLMemoryObjectRef& sums) const {
+    const PrefixSumParameters& record = call.record;
+    const Level level{record.paddedCount, 1, *record.input, sums};
+    NUVRA_RETURN_IF_ERROR(ScanBlocks(call, level, static_cast<size_t>(record.paddedCount / 4)));
+    if (!record.merge) return {};
+    NUVRA_RETURN_IF_ERROR(_mergeResult.SetArg(0, *record.output));
+    NUVRA_RETURN_IF_ERROR(_mergeResult.SetArg(1, sums));
+    NUVRA_RETURN_IF_ERROR(_mergeResult.SetArg(2, *record.input));
+    return Launch(call, _mergeResult, static_cast<size_t>(record.count), false);
+}
+
+Result<void> OpenCLTaskPrefixsum::MakeLevels(Call& call, const OpenCLMemoryObjectRef& sums) {
+    const auto chunksOf = [](Int64 count) { return (count + kChunk - 1) / kChunk; };
+    const PrefixSumParameters& record = call.record;
+    call.levels[0] = {record.paddedCount, chunksOf(record.paddedCount), *record.input, sums};
+    for (call.levelCount = 1; call.levels[call.levelCount - 1].chunks >= 2; call.levelCount++) {
+        const Int k = call.levelCount;
+        Level& level = call.levels[k];
+        level.count = call.levels[k - 1].chunks;
+        level.chunks = chunksOf(level.count);
+        const Int size = std::max(level.count, kChunk) * 4;
+        NUVRA_ASSIGN_OR_RETURN(level.input, GetCachedBuffer(call.context, size, 2 * k + 1));
+        level.sums = level.input;
+        // Several blocks are put together from their values, which a scan in place would have overwritten.
+        if (level.count >= Int64{4} * _groupSize) {
+            NUVRA_ASSIGN_OR_RETURN(level.sums, GetCachedBuffer(call.context, size, 2 * k + 2));
+        }
+    }
+    return {};
+}
+
+Result<void> OpenCLTaskPrefixsum::ScanLevel(const Call& call, Int index) const {
+    const Level& level = call.levels[index];
+    const PrefixSumParameters& record = call.record;
+    const Int64 group = _groupSize;
+    const auto quarter = static_cast<size_t>(level.count / 4);
+    if (4 * group <= level.count) {
+        NUVRA_RETURN_IF_ERROR(ScanBlocks(call, level, quarter));
+        const auto blocksPerChunk = static_cast<UInt32>(kChunk / (4 * group));
+        const auto totalBlocks = static_cast<UInt32>(blocksPerChunk * level.chunks);
+        NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal2.SetArg(0, call.blockSums));
+        NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal2.SetArg(1, level.sums));
+        NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal2.SetArg(2, level.input));
+        NUVRA_RETURN_IF_ERROR(
+            _scanExclusiveLocal2.SetArgLocalMemory(3, size_t{_groupSize} * 2 * sizeof(UInt32)));
+        NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal2.SetArg(4, &totalBlocks, 1));
+        NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal2.SetArg(5, &blocksPerChunk, 1));
+        const size_t wholeGroups = (size_t{totalBlocks} + _groupSize - 1) / _groupSize * _groupSize;
+        NUVRA_RETURN_IF_ERROR(Launch(call, _scanExclusiveLocal2, wholeGroups, true));
+        const bool writesPairs = call.levelCount == 1 && record.merge;
+        const OpenCLKernelRef& update = writesPairs ? _uniformUpdate2 : _uniformUpdate1;
+        NUVRA_RETURN_IF_ERROR(update.SetArg(0, level.sums));
+        NUVRA_RETURN_IF_ERROR(update.SetArg(1, call.blockSums));
+        if (writesPairs) {
+            NUVRA_RETURN_IF_ERROR(update.SetArg(2, *record.input));
+            NUVRA_RETURN_IF_ERROR(update.SetArg(3, *record.output));
+        }
+        NUVRA_RETURN_IF_ERROR(Launch(call, update, quarter, true));
+    } else {
+        NUVRA_RETURN_IF_ERROR(ScanBlocks(call, level, std::max<size_t>(quarter, _groupSize)));
+    }
+    if (index == call.levelCount - 1) return {};
+    // The totals stand at the ends of this level's chunks, whatever number of elements these stand for.
+    const UInt32 scale = static_cast<UInt32>(kChunk);
+    NUVRA_RETURN_IF_ERROR(_buildNextBuffer.SetArg(0, call.levels[index + 1].input));
+    NUVRA_RETURN_IF_ERROR(_buildNextBuffer.SetArg(1, level.sums));
+    NUVRA_RETURN_IF_ERROR(_buildNextBuffer.SetArg(2, level.input));
+    NUVRA_RETURN_IF_ERROR(_buildNextBuffer.SetArg(3, &scale, 1));
+    return Launch(call, _buildNextBuffer, static_cast<size_t>(level.chunks), false);
+}
+
+/// Adds a level's sums to the level below it.
+Result<void> OpenCLTaskPrefixsum::AddLevel(const Call& call, Int index) const {
+    const Level& level = call.levels[index];
+    const Level& below = call.levels[index - 1];
+    if (call.record.merge && index == 1) {
+        NUVRA_RETURN_IF_ERROR(_addLevel2.SetArg(0, below.sums));
+        NUVRA_RETURN_IF_ERROR(_addLevel2.SetArg(1, level.sums));
+        NUVRA_RETURN_IF_ERROR(_addLevel2.SetArg(2, *call.record.output));
+        NUVRA_RETURN_IF_ERROR(_addLevel2.SetArg(3, *call.record.input));
+        return Launch(call, _addLevel2, static_cast<size_t>(call.record.count), false);
+    }
+    NUVRA_RETURN_IF_ERROR(_addLevel1.SetArg(0, below.sums));
+    NUVRA_RETURN_IF_ERROR(_addLevel1.SetArg(1, level.sums));
+    return Launch(call, _addLevel1, static_cast<size_t>(below.count), false);
+}
+
+/// The last element's exclusive sum plus its value.
+Result<void> OpenCLTaskPrefixsum::ReadTotal(const Call& call) {
+    const PrefixSumParameters& record = call.record;
+    const auto last = static_cast<size_t>(record.count - 1);
+    UInt32 parts[2] = {};
+    if (record.merge) {
+        NUVRA_RETURN_IF_ERROR(call.queue.EnqueueReadBuffer(*record.output, true, last * 8, 8, parts));
+    } else {
+        NUVRA_RETURN_IF_ERROR(call.queue.EnqueueReadBuffer(*record.output, true, last * 4, 4, &parts[0]));
+        NUVRA_RETURN_IF_ERROR(call.queue.EnqueueReadBuffer(*record.input, true, last * 4, 4, &parts[1]));
+    }
+    *record.total = parts[0] + parts[1];
+    return {};
+}
+
+Result<void> OpenCLTaskPrefixsum::FreeResources(const OpenCLContextRef&) {
+    return ReleaseAll({&_scanExclusiveLocal1, &_scanExclusiveLocal2, &_uniformUpdate1, &_uniformUpdate2,
+                       &_mergeResult, &_buildNextBuffer, &_addLevel1, &_addLevel2},
+                      _program);
+}
+
+Data OpenCLTaskPrefixsum::QueryParameter(Int64 selector, const Data& value) {
+    if (selector != 0) return Data();
+    Int64 count = 0;
+    if (const Int64* wide = value.Find<Int64>()) count = *wide;
+    if (const Int32* narrow = value.Find<Int32>()) count = *narrow;
+    if (count == 0) return Data::Of(Int32{0}).GetValue();
+    Int64 padded = 1;
+    for (Int64 rest = count - 1; rest > 0; rest >>= 1)
+        padded = static_cast<Int64>(static_cast<UInt64>(padded) << 1);
+    return Data::Of(std::max(padded, kChunk)).GetValue();
+}
+
+namespace {
+
+TaskRegistration<OpenCLTaskPrefixsum> g_registration{"prefixsum"};
+
+}  // namespace
+
+}  // namespace nuvra

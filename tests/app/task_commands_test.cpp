@@ -1,0 +1,170 @@
+#include <cmath>
+#include <cstring>
+
+#include "pictures.h"
+#include "program.h"
+
+namespace nuvra::test {
+
+namespace {
+
+using CommandTest = ProgramTest;
+using OIIO::TypeDesc;
+
+float FloatAt(const TestPicture& picture, int x, int y, int channel) {
+    float value = 0;
+    const auto index = static_cast<size_t>((y * picture.spec.width + x) * picture.spec.nchannels + channel);
+    std::memcpy(&value, picture.samples.data() + index * sizeof(value), sizeof(value));
+    return value;
+}
+
+std::string Words(const std::vector<std::uint32_t>& words) {
+    return {reinterpret_cast<const char*>(words.data()), words.size() * sizeof(words[0])};
+}
+
+TEST_F(CommandTest, EveryTaskOfThisDevicePassesItsSelftest) {
+    const Outcome outcome = Run({"selftest"});
+    EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.out.find("WRONG"), std::string::npos) << outcome.out;
+    EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 9) << outcome.out;
+}
+
+TEST_F(CommandTest, GammaRaisesColoursAndKeepsAlpha) {
+    WritePicture("in.exr", MakeTestPicture(TypeDesc::FLOAT, 13, 7, 4));
+    ASSERT_EQ(Run({"gamma", "in.exr", "out.exr", "--gamma", "3"}).status, 0);
+    const TestPicture in = ReadPicture("in.exr");
+    const TestPicture out = ReadPicture("out.exr");
+    for (int i = 0; i < 13 * 7 * 4; i++) {
+        const float value = FloatAt(in, i / 4 % 13, i / 4 / 13, i % 4);
+        const double expected = i % 4 == 3 ? value : std::pow(double{value}, 3);
+        ASSERT_NEAR(FloatAt(out, i / 4 % 13, i / 4 / 13, i % 4), expected, 1e-5 * std::fabs(expected)) << i;
+    }
+}
+
+TEST_F(CommandTest, ChecksumsAreThoseOfTheStandardInAnyPieces) {
+    WriteFile("digits", "123456789");
+    WriteFile("none", "");
+    EXPECT_EQ(Run({"crc32c", "digits", "none"}).out, "e3069283  digits\n00000000  none\n");
+    EXPECT_EQ(Run({"crc32c", "--piece", "2", "digits"}).out, "e3069283  digits\n");
+    EXPECT_EQ(RunShell("printf 123456789 | $PROGRAM crc32c -").out, "e3069283  -\n");
+
+    const Outcome partly = Run({"crc32c", "missing", "digits"});
+    EXPECT_EQ(partly.status, 1);
+    EXPECT_EQ(partly.out, "e3069283  digits\n");
+    EXPECT_NE(partly.err.find("cannot read \"missing\": No such file or directory"), std::string::npos)
+        << partly.err;
+
+    WriteFile("list", "e3069283  digits\n00000000  none\n");
+    EXPECT_EQ(Run({"crc32c", "--check", "list"}).out, "digits: OK\nnone: OK\n");
+    WriteFile("none", "x");
+    const Outcome changed = Run({"crc32c", "--check", "list"});
+    EXPECT_EQ(changed.status, 1);
+    EXPECT_EQ(changed.out, "digits: OK\nnone: FAILED\n");
+}
+
+TEST_F(CommandTest, PrefixSumsAndPairsAreWrittenAndTheTotalIsPrinted) {
+    WriteFile("in", Words({5, 0xFFFFFFFF, 7, 1}));
+    EXPECT_EQ(Run({"prefixsum", "in", "out", "--total"}).out, "12\n");
+    EXPECT_EQ(ReadFile("out"), Words({0, 5, 4, 11}));
+    EXPECT_EQ(Run({"prefixsum", "in", "out", "--pairs"}).out, "");
+    EXPECT_EQ(ReadFile("out"), Words({0, 5, 5, 0xFFFFFFFF, 4, 7, 11, 1}));
+}
+
+TEST_F(CommandTest, ScalingKeepsTheAspectPlacesMirrorsAndTiles) {
+    WritePicture("in.exr", MakeTestPicture(TypeDesc::FLOAT, 96, 64, 3));
+    ASSERT_EQ(Run({"scale", "in.exr", "half.exr", "--size", "48x0", "--filter", "nearest"}).status, 0);
+    const TestPicture in = ReadPicture("in.exr");
+    const TestPicture half = ReadPicture("half.exr");
+    ASSERT_EQ(half.spec.height, 32);
+    for (int y = 0; y < 32; y++)
+        for (int x = 0; x < 48; x++)
+            ASSERT_EQ(FloatAt(half, x, y, 1), FloatAt(in, 2 * x, 2 * y, 1)) << x << ' ' << y;
+
+    ASSERT_EQ(Run({"scale", "in.exr", "placed.exr", "--size", "60x50", "--dst", "5,6,20,10"}).status, 0);
+    EXPECT_EQ(FloatAt(ReadPicture("placed.exr"), 4, 6, 0), 0);
+    EXPECT_NE(FloatAt(ReadPicture("placed.exr"), 5, 6, 0), 0);
+
+    // The same by option and by a negative extent; and in pieces as in one.
+    ASSERT_EQ(Run({"scale", "in.exr", "a.exr", "--factor", "0.7", "--mirror", "x"}).status, 0);
+    ASSERT_EQ(Run({"scale", "in.exr", "b.exr", "--size", "67x45", "--dst", "66,0,-67,45"}).status, 0);
+    EXPECT_EQ(ReadPicture("a.exr").samples, ReadPicture("b.exr").samples);
+    for (const char* filter : {"nearest", "bicubic"}) {
+        for (const char* factor : {"0.5", "1", "2", "4"}) {
+            for (const char* mirror : {"x", "y"}) {
+                const Texts whole{"scale",    "in.exr", "whole.exr", "--factor", factor,
+                                  "--filter", filter,   "--mirror",  mirror};
+                Texts pieces = whole;
+                pieces[2] = "pieces.exr";
+                pieces.insert(pieces.end(), {"--tile", "50"});
+                ASSERT_EQ(Run(whole).status, 0);
+                ASSERT_EQ(Run(pieces).status, 0);
+                EXPECT_EQ(ReadPicture("pieces.exr").samples, ReadPicture("whole.exr").samples)
+                    << filter << factor << mirror;
+            }
+        }
+    }
+}
+
+TEST_F(CommandTest, StereoPutsTheMeansOfBothPicturesSideBySide) {
+    WritePicture("left.exr", MakeTestPicture(TypeDesc::FLOAT, 8, 3, 3));
+    ASSERT_EQ(Run({"scale", "left.exr", "right.exr", "--factor", "1", "--mirror", "y", "--filter", "nearest"})
+                  .status,
+              0);
+    ASSERT_EQ(Run({"stereo", "left.exr", "right.exr", "out.exr"}).status, 0);
+    const TestPicture sources[] = {ReadPicture("left.exr"), ReadPicture("right.exr")};
+    const TestPicture out = ReadPicture("out.exr");
+    for (int x = 0; x < 8; x++) {
+        const TestPicture& source = sources[x / 4];
+        const float mean = (FloatAt(source, x % 4 * 2, 1, 0) + FloatAt(source, x % 4 * 2 + 1, 1, 0)) * 0.5F;
+        EXPECT_EQ(FloatAt(out, x, 1, 0), mean) << x;
+    }
+}
+
+TEST_F(CommandTest, BadInputGetsOneLineAndNoFile) {
+    WritePicture("in.png", MakeTestPicture(TypeDesc::UINT8, 20, 10, 4));
+    WritePicture("other.png", MakeTestPicture(TypeDesc::UINT8, 21, 10, 4));
+    WriteFile("odd", "12345");
+    WriteFile("empty", "");
+    const Texts files = ListFiles();
+    struct Case {
+        Texts arguments;
+        int status;
+        const char* message;
+    };
+    const Case cases[] = {
+        {{"gamma", "in.png", "out.png"}, 2, "--gamma is required"},
+        {{"gamma", "in.png", "out.png", "--gamma", "bright"}, 2, "--gamma"},
+        {{"gamma", "in.png", "out.png", "--gamma", "nan"}, 2, "--gamma needs a finite number"},
+        {{"scale", "in.png", "out.png"}, 2, "give --size or --factor"},
+        {{"scale", "in.png", "out.png", "--size", "0x0"}, 2, "--size needs sides above 0"},
+        {{"scale", "in.png", "out.png", "--size", "99999999x1"}, 2, "too large"},
+        {{"scale", "in.png", "out.png", "--factor", "-1"}, 2, "--factor needs a number above 0"},
+        {{"scale", "in.png", "out.png", "--factor", "1", "--size", "5x5"}, 2, "excludes"},
+        {{"scale", "in.png", "out.png", "--factor", "1", "--src", "15,0,6,5"}, 1, "leaves \"in.png\""},
+        {{"scale", "in.png", "out.png", "--factor", "1", "--dst", "15,0,6,5"}, 1, "leaves \"out.png\""},
+        {{"scale", "in.png", "out.png", "--size", "5x5", "--dst", "4,0,-5,5", "--mirror", "x"},
+         2,
+         "--mirror excludes"},
+        {{"scale", "in.png", "out.png", "--size", "30x13", "--tile", "15"},
+         1,
+         "its images have sides of at most 14"},
+        {{"stereo", "in.png", "other.png", "out.png"},
+         1,
+         "\"in.png\" has 20 x 10 pixels, \"other.png\" has 21 x 10"},
+        {{"prefixsum", "odd", "out"}, 1, "5 bytes are no whole number of 32-bit values"},
+        {{"prefixsum", "empty", "out"}, 1, "cannot read \"empty\": it is empty"},
+        {{"prefixsum", "missing", "out"}, 1, "cannot read \"missing\": No such file"},
+        {{"crc32c"}, 2, "give either files or --check"},
+        {{"crc32c", "--piece", "0", "in.png"}, 2, "--piece needs 1 to 2147483647 bytes"},
+        {{"crc32c", "--check", "odd"}, 1, "line 1 of \"odd\" is no checksum"},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(::testing::PrintToString(test.arguments));
+        ExpectFailure(Run(test.arguments), test.status, test.message, files);
+    }
+}
+
+}  // namespace
+
+}  // namespace nuvra::test
