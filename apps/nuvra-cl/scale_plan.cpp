@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <numeric>
 
 namespace nuvra::app {
@@ -14,6 +15,7 @@ std::optional<std::vector<ScalePiece>> PlanScale(Int64 source, Int64 destination
     const Int64 divisor = std::gcd(source, destination);
     const Int64 sourcePeriod = source / divisor;
     const Int64 period = destination / divisor;
+    assert(sourcePeriod > 0 && period > 0);  // no side is empty
     constexpr Int64 kExactIntegers = Int64{1} << 24;
     const bool isExact = std::has_single_bit(static_cast<UInt64>(period)) && destination < kExactIntegers &&
                          source < kExactIntegers / period;

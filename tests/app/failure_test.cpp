@@ -72,8 +72,10 @@ TEST_F(FailureTest, ATruncatedPictureIsRefused) {
         WritePicture(in, MakeTestPicture(TypeDesc::UINT8, 90, 80, 3));
         fs::resize_file(in, fs::file_size(in) * 2 / 3);
         const Texts files = ListFiles();
-        ExpectFailure(Run({"invert", in, std::string("out.") + file}), 1,
-                      "cannot read \"" + in + "\": it is ", files);
+        // The PNG reader leaks its message, by which way only whole stacks tell a leak checker.
+        const Outcome outcome =
+            Run({"invert", in, std::string("out.") + file}, {"ASAN_OPTIONS=fast_unwind_on_malloc=0"});
+        ExpectFailure(outcome, 1, "cannot read \"" + in + "\": it is ", files);
     }
 }
 

@@ -125,8 +125,9 @@ public:
                 std::printf("%08" PRIx32 "  %s\n", Checksum(checksummer, name, environment), name.c_str());
                 return true;
             });
-        for (const auto& [checksum, name] : listed)
+        for (const auto& entry : listed)
             Try(failures, [&] {
+                const auto& [checksum, name] = entry;
                 const bool isRight = Checksum(checksummer, name, environment) == checksum;
                 std::printf("%s: %s\n", name.c_str(), isRight ? "OK" : "FAILED");
                 return isRight;

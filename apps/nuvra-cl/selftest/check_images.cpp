@@ -158,7 +158,7 @@ SelfCheckOutcome CheckScaleNearest(const Gpu& gpu) {
                                      0, 0,       kToWidth,     kToHeight};
     const auto nearest = [](Int64 i, Int64 from, Int64 to) {
         const float scale = static_cast<float>(from) / static_cast<float>(to);
-        return static_cast<Int64>(static_cast<float>(i) * scale + 0.5F);
+        return static_cast<Int64>(std::floor(static_cast<float>(i) * scale + 0.5F));
     };
     return check.Run("image.scalenearest", &parameters, destination, kToWidth, kToHeight, 0,
                      [&](Int64 x, Int64 y, size_t channel) {

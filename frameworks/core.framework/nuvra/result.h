@@ -43,10 +43,10 @@ struct EmptyReference<Result<T>> {
 }  // namespace nuvra
 
 /// Returns the error of a `Result` from the enclosing function, if there is one.
-#define NUVRA_RETURN_IF_ERROR(expression)                                      \
-    do {                                                                       \
-        if (auto nuvraResult = (expression); !nuvraResult.IsOk()) [[unlikely]] \
-            return nuvraResult.GetError();                                     \
+#define NUVRA_RETURN_IF_ERROR(expression)                                             \
+    do {                                                                              \
+        if (const auto& nuvraResult = (expression); !nuvraResult.IsOk()) [[unlikely]] \
+            return nuvraResult.GetError();                                            \
     } while (false)
 
 /// Declares or assigns `target` from a `Result`'s value, or returns its error from the enclosing function.

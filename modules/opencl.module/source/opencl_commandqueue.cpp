@@ -27,13 +27,16 @@ Result<void> EnqueueGLObjects(cl_command_queue queue, Int count, const OpenCLMem
 /// A transfer between host memory and an object, or the end of a mapping: checks the object, opens the wait
 /// list and the event slot, and makes the call with `arguments` between the memory object and the wait list.
 template <class Entry, class... Arguments>
-Result<void> EnqueueTransfer(cl_command_queue queue, const OpenCLMemoryObjectRef& memory, Int waitCount,
-                             const OpenCLEventRef* waitList, OpenCLEventRef* event, Arguments... arguments) {
+[[gnu::always_inline]] inline Result<void> EnqueueTransfer(cl_command_queue queue,
+                                                           const OpenCLMemoryObjectRef& memory, Int waitCount,
+                                                           const OpenCLEventRef* waitList,
+                                                           OpenCLEventRef* event, Arguments... arguments) {
     if (!memory) return OpenCLError(CL_INVALID_MEM_OBJECT);
-    Enqueue enqueue;
-    NUVRA_RETURN_IF_ERROR(enqueue.Open(waitCount, waitList, event));
-    return CheckCode(Call<Entry>(enqueue.GetAfterValues(), queue, memory.Get()->GetHandle(), arguments...,
-                                 enqueue.GetWaitCount(), enqueue.GetWaitList(), enqueue.GetEvent()));
+    return RunEnqueue(waitCount, waitList, event,
+                      [=, handle = memory.Get()->GetHandle()](auto after, cl_uint count, const cl_event* list,
+                                                              cl_event* slot) {
+                          return Call<Entry>(after, queue, handle, arguments..., count, list, slot);
+                      });
 }
 
 /// The same for the mappings, which return an address and write their code.
@@ -77,11 +80,13 @@ Result<void> OpenCLCommandQueueImpl::EnqueueNDRangeKernel(const OpenCLKernelRef&
                                                           const OpenCLEventRef* waitList,
                                                           OpenCLEventRef* event) {
     if (!kernel) return OpenCLError(CL_INVALID_KERNEL);
-    Enqueue enqueue;
-    NUVRA_RETURN_IF_ERROR(enqueue.Open(waitCount, waitList, event));
-    return CheckCode(Call<entry::clEnqueueNDRangeKernel>(
-        enqueue.GetAfterValues(), _handle.Get(), kernel.Get()->GetHandle(), dimensions, offset, globalSize,
-        localSize, enqueue.GetWaitCount(), enqueue.GetWaitList(), enqueue.GetEvent()));
+    return RunEnqueue(waitCount, waitList, event,
+                      [=, queue = _handle.Get(), handle = kernel.Get()->GetHandle()](
+                          auto after, cl_uint count, const cl_event* list, cl_event* slot) {
+                          return Call<entry::clEnqueueNDRangeKernel>(after, queue, handle, dimensions, offset,
+                                                                     globalSize, localSize, count, list,
+                                                                     slot);
+                      });
 }
 
 Result<void> OpenCLCommandQueueImpl::EnqueueRange(const OpenCLKernelRef& kernel, const size_t* limits,

@@ -75,4 +75,27 @@ inline Result<void> Enqueue::Open(Int waitCount, const OpenCLEventRef* waitList,
     return {};
 }
 
+/// The way with a wait list or an event slot.
+template <class MakeCall>
+[[gnu::noinline]] Result<void> RunEnqueueWithEvents(Int waitCount, const OpenCLEventRef* waitList,
+                                                    OpenCLEventRef* event, MakeCall makeCall,
+                                                    SourceLocation location) {
+    Enqueue enqueue;
+    NUVRA_RETURN_IF_ERROR(enqueue.Open(waitCount, waitList, event));
+    return CheckCode(
+        makeCall(enqueue.GetAfterValues(), enqueue.GetWaitCount(), enqueue.GetWaitList(), enqueue.GetEvent()),
+        location);
+}
+
+/// Makes one enqueue with `makeCall(after, count, list, event)`. Most calls wait for nothing and ask for no
+/// event; they take a few nanoseconds, so nothing is set up for them.
+template <class MakeCall>
+[[gnu::always_inline]] inline Result<void> RunEnqueue(Int waitCount, const OpenCLEventRef* waitList,
+                                                      OpenCLEventRef* event, MakeCall makeCall,
+                                                      SourceLocation location = SourceLocation::Here()) {
+    if (waitCount > 0 || event != nullptr)
+        return RunEnqueueWithEvents(waitCount, waitList, event, makeCall, location);
+    return CheckCode(makeCall(Enqueued{nullptr}, 0U, nullptr, nullptr), location);
+}
+
 }  // namespace nuvra

@@ -34,24 +34,31 @@ constexpr const char* FindSetArgCode(char letter) {
     return nullptr;
 }
 
-/// Sets an argument of `size` bytes that the tracer sees as `count` values of type T. What the call gets does
-/// not follow from the code's letters, so the before event is written out here.
+/// What the call gets does not follow from the code's letters, so the before event is written out here.
+/// Apart, and with its arguments by value, so that the way without a tracer keeps them in registers.
+template <class T>
+[[gnu::noinline, gnu::cold]] cl_int SetArgumentTraced(cl_kernel kernel, cl_uint index, size_t size,
+                                                      const void* value, size_t count) {
+    constexpr const char* code = FindSetArgCode(kArgumentTrace<T>.letter);
+    constexpr const char* typeName = kArgumentTrace<T>.typeName;
+    static_assert(code != nullptr);
+    const auto before = [&](const TraceFrame& frame) {
+        if constexpr (typeName != nullptr) {
+            const auto shown = static_cast<Int32>(std::min<size_t>(value == nullptr ? 0 : count, INT32_MAX));
+            TraceEvent(frame, code, kernel, index, size, typeName, shown, value);
+        }
+    };
+    return CallTraced<entry::clSetKernelArg>(before, AttachNothing(), ResultCode(), kernel, index, size,
+                                             value);
+}
+
+/// Sets an argument of `size` bytes that the tracer sees as `count` values of type T.
 template <class T>
 Result<void> SetArgument(cl_kernel kernel, cl_uint index, size_t size, const void* value, size_t count,
                          SourceLocation location = SourceLocation::Here()) {
-    if (!g_tracer) [[likely]]
-        return CheckCode(g_openCL.clSetKernelArg(kernel, index, size, value), location);
-    constexpr ArgumentTrace trace = kArgumentTrace<T>;
-    constexpr const char* code = FindSetArgCode(trace.letter);
-    static_assert(code != nullptr);
-    const auto before = [&](const TraceFrame& frame) {
-        if (trace.typeName == nullptr) return;
-        const auto shown = static_cast<Int32>(std::min<size_t>(value == nullptr ? 0 : count, INT32_MAX));
-        TraceEvent(frame, code, kernel, index, size, trace.typeName, shown, value);
-    };
-    return CheckCode(
-        CallTraced<entry::clSetKernelArg>(before, AttachNothing(), ResultCode(), kernel, index, size, value),
-        location);
+    if (g_tracer) [[unlikely]]
+        return CheckCode(SetArgumentTraced<T>(kernel, index, size, value, count), location);
+    return CheckCode(g_openCL.clSetKernelArg(kernel, index, size, value), location);
 }
 
 /// After values of the work-group queries; a value that was not read counts as 0.

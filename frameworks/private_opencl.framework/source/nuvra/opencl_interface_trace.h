@@ -209,6 +209,13 @@ struct Caller<Entry, R(CL_API_CALL*)(Parameters...)> {
     static R Call(const Attach& attach, const After& after, Parameters... parameters) {
         if (!g_tracer) [[likely]]
             return (g_openCL.*Entry::kFunction)(parameters...);
+        return Traced(attach, after, parameters...);
+    }
+
+private:
+    /// Apart, and with its arguments by value, so that the way without a tracer keeps them in registers.
+    template <class Attach, class After>
+    [[gnu::noinline, gnu::cold]] static R Traced(Attach attach, After after, Parameters... parameters) {
         const auto before = [&](const TraceFrame& frame) {
             std::apply([&](auto... values) { TraceEvent(frame, kTracedCode<Entry>.data(), values...); },
                        GatherBefore<Entry, 0>(3, std::tuple(), std::tuple(parameters...)));
