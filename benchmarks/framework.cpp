@@ -7,7 +7,12 @@ namespace {
 
 constexpr Id kDependencies[] = {"net.nuvra.core.framework", "net.nuvra.opencl.framework"};
 constinit ModuleRecord* g_modules = nullptr;
+}  // namespace
+
 constinit ModuleRecord g_module{"net.nuvra.opencl.benchmark", 0, kDependencies};
+
+namespace {
+
 const ModuleRegistration g_registration{g_modules, g_module, {}};
 
 }  // namespace

@@ -3,9 +3,13 @@
 #include <filesystem>
 
 #include "nuvra/host.h"
+#include "nuvra/module.h"
 #include "nuvra/open_cl.h"
 
 namespace nuvra::bench {
+
+/// This program as a module, a caller of the others.
+extern ModuleRecord g_module;
 
 /// Throws `std::runtime_error` with the error's text, if there is an error.
 void Check(const ErrorRef& error);

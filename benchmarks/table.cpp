@@ -88,6 +88,7 @@ bool RunTable(const std::string& title, const std::vector<Row>& rows, const Effo
     benchmark::RunSpecifiedBenchmarks(&collector);
     PrintHead(title, rows.front());
     for (const Row& row : rows) PrintRow(row, collector);
+    benchmark::ClearRegisteredBenchmarks();  // they hold what the ways hold
     return !collector.HasFailed();
 }
 

@@ -2,18 +2,17 @@
 //
 // WORKGROUP_SIZE is the size of every group of the first four kernels, a power of two from 64 to 4096;
 // PREFIX_SUM_ARRAY_SHIFT the binary logarithm of the elements in a chunk. SERIAL_SCAN chooses how a group
-// scans its values: defined, one work-item adds them up in local memory, which suits a processor that runs
-// the work-items of a group one after the other; else all take log2(size) steps with a barrier between them.
-// No step relies on work-items that run in lockstep.
+// scans its values: defined, one work-item adds them up, which suits a processor that runs the work-items of
+// a group one after the other; else all take log2(size) steps with a barrier between them. No step relies on
+// work-items that run in lockstep.
 //
 // l_Data is local memory of 2 * WORKGROUP_SIZE elements.
 
 #define LOG2_WARP_SIZE 5U
 #define WARP_SIZE (1U << LOG2_WARP_SIZE)
 
-// Scans each run of `size` consecutive work-items by itself, size being a power of two and the same in the
-// whole group; every work-item of the group takes part. What a work-item keeps across a barrier costs memory
-// on a processor, so that little is kept.
+// scan1Exclusive scans each run of `size` consecutive work-items by itself, size being a power of two and the
+// same in the whole group; every work-item of the group takes part.
 #ifdef SERIAL_SCAN
 
 inline uint scan1Exclusive(uint idata, __local uint* l_Data, uint size) {
@@ -79,20 +78,47 @@ inline uint scan1Exclusive(uint idata, __local uint* l_Data, uint size) {
 
 #endif
 
-// The sums before each of the four values, which are read once more instead of being kept.
-inline uint4 scan4Exclusive(__global uint4* data4, __local uint* l_Data, uint size) {
-    uint4 data = *data4;
-    uint before = scan1Exclusive(data.x + data.y + data.z + data.w, l_Data, size / 4);
-    data = *data4;
-    return (uint4)(before, before + data.x, before + data.x + data.y, before + data.x + data.y + data.z);
+// scanExclusiveLocal1 scans each block: work-item gid has elements 4 * gid to 4 * gid + 3. size is
+// 4 * WORKGROUP_SIZE. d_Dst and d_Src may be the same.
+#ifdef SERIAL_SCAN
+
+// The values go through registers alone: what the others kept across barriers would go through memory.
+__kernel __attribute__((reqd_work_group_size(WORKGROUP_SIZE, 1, 1))) void scanExclusiveLocal1(
+    __global uint4* d_Dst, __global uint4* d_Src, __local uint* l_Data, uint size) {
+    if (get_local_id(0) != 0) return;
+    size_t first = get_global_id(0);
+    uint sum = 0;
+    for (size_t i = first; i < first + size / 4; i++) {
+        uint4 data = d_Src[i];
+        data.y += data.x;
+        data.z += data.y;
+        data.w += data.z;
+        d_Dst[i] = (uint4)(sum, sum + data.x, sum + data.y, sum + data.z);
+        sum += data.w;
+    }
 }
 
-// Scans each block: work-item gid takes elements 4 * gid to 4 * gid + 3. size is 4 * WORKGROUP_SIZE.
+#else
+
+inline uint4 scan4Inclusive(uint4 data4, __local uint* l_Data, uint size) {
+    data4.y += data4.x;
+    data4.z += data4.y;
+    data4.w += data4.z;
+    uint val = scan1Inclusive(data4.w, l_Data, size / 4) - data4.w;
+    return data4 + val;
+}
+
+inline uint4 scan4Exclusive(uint4 data4, __local uint* l_Data, uint size) {
+    return scan4Inclusive(data4, l_Data, size) - data4;
+}
+
 __kernel __attribute__((reqd_work_group_size(WORKGROUP_SIZE, 1, 1))) void scanExclusiveLocal1(
     __global uint4* d_Dst, __global uint4* d_Src, __local uint* l_Data, uint size) {
     size_t gid = get_global_id(0);
-    d_Dst[gid] = scan4Exclusive(d_Src + gid, l_Data, size);
+    d_Dst[gid] = scan4Exclusive(d_Src[gid], l_Data, size);
 }
+
+#endif
 
 // Scans the totals of the blocks within each chunk of arrayLength blocks: work-item gid takes the total of
 // block gid, which is the last sum of the block plus its last value. N is the number of blocks.
@@ -147,10 +173,16 @@ __kernel void buildNextBuffer(__global uint* dest, __global uint* sumbuffer, __g
     dest[gid] = sumbuffer[r] + countbuffer[r];
 }
 
-// Adds the sum of the chunks before an element's own.
-__kernel void addLevel1(__global uint* dest, __global uint* sumbuffer) {
+// Adds the sum of the chunks before an element's own. A group within one chunk adds one and the same value,
+// which lets a processor add whole vectors.
+__kernel void addLevel1(__global uint* restrict dest, __global const uint* restrict sumbuffer) {
     size_t gid = get_global_id(0);
-    dest[gid] += sumbuffer[gid >> PREFIX_SUM_ARRAY_SHIFT];
+    size_t first = gid - get_local_id(0);
+    size_t chunk = first >> PREFIX_SUM_ARRAY_SHIFT;
+    if ((first + get_local_size(0) - 1) >> PREFIX_SUM_ARRAY_SHIFT == chunk)
+        dest[gid] += sumbuffer[chunk];
+    else
+        dest[gid] += sumbuffer[gid >> PREFIX_SUM_ARRAY_SHIFT];
 }
 
 __kernel void addLevel2(__global uint* sumbuffer1, __global uint* sumbuffer2, __global uint2* dest,
