@@ -6,9 +6,36 @@ __constant sampler_t srcSampler =
     CLK_NORMALIZED_COORDS_FALSE | CLK_ADDRESS_CLAMP_TO_EDGE | CLK_FILTER_NEAREST;
 
 // From this size on it pays to make tables for eight bytes at once.
-#define SLICED_SIZE 65536
+#define SLICED_SIZE 16384
+// Bytes of one round of the loop. Some devices end a work-item's loops after 65535 rounds in all, which with
+// this many is beyond 8 MB.
+#define STEP 128
 
-// Eight bytes a step: slices[k * 256 + b] is the register after byte b and k zero bytes.
+// The register after eight more bytes. slices[k * 256 + b] is the register after byte b and k zero bytes.
+uint Advance8(__global const uchar* bytes, uint c, __local const uint* slices) {
+    uint low = c ^ ((uint)bytes[0] | (uint)bytes[1] << 8 | (uint)bytes[2] << 16 | (uint)bytes[3] << 24);
+    return slices[7 * 256 + (low & 0xff)] ^ slices[6 * 256 + ((low >> 8) & 0xff)] ^
+           slices[5 * 256 + ((low >> 16) & 0xff)] ^ slices[4 * 256 + (low >> 24)] ^
+           slices[3 * 256 + bytes[4]] ^ slices[2 * 256 + bytes[5]] ^ slices[256 + bytes[6]] ^
+           slices[bytes[7]];
+}
+
+// Compilers do not unroll a loop on every device.
+uint Advance32(__global const uchar* bytes, uint c, __local const uint* slices) {
+    c = Advance8(bytes, c, slices);
+    c = Advance8(bytes + 8, c, slices);
+    c = Advance8(bytes + 16, c, slices);
+    return Advance8(bytes + 24, c, slices);
+}
+
+uint Advance128(__global const uchar* bytes, uint c, __local const uint* slices) {
+    c = Advance32(bytes, c, slices);
+    c = Advance32(bytes + 32, c, slices);
+    c = Advance32(bytes + 64, c, slices);
+    return Advance32(bytes + 96, c, slices);
+}
+
+// count is a multiple of STEP.
 uint AdvanceSliced(__global const uint* crctable, __global const uchar* buffer, int count, uint c,
                    __local uint* slices) {
     for (int b = 0; b < 256; b++) {
@@ -19,14 +46,7 @@ uint AdvanceSliced(__global const uint* crctable, __global const uchar* buffer, 
             slices[k * 256 + b] = value;
         }
     }
-    for (int i = 0; i < count; i += 8) {
-        __global const uchar* bytes = buffer + i;
-        uint low = c ^ ((uint)bytes[0] | (uint)bytes[1] << 8 | (uint)bytes[2] << 16 | (uint)bytes[3] << 24);
-        c = slices[7 * 256 + (low & 0xff)] ^ slices[6 * 256 + ((low >> 8) & 0xff)] ^
-            slices[5 * 256 + ((low >> 16) & 0xff)] ^ slices[4 * 256 + (low >> 24)] ^
-            slices[3 * 256 + bytes[4]] ^ slices[2 * 256 + bytes[5]] ^ slices[256 + bytes[6]] ^
-            slices[bytes[7]];
-    }
+    for (int i = 0; i < count; i += STEP) c = Advance128(buffer + i, c, slices);
     return c;
 }
 
@@ -36,7 +56,7 @@ __kernel void CalculateCRC(__global const uint* crctable, __global const uchar* 
     uint c = crc[0];
     int i = 0;
     if (bufferSize >= SLICED_SIZE) {
-        i = bufferSize & ~7;
+        i = bufferSize & ~(STEP - 1);
         c = AdvanceSliced(crctable, buffer, i, c, slices);
     }
     for (; i < bufferSize; i++) c = crctable[(c ^ buffer[i]) & 0xff] ^ (c >> 8);
