@@ -1,5 +1,8 @@
+#include <array>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
+#include <filesystem>
 
 #include "pictures.h"
 #include "program.h"
@@ -10,6 +13,7 @@ namespace {
 
 using CommandTest = ProgramTest;
 using OIIO::TypeDesc;
+namespace fs = std::filesystem;
 
 float FloatAt(const TestPicture& picture, int x, int y, int channel) {
     float value = 0;
@@ -20,6 +24,30 @@ float FloatAt(const TestPicture& picture, int x, int y, int channel) {
 
 std::string Words(const std::vector<std::uint32_t>& words) {
     return {reinterpret_cast<const char*>(words.data()), words.size() * sizeof(words[0])};
+}
+
+/// The CRC-32C register after `count` zero bytes. One is a linear step, so that the images of the 32 bits
+/// tell the rest; twice the bytes are the step done twice.
+std::uint32_t AfterZeros(std::uint32_t crc, std::uint64_t count) {
+    using Step = std::array<std::uint32_t, 32>;
+    const auto apply = [](const Step& step, std::uint32_t value) {
+        std::uint32_t result = 0;
+        for (size_t bit = 0; bit < step.size(); bit++) result ^= (value >> bit & 1) != 0 ? step[bit] : 0;
+        return result;
+    };
+    Step step{};
+    for (size_t bit = 0; bit < step.size(); bit++) {
+        std::uint32_t value = std::uint32_t{1} << bit;
+        for (int i = 0; i < 8; i++) value = (value >> 1) ^ ((value & 1) != 0 ? 0x82F63B78U : 0);
+        step[bit] = value;
+    }
+    for (; count > 0; count /= 2) {
+        if (count % 2 != 0) crc = apply(step, crc);
+        Step twice{};
+        for (size_t bit = 0; bit < step.size(); bit++) twice[bit] = apply(step, step[bit]);
+        step = twice;
+    }
+    return crc;
 }
 
 TEST_F(CommandTest, EveryTaskOfThisDevicePassesItsSelftest) {
@@ -61,6 +89,15 @@ TEST_F(CommandTest, ChecksumsAreThoseOfTheStandardInAnyPieces) {
     const Outcome changed = Run({"crc32c", "--check", "list"});
     EXPECT_EQ(changed.status, 1);
     EXPECT_EQ(changed.out, "digits: OK\nnone: FAILED\n");
+}
+
+TEST_F(CommandTest, ChecksumsGoOnBehindTwoGibibytes) {
+    constexpr std::uint64_t kSize = (std::uint64_t{1} << 31) + 5;
+    WriteFile("large", "");
+    fs::resize_file("large", kSize);  // a hole
+    char expected[9];
+    std::snprintf(expected, sizeof expected, "%08x", ~AfterZeros(0xFFFFFFFF, kSize));
+    EXPECT_EQ(Run({"crc32c", "large"}).out, std::string(expected) + "  large\n");
 }
 
 TEST_F(CommandTest, PrefixSumsAndPairsAreWrittenAndTheTotalIsPrinted) {
