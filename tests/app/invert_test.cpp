@@ -18,6 +18,10 @@ struct InvertCase {
     int rectangle[4] = {0, 0, 0, 0};  ///< x, y, width, height; all of the picture when empty
 };
 
+void PrintTo(const InvertCase& test, std::ostream* out) {
+    *out << test.width << " x " << test.height << " x " << test.channels << " in " << test.file;
+}
+
 class InvertProgramTest : public ProgramTest, public ::testing::WithParamInterface<InvertCase> {};
 
 TEST_P(InvertProgramTest, EveryColourIsExactAndAlphaAndTheRestAreKept) {
