@@ -87,10 +87,11 @@ public:
     std::vector<cl_image_format> imageFormats;
     std::string buildLog;
     Bytes binary;
-    Info workGroupInfo;
-    cl_int createdCode = CL_SUCCESS;   ///< written by the creating calls that succeed
-    bool answersForAnyMemory = false;  ///< image queries of buffers, too, get a number
-    bool allowsNoDevices = false;      ///< lets a context have none
+    Info workGroupInfo;                              ///< of kernels
+    std::map<std::string, Info> namedWorkGroupInfo;  ///< of kernels by their name, in place of the former
+    cl_int createdCode = CL_SUCCESS;                 ///< written by the creating calls that succeed
+    bool answersForAnyMemory = false;                ///< image queries of buffers, too, get a number
+    bool allowsNoDevices = false;                    ///< lets a context have none
     Object& AddPlatform(const std::string& name);
     Object& AddDevice(Object& platform, const std::string& name);
 

@@ -293,8 +293,12 @@ cl_int clSetKernelArg(cl_kernel kernel, cl_uint index, size_t size, const void* 
 cl_int clGetKernelWorkGroupInfo(cl_kernel kernel, cl_device_id device, cl_kernel_work_group_info which,
                                 size_t size, void* value, size_t* sizeOut) {
     if (const cl_int code = Record(__func__, kernel, device, which, size, value, sizeOut)) return code;
-    if (Find(kernel) == nullptr) return CL_INVALID_KERNEL;
-    return Answer(Control::Get().workGroupInfo, which, size, value, sizeOut);
+    const Object* object = Find(kernel);
+    if (object == nullptr) return CL_INVALID_KERNEL;
+    const Control& control = Control::Get();
+    const auto named = control.namedWorkGroupInfo.find(object->text);
+    const bool isNamed = named != control.namedWorkGroupInfo.end() && named->second.contains(which);
+    return Answer(isNamed ? named->second : control.workGroupInfo, which, size, value, sizeOut);
 }
 
 cl_int clReleaseEvent(cl_event event) {

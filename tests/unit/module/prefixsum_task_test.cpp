@@ -264,7 +264,7 @@ TEST_F(PrefixSumTaskTest, TheGroupSizeIsTheLargestPowerOfTwoThatRuns) {
         {1024, 1024, 63, 32768, 0},
         {1024, 63, 1024, 32768, 0},
         {1024, 1024, 1024, 511, 0},
-        // The width of the device's vectors is no limit.
+        // The width of the device's vectors, named for every kernel, is no limit.
         {1024, 1024, 32, 32768, 1024},
     };
     for (const auto& [items, group, granted, localMemory, chosen] : cases) {
@@ -281,6 +281,13 @@ TEST_F(PrefixSumTaskTest, TheGroupSizeIsTheLargestPowerOfTwoThatRuns) {
             "\"-D WORKGROUP_SIZE=" + std::to_string(chosen) + " -D PREFIX_SUM_ARRAY_SHIFT=14\"";
         EXPECT_NE(fake.TextsOf("clBuildProgram").back().find(options), std::string::npos) << chosen;
     }
+}
+
+TEST_F(PrefixSumTaskTest, AGrantOfOneMultipleIsALimitWhereASmallKernelIsGrantedMore) {
+    SetGroupSize(1024);
+    Grant(32);
+    fake.namedWorkGroupInfo["mergeResult"][CL_KERNEL_WORK_GROUP_SIZE] = fake::NumberBytes<size_t>({1024});
+    EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("prefixsum"))), "CL_INVALID_WORK_GROUP_SIZE");
 }
 
 TEST_F(PrefixSumTaskTest, EveryDeviceOfTheContextMustRunTheGroup) {

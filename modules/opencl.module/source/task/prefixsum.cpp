@@ -93,18 +93,20 @@ Result<bool> OpenCLTaskPrefixsum::DoDevicesGrantGroupSize(const OpenCLContextRef
         NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, OpenCL::GetDeviceFromId(id));
         const UInt64 localMemory = UInt64{_groupSize} * 2 * sizeof(UInt32);
         if (localMemory > device.Get()->GetNumbers().localMemorySize) return false;
+        const auto ask = [&](const OpenCLKernelRef& kernel, UInt32 which) -> Result<size_t> {
+            size_t answer = 0;
+            NUVRA_RETURN_IF_ERROR(kernel.GetWorkGroupInfo(device, which, sizeof(answer), &answer));
+            return answer;
+        };
+        // A runtime that grants even the smallest kernel one multiple only names the width of its vectors,
+        // and runs more: that leaves the device's own limit.
+        NUVRA_ASSIGN_OR_RETURN(const size_t multiple,
+                               ask(_mergeResult, OpenCLWorkGroupInfo::PREFERRED_WORK_GROUP_SIZE_MULTIPLE));
+        NUVRA_ASSIGN_OR_RETURN(const size_t most, ask(_mergeResult, OpenCLWorkGroupInfo::WORK_GROUP_SIZE));
         for (const OpenCLKernelRef* kernel :
              {&_scanExclusiveLocal1, &_scanExclusiveLocal2, &_uniformUpdate1, &_uniformUpdate2}) {
-            const auto ask = [&](UInt32 which, size_t& answer) {
-                return kernel->GetWorkGroupInfo(device, which, sizeof(answer), &answer);
-            };
-            size_t granted = 0;
-            size_t multiple = 0;
-            NUVRA_RETURN_IF_ERROR(ask(OpenCLWorkGroupInfo::WORK_GROUP_SIZE, granted));
-            NUVRA_RETURN_IF_ERROR(ask(OpenCLWorkGroupInfo::PREFERRED_WORK_GROUP_SIZE_MULTIPLE, multiple));
-            // A runtime that names the width of its vectors here, and runs more, leaves the device's own
-            // limit.
-            if (granted < _groupSize && granted != multiple) return false;
+            NUVRA_ASSIGN_OR_RETURN(const size_t granted, ask(*kernel, OpenCLWorkGroupInfo::WORK_GROUP_SIZE));
+            if (granted < _groupSize && !(granted == multiple && most == multiple)) return false;
         }
     }
     return true;
