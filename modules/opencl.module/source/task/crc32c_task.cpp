@@ -1,12 +1,31 @@
-#include "task/crc32c_task.h"
-
 #include <array>
 
 #include "crc32c_task.cl.h"
+#include "task/task_base.h"
 
 namespace nuvra {
 
 namespace {
+
+/// Checksums bytes in a buffer, piece by piece.
+class OpenCLTaskCrc32C : public OpenCLTaskBase {
+public:
+    static constexpr const char* kKey = "crc32c";
+    static constexpr const char* kClassId = "net.nuvra.opencl.task.crc32c";
+    static constexpr const char* kTypeName = ".OpenCLTaskCrc32C";
+
+    Result<void> Init(const OpenCLContextRef& context);
+    /// `parameters` is a `Crc32cParameters`.
+    Result<void> Execute(const OpenCLContextRef& context, const OpenCLCommandQueueRef& queue,
+                         const void* parameters);
+    Result<void> FreeResources(const OpenCLContextRef& context);
+
+private:
+    OpenCLProgramRef _program;
+    OpenCLKernelRef _kernel;
+    OpenCLMemoryObjectRef _table;  ///< the cached buffer 0
+    bool _isInitialized = false;
+};
 
 constexpr UInt32 kReflectedPolynomial = 0x82F63B78;
 
@@ -21,8 +40,6 @@ constexpr std::array<UInt32, 256> kTable = [] {
     }
     return table;
 }();
-
-}  // namespace
 
 Result<void> OpenCLTaskCrc32C::Init(const OpenCLContextRef& context) {
     NUVRA_RETURN_IF_ERROR(BuildProgram(context, kKey, kCrc32cTaskSource, "-cl-fast-relaxed-math", _program));
@@ -52,8 +69,6 @@ Result<void> OpenCLTaskCrc32C::Execute(const OpenCLContextRef&, const OpenCLComm
 Result<void> OpenCLTaskCrc32C::FreeResources(const OpenCLContextRef&) {
     return ReleaseAll({&_kernel}, _program);
 }
-
-namespace {
 
 TaskRegistration<OpenCLTaskCrc32C> g_registration{"crc32c_task"};
 

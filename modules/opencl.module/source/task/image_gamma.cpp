@@ -1,16 +1,24 @@
-#include "task/image_gamma.h"
-
 #include "image_gamma.cl.h"
 #include "task/image_task.h"
 
 namespace nuvra {
 
-Result<void> OpenCLTaskGammaImage::Init(const OpenCLContextRef& context) {
-    NUVRA_RETURN_IF_ERROR(BuildProgram(context, kKey, kImageGammaSource, "-cl-fast-relaxed-math", _program));
-    NUVRA_RETURN_IF_ERROR(CreateKernels(_program, {{"InvertImage", &_kernel}}));
-    _isInitialized = true;
-    return {};
-}
+namespace {
+
+/// Raises the colours of a rectangle to a power, from one image into another.
+class OpenCLTaskGammaImage : public OpenCLOneKernelTask {
+public:
+    static constexpr const char* kKey = "image.gamma";
+    static constexpr const char* kClassId = "net.nuvra.opencl.task.gammaimage";
+    static constexpr const char* kTypeName = ".OpenCLTaskGammaImage";
+
+    Result<void> Init(const OpenCLContextRef& context) {
+        return MakeKernel(context, kKey, kImageGammaSource, "InvertImage");
+    }
+    /// `parameters` is a `GammaImageParameters`.
+    Result<void> Execute(const OpenCLContextRef& context, const OpenCLCommandQueueRef& queue,
+                         const void* parameters);
+};
 
 Result<void> OpenCLTaskGammaImage::Execute(const OpenCLContextRef&, const OpenCLCommandQueueRef& queue,
                                            const void* parameters) {
@@ -26,12 +34,6 @@ Result<void> OpenCLTaskGammaImage::Execute(const OpenCLContextRef&, const OpenCL
     NUVRA_RETURN_IF_ERROR(_kernel.SetArg(2, &gamma, 1));
     return EnqueueRectangle(queue, _kernel, record->x, record->y, record->width, record->height);
 }
-
-Result<void> OpenCLTaskGammaImage::FreeResources(const OpenCLContextRef&) {
-    return ReleaseAll({&_kernel}, _program);
-}
-
-namespace {
 
 TaskRegistration<OpenCLTaskGammaImage> g_registration{"image_gamma"};
 

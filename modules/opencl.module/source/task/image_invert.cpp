@@ -1,16 +1,24 @@
-#include "task/image_invert.h"
-
 #include "image_invert.cl.h"
 #include "task/image_task.h"
 
 namespace nuvra {
 
-Result<void> OpenCLTaskInvertImage::Init(const OpenCLContextRef& context) {
-    NUVRA_RETURN_IF_ERROR(BuildProgram(context, kKey, kImageInvertSource, "-cl-fast-relaxed-math", _program));
-    NUVRA_RETURN_IF_ERROR(CreateKernels(_program, {{"InvertImage", &_kernel}}));
-    _isInitialized = true;
-    return {};
-}
+namespace {
+
+/// Inverts the colours of a rectangle from one image into another.
+class OpenCLTaskInvertImage : public OpenCLOneKernelTask {
+public:
+    static constexpr const char* kKey = "image.invert";
+    static constexpr const char* kClassId = "net.nuvra.opencl.task.invertimage";
+    static constexpr const char* kTypeName = ".OpenCLTaskInvertImage";
+
+    Result<void> Init(const OpenCLContextRef& context) {
+        return MakeKernel(context, kKey, kImageInvertSource, "InvertImage");
+    }
+    /// `parameters` is an `InvertImageParameters`.
+    Result<void> Execute(const OpenCLContextRef& context, const OpenCLCommandQueueRef& queue,
+                         const void* parameters);
+};
 
 Result<void> OpenCLTaskInvertImage::Execute(const OpenCLContextRef&, const OpenCLCommandQueueRef& queue,
                                             const void* parameters) {
@@ -24,12 +32,6 @@ Result<void> OpenCLTaskInvertImage::Execute(const OpenCLContextRef&, const OpenC
     NUVRA_RETURN_IF_ERROR(_kernel.SetArg(1, *record->destination));
     return EnqueueRectangle(queue, _kernel, record->x, record->y, record->width, record->height);
 }
-
-Result<void> OpenCLTaskInvertImage::FreeResources(const OpenCLContextRef&) {
-    return ReleaseAll({&_kernel}, _program);
-}
-
-namespace {
 
 TaskRegistration<OpenCLTaskInvertImage> g_registration{"image_invert"};
 

@@ -1,11 +1,37 @@
-#include "task/image_scale_bicubic.h"
-
 #include <cmath>
 
 #include "image_scale_bicubic.cl.h"
 #include "task/image_scale.h"
+#include "task/task_base.h"
 
 namespace nuvra {
+
+namespace {
+
+/// Scales a rectangle with a separable cubic filter, whose taps are computed on the device first.
+class OpenCLTaskScaleBicubic : public OpenCLTaskBase {
+public:
+    static constexpr const char* kKey = "image.scalebicubic";
+    static constexpr const char* kClassId = "net.nuvra.opencl.task.scalebicubic";
+    static constexpr const char* kTypeName = ".OpenCLTaskScaleBicubic";
+
+    Result<void> Init(const OpenCLContextRef& context);
+    /// `parameters` is a `ScaleParameters`.
+    Result<void> Execute(const OpenCLContextRef& context, const OpenCLCommandQueueRef& queue,
+                         const void* parameters);
+    Result<void> FreeResources(const OpenCLContextRef& context);
+
+private:
+    struct Axis;
+    Result<void> MakeBuffers(const OpenCLContextRef& context, Axis& axis);
+    Result<void> Prepare(const OpenCLCommandQueueRef& queue, const Axis& axis);
+
+    OpenCLProgramRef _program;
+    OpenCLKernelRef _scale;
+    OpenCLKernelRef _preparePositive;
+    OpenCLKernelRef _prepareNegative;
+    bool _isInitialized = false;
+};
 
 /// One axis of a call: its geometry, its place in the buffer cache, and what `Prepare` makes for it.
 struct OpenCLTaskScaleBicubic::Axis {
@@ -90,8 +116,6 @@ Result<void> OpenCLTaskScaleBicubic::Execute(const OpenCLContextRef& context,
 Result<void> OpenCLTaskScaleBicubic::FreeResources(const OpenCLContextRef&) {
     return ReleaseAll({&_scale, &_preparePositive, &_prepareNegative}, _program);
 }
-
-namespace {
 
 TaskRegistration<OpenCLTaskScaleBicubic> g_registration{"image_scale_bicubic"};
 

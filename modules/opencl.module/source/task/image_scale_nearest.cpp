@@ -1,17 +1,25 @@
-#include "task/image_scale_nearest.h"
-
 #include "image_scale_nearest.cl.h"
 #include "task/image_scale.h"
+#include "task/image_task.h"
 
 namespace nuvra {
 
-Result<void> OpenCLTaskScaleNearest::Init(const OpenCLContextRef& context) {
-    NUVRA_RETURN_IF_ERROR(
-        BuildProgram(context, kKey, kImageScaleNearestSource, "-cl-fast-relaxed-math", _program));
-    NUVRA_RETURN_IF_ERROR(CreateKernels(_program, {{"ScaleNearest", &_kernel}}));
-    _isInitialized = true;
-    return {};
-}
+namespace {
+
+/// Scales a rectangle, each pixel being the nearest of the source.
+class OpenCLTaskScaleNearest : public OpenCLOneKernelTask {
+public:
+    static constexpr const char* kKey = "image.scalenearest";
+    static constexpr const char* kClassId = "net.nuvra.opencl.task.scalenearest";
+    static constexpr const char* kTypeName = ".OpenCLTaskScaleNearest";
+
+    Result<void> Init(const OpenCLContextRef& context) {
+        return MakeKernel(context, kKey, kImageScaleNearestSource, "ScaleNearest");
+    }
+    /// `parameters` is a `ScaleParameters`.
+    Result<void> Execute(const OpenCLContextRef& context, const OpenCLCommandQueueRef& queue,
+                         const void* parameters);
+};
 
 Result<void> OpenCLTaskScaleNearest::Execute(const OpenCLContextRef&, const OpenCLCommandQueueRef& queue,
                                              const void* parameters) {
@@ -26,12 +34,6 @@ Result<void> OpenCLTaskScaleNearest::Execute(const OpenCLContextRef&, const Open
     NUVRA_RETURN_IF_ERROR(_kernel.SetArg(3, scale, 2));
     return EnqueueTiles(queue, _kernel, geometry);
 }
-
-Result<void> OpenCLTaskScaleNearest::FreeResources(const OpenCLContextRef&) {
-    return ReleaseAll({&_kernel}, _program);
-}
-
-namespace {
 
 TaskRegistration<OpenCLTaskScaleNearest> g_registration{"image_scale_nearest"};
 

@@ -1,17 +1,24 @@
-#include "task/image_stereo_sbs.h"
-
 #include "image_stereo_sbs.cl.h"
 #include "task/image_task.h"
 
 namespace nuvra {
 
-Result<void> OpenCLTaskSBSStereo::Init(const OpenCLContextRef& context) {
-    NUVRA_RETURN_IF_ERROR(
-        BuildProgram(context, kKey, kImageStereoSbsSource, "-cl-fast-relaxed-math", _program));
-    NUVRA_RETURN_IF_ERROR(CreateKernels(_program, {{"InvertImage", &_kernel}}));
-    _isInitialized = true;
-    return {};
-}
+namespace {
+
+/// Packs two images side by side into one of the same width.
+class OpenCLTaskSBSStereo : public OpenCLOneKernelTask {
+public:
+    static constexpr const char* kKey = "image.stereo.sbs";
+    static constexpr const char* kClassId = "net.nuvra.opencl.task.stereo.sbs";
+    static constexpr const char* kTypeName = ".OpenCLTaskSBSStereo";
+
+    Result<void> Init(const OpenCLContextRef& context) {
+        return MakeKernel(context, kKey, kImageStereoSbsSource, "InvertImage");
+    }
+    /// `parameters` is a `StereoSbsParameters`.
+    Result<void> Execute(const OpenCLContextRef& context, const OpenCLCommandQueueRef& queue,
+                         const void* parameters);
+};
 
 Result<void> OpenCLTaskSBSStereo::Execute(const OpenCLContextRef&, const OpenCLCommandQueueRef& queue,
                                           const void* parameters) {
@@ -27,12 +34,6 @@ Result<void> OpenCLTaskSBSStereo::Execute(const OpenCLContextRef&, const OpenCLC
     NUVRA_RETURN_IF_ERROR(_kernel.SetArg(2, *record->destination));
     return EnqueueRectangle(queue, _kernel, record->x, record->y, record->width, record->height);
 }
-
-Result<void> OpenCLTaskSBSStereo::FreeResources(const OpenCLContextRef&) {
-    return ReleaseAll({&_kernel}, _program);
-}
-
-namespace {
 
 TaskRegistration<OpenCLTaskSBSStereo> g_registration{"image_stereo_sbs"};
 

@@ -4,6 +4,18 @@
 
 namespace nuvra {
 
+Result<void> OpenCLOneKernelTask::MakeKernel(const OpenCLContextRef& context, const char* taskName,
+                                             const char* source, const char* kernelName) {
+    NUVRA_RETURN_IF_ERROR(BuildProgram(context, taskName, source, "-cl-fast-relaxed-math", _program));
+    NUVRA_RETURN_IF_ERROR(CreateKernels(_program, {{kernelName, &_kernel}}));
+    _isInitialized = true;
+    return {};
+}
+
+Result<void> OpenCLOneKernelTask::FreeResources(const OpenCLContextRef&) {
+    return ReleaseAll({&_kernel}, _program);
+}
+
 Result<ImageSize> GetImageSize(const OpenCLMemoryObjectRef* image) {
     if (image == nullptr) return OpenCLError(CL_INVALID_VALUE);
     const Data width = image->GetImageInfo(OpenCLImageInfo::WIDTH);

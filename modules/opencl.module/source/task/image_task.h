@@ -1,10 +1,25 @@
 #pragma once
 
-#include "nuvra/open_cl_commandqueue.h"
+#include "task/task_base.h"
 
-/// What the image tasks ask of their images. Runtimes do not check a launch against an image: one accepts a
-/// negative width and never ends, so the tasks do.
+/// What the image tasks share. Runtimes do not check a launch against an image: one accepts a negative width
+/// and never ends, so the tasks do.
 namespace nuvra {
+
+/// A task of one kernel, without scratch memory.
+class OpenCLOneKernelTask : public OpenCLTaskBase {
+public:
+    Result<void> FreeResources(const OpenCLContextRef& context);
+
+protected:
+    /// Builds the source, creates the kernel and, at last, makes the task initialised.
+    Result<void> MakeKernel(const OpenCLContextRef& context, const char* taskName, const char* source,
+                            const char* kernelName);
+
+    OpenCLProgramRef _program;
+    OpenCLKernelRef _kernel;
+    bool _isInitialized = false;
+};
 
 struct ImageSize {
     Int64 width = 0;

@@ -1,5 +1,3 @@
-#include "task/prefixsum.h"
-
 #include <algorithm>
 #include <bit>
 #include <cstdio>
@@ -7,10 +5,59 @@
 #include "nuvra/open_cl.h"
 #include "opencl_device.h"
 #include "prefixsum.cl.h"
+#include "task/task_base.h"
 
 namespace nuvra {
 
 namespace {
+
+/// Exclusive prefix sums: blocks of four elements a work-item are scanned by a work-group each, their totals
+/// within chunks of 16384 elements, and the chunks' totals through further levels.
+class OpenCLTaskPrefixsum : public OpenCLTaskBase {
+public:
+    static constexpr const char* kKey = "prefixsum";
+    static constexpr const char* kClassId = "net.nuvra.opencl.task.prefixsum";
+    static constexpr const char* kTypeName = ".OpenCLTaskPrefixsum";
+
+    /// CL_DEVICE_NOT_FOUND without devices; CL_INVALID_WORK_GROUP_SIZE where a device cannot run a group
+    /// of 64.
+    Result<void> Init(const OpenCLContextRef& context);
+    /// `parameters` is a `PrefixSumParameters`.
+    Result<void> Execute(const OpenCLContextRef& context, const OpenCLCommandQueueRef& queue,
+                         const void* parameters);
+    Result<void> FreeResources(const OpenCLContextRef& context);
+    /// Selector 0: the `paddedCount` for the count that `value` holds as a 64- or 32-bit integer, as an
+    /// Int64; an Int32 0 for a count of 0 and for other values. Empty for other selectors.
+    static Data QueryParameter(Int64 selector, const Data& value);
+
+private:
+    struct Level;
+    struct Call;
+
+    Result<void> BuildForGroupSize(const OpenCLContextRef& context);
+    Result<bool> DoDevicesGrantGroupSize(const OpenCLContextRef& context) const;
+
+    Result<void> Launch(const Call& call, const OpenCLKernelRef& kernel, size_t globalSize,
+                        bool inGroups) const;
+    Result<void> ScanBlocks(const Call& call, const Level& level, size_t globalSize) const;
+    Result<void> ScanSmall(const Call& call, const OpenCLMemoryObjectRef& sums) const;
+    Result<void> MakeLevels(Call& call, const OpenCLMemoryObjectRef& sums);
+    Result<void> ScanLevel(const Call& call, Int index) const;
+    Result<void> AddLevel(const Call& call, Int index) const;
+    static Result<void> ReadTotal(const Call& call);
+
+    UInt32 _groupSize = 0;
+    OpenCLProgramRef _program;
+    OpenCLKernelRef _scanExclusiveLocal1;
+    OpenCLKernelRef _scanExclusiveLocal2;
+    OpenCLKernelRef _uniformUpdate1;
+    OpenCLKernelRef _uniformUpdate2;
+    OpenCLKernelRef _mergeResult;
+    OpenCLKernelRef _buildNextBuffer;
+    OpenCLKernelRef _addLevel1;
+    OpenCLKernelRef _addLevel2;
+    bool _isInitialized = false;
+};
 
 constexpr UInt32 kChunkShift = 14;
 constexpr Int64 kChunk = Int64{1} << kChunkShift;
@@ -28,8 +75,6 @@ UInt32 FindGroupSize(const OpenCLDeviceNumbers& numbers, Int64 maxWorkItems) {
         std::min({limit, UInt64{kLargestGroup}, UInt64{std::max<size_t>(numbers.maxWorkGroupSize, 1)}});
     return static_cast<UInt32>(std::bit_floor(group));
 }
-
-}  // namespace
 
 /// The values of one level, their sums, and how many there are; the values of a level are the totals of the
 /// chunks of the level below.
@@ -283,8 +328,6 @@ Data OpenCLTaskPrefixsum::QueryParameter(Int64 selector, const Data& value) {
         padded = static_cast<Int64>(static_cast<UInt64>(padded) << 1);
     return Data::Of(std::max(padded, kChunk)).GetValue();
 }
-
-namespace {
 
 TaskRegistration<OpenCLTaskPrefixsum> g_registration{"prefixsum"};
 
