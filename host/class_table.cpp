@@ -52,9 +52,8 @@ Result<void> CheckInterfaces(const ComponentRecord& component) {
         if (current == 0 || current == implemented.operationCount) continue;
         const char* module = GetModuleId(component);
         Diagnostic::Write(
-            "Interface @ is outdated in module @, so the module can't define a component which implements "
-            "the "
-            "interface.",
+            "Interface @ is outdated in module @, "
+            "so the module can't define a component which implements the interface.",
             {implemented.id.GetText(), module});
         return MakeError("the interface \"@\" is outdated in the module \"@\"",
                          {implemented.id.GetText(), module});

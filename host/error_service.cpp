@@ -31,11 +31,17 @@ struct ErrorData {
 /// Returned where memory for an error is lacking, to any number of callers at once; so nothing changes it.
 Object* g_fallback = nullptr;
 
-ErrorData* FindData(const Object* error) {
-    for (const auto& component : error->objectClass->components)
-        if (component.record->operations == &kErrorComponentOperations)
-            return static_cast<ErrorData*>(component.GetData(error));
+/// The component of an error class; null for a class of another kind.
+const Class::Component* FindComponent(const Class* objectClass) {
+    if (objectClass == nullptr) return nullptr;
+    for (const auto& component : objectClass->components)
+        if (component.record->operations == &kErrorComponentOperations) return &component;
     return nullptr;
+}
+
+ErrorData* FindData(const Object* error) {
+    const Class::Component* component = FindComponent(error->objectClass);
+    return component != nullptr ? static_cast<ErrorData*>(component->GetData(error)) : nullptr;
 }
 
 String GetStoredMessage(Object* error) noexcept {
@@ -79,24 +85,17 @@ const char* GetClassId(const Object* error) noexcept {
     return error->objectClass->id.c_str();
 }
 
-bool IsErrorClass(const Class* objectClass) {
-    if (objectClass == nullptr) return false;
-    for (const auto& component : objectClass->components)
-        if (component.record->operations == &kErrorComponentOperations) return true;
-    return false;
-}
-
 void Destroy(Object* error) noexcept {
     kObjectOperations.Destroy(error);
 }
 
 ErrorRef Create(const Class* errorClass, SourceLocation location, const char* message) noexcept {
-    if (!IsErrorClass(errorClass)) errorClass = g_fallback->objectClass;
+    if (FindComponent(errorClass) == nullptr) errorClass = g_fallback->objectClass;
     Object* object = NewObjectOf(*errorClass);
     if (object == nullptr) return ErrorRef(g_fallback);
     ErrorRef error(object);
     SetLocation(object, location);
-    if (message != nullptr) SetMessage(object, String(NewStringBuffer(message)));
+    if (message != nullptr && *message != '\0') SetMessage(object, String(NewStringBuffer(message)));
     return error;
 }
 

@@ -134,6 +134,7 @@ Result<void> Framework::StartModules() {
 
     for (const Module* module : _current.order) NUVRA_RETURN_IF_ERROR(GetInterfaces().Add(*module));
     for (const Module* module : _current.order) NUVRA_RETURN_IF_ERROR(GetInterfaces().Check(*module));
+    NUVRA_RETURN_IF_ERROR(GetInterfaces().CheckCounts(*_core.order.front()));
     for (Module* module : _current.order) NUVRA_RETURN_IF_ERROR(_classes.Add(*module));
     Fill(_core.order);
     Fill(_current.order);

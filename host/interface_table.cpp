@@ -42,11 +42,15 @@ Result<void> InterfaceTable::CheckCount(const Module& module, const InterfaceRec
          std::to_string(implemented), entry->implementer->Describe()});
 }
 
+Result<void> InterfaceTable::CheckCounts(const Module& module) const {
+    for (const auto* records : {&module.declarations, &module.interfaceReferences})
+        for (const InterfaceRecord* record : *records) NUVRA_RETURN_IF_ERROR(CheckCount(module, *record));
+    return {};
+}
+
 Result<void> InterfaceTable::Check(const Module& module) const {
-    for (const InterfaceRecord* record : module.declarations)
-        NUVRA_RETURN_IF_ERROR(CheckCount(module, *record));
+    NUVRA_RETURN_IF_ERROR(CheckCounts(module));
     for (const InterfaceRecord* record : module.interfaceReferences) {
-        NUVRA_RETURN_IF_ERROR(CheckCount(module, *record));
         const Interface* entry = Find(record->id);
         const bool isImplemented = entry != nullptr && entry->implementation != nullptr;
         if (!isImplemented && (record->flags & kOptional) == 0)

@@ -19,6 +19,8 @@ public:
     /// Fails when the module declares or references an implemented interface with another number of
     /// operations, or references one that is not optional and that nothing implements.
     Result<void> Check(const Module& module) const;
+    /// The former of the two alone: for the program's references, which may stay empty.
+    Result<void> CheckCounts(const Module& module) const;
     /// Writes the tables into the module's declarations and references. Where there is none the record
     /// becomes null, unless `stays` says that what it holds remains valid.
     void Fill(const Module& module, const StaysValid& stays) const;

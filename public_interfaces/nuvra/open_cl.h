@@ -10,7 +10,8 @@ namespace nuvra {
 class OpenGLContextRef;
 
 /// The way in. Every operation but `IsAvailable` fails with OPENCL_UNINITIALIZED when no OpenCL runtime could
-/// be bound at start-up. Nothing is cached: each call makes new objects. Usable on any thread.
+/// be bound at start-up, and with the null-pointer error where no module is started. Nothing is cached: each
+/// call makes new objects. Usable on any thread.
 struct OpenCL {
     static constexpr Id kId{"nuvra.OpenCL#1"};
     static constexpr const char* kHeader = "nuvra/open_cl.h";
@@ -29,28 +30,28 @@ struct OpenCL {
     };
 
     /// Whether a runtime is bound and has a platform.
-    static Bool IsAvailable() { return Table<OpenCL>()->IsAvailable(); }
+    static Bool IsAvailable() { return InvokeStatic<OpenCL, &Operations::IsAvailable>(); }
     /// Replaces `platforms`. UNSPECIFIED where a version does not parse or the number changes meanwhile.
     static Result<void> GetPlatforms(BaseArray<OpenCLPlatformRef>& platforms) {
-        return Table<OpenCL>()->GetPlatforms(platforms);
+        return InvokeStatic<OpenCL, &Operations::GetPlatforms>(platforms);
     }
     static Result<OpenCLDeviceRef> GetDeviceFromId(cl_device_id device) {
-        return Table<OpenCL>()->GetDeviceFromId(device);
+        return InvokeStatic<OpenCL, &Operations::GetDeviceFromId>(device);
     }
     /// A context of the platform's devices that can share memory with the OpenGL context; a null platform
     /// means one that can. EXTENSION_NOT_SUPPORTED where the system has no such sharing.
     static Result<OpenCLContextRef> CreateGLSharedContext(const OpenGLContextRef& glContext,
                                                           cl_platform_id platform) {
-        return Table<OpenCL>()->CreateGLSharedContext(glContext, platform);
+        return InvokeStatic<OpenCL, &Operations::CreateGLSharedContext>(glContext, platform);
     }
     static Result<OpenCLContextRef> CreateContext(cl_platform_id platform,
                                                   const BaseArray<cl_device_id>& devices) {
-        return Table<OpenCL>()->CreateContext(platform, devices);
+        return InvokeStatic<OpenCL, &Operations::CreateContext>(platform, devices);
     }
     /// As CreateGLSharedContext, for devices of one platform that the caller chose.
     static Result<OpenCLContextRef> CreateGLSharedContextForDevices(
         const OpenGLContextRef& glContext, const BaseArray<OpenCLDeviceRef>& devices) {
-        return Table<OpenCL>()->CreateGLSharedContextForDevices(glContext, devices);
+        return InvokeStatic<OpenCL, &Operations::CreateGLSharedContextForDevices>(glContext, devices);
     }
 };
 

@@ -40,6 +40,12 @@ TEST_F(GammaTest, BytesAreWithinOneStepOfThePower) {
     }
 }
 
+TEST_F(GammaTest, ThePowerOneChangesNothing) {
+    std::vector<float> pixels;
+    for (int i = 0; i < 400; i++) pixels.push_back(std::exp(static_cast<float>(i - 200) * 0.37F));
+    EXPECT_EQ(Raise(OpenCLChannelDataType::FLOAT, pixels, 1), pixels);
+}
+
 TEST_F(GammaTest, FloatsAreThePowerForEveryKindOfNumber) {
     constexpr float kInfinity = std::numeric_limits<float>::infinity();
     constexpr float kNan = std::numeric_limits<float>::quiet_NaN();

@@ -73,7 +73,7 @@ Bytes TextBytes(const std::string& text) {
 }
 
 Control& Control::Get() {
-    static Control control;
+    static Control& control = *new Control;  // calls may come after everything static has ended
     return control;
 }
 

@@ -203,9 +203,14 @@ cl_int clGetMemObjectInfo(cl_mem memory, cl_mem_info which, size_t size, void* v
 cl_program clCreateProgramWithSource(cl_context context, cl_uint count, const char** strings,
                                      const size_t* lengths, cl_int* codeOut) {
     std::string source;
-    for (cl_uint i = 0; i < count; i++)
-        source += lengths != nullptr && lengths[i] > 0 ? std::string(strings[i], lengths[i]) : strings[i];
-    const cl_int code = Record(__func__, context, count, Value(source), List(lengths, count), codeOut);
+    bool isComplete = true;
+    for (cl_uint i = 0; i < count; i++) {
+        isComplete = isComplete && strings[i] != nullptr;
+        if (isComplete)
+            source += lengths != nullptr && lengths[i] > 0 ? std::string(strings[i], lengths[i]) : strings[i];
+    }
+    cl_int code = Record(__func__, context, count, Value(source), List(lengths, count), codeOut);
+    if (code == CL_SUCCESS && !isComplete) code = CL_INVALID_VALUE;
     return CreateProgram(code, context, codeOut, source);
 }
 

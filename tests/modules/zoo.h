@@ -20,6 +20,17 @@ inline void Log(const char* event) {
     if (const auto* log = nuvra::Table<OrderLog>()) log->Write(event);
 }
 
+/// Implemented by the module "zoo.server" and used by "zoo.user", neither of which names the other.
+struct Served {
+    static constexpr nuvra::Id kId{"zoo.Served#1"};
+    static constexpr const char* kHeader = "zoo.h";
+    static constexpr bool kOptional = false;
+
+    struct Operations {
+        void (*Serve)();
+    };
+};
+
 /// An interface of the class "zoo.Counter".
 struct Counter {
     static constexpr nuvra::Id kId{"zoo.Counter#1"};

@@ -159,6 +159,7 @@ inline constinit SourceUnitRecord g_references{"references"};
 inline void Register(ModuleRecord*& list, ModuleRecord& module) {
     module.kind = RecordKind::MODULE;
     module.flags |= kModuleRegistered;
+    module.owner = &g_references;
     module.liveObjects = &g_liveObjects;
     module.listHead = &list;
     module.next = list;

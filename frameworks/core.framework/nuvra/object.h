@@ -75,6 +75,17 @@ struct EmptyReference<const R&> {
     }
 };
 
+/// Calls an operation of an interface that has no objects. Where nothing implements it the answer is that of
+/// an empty reference.
+template <class I, auto Operation, class... A>
+decltype(auto) InvokeStatic(A&&... arguments) {
+    using R = decltype((Table<I>()->*Operation)(std::forward<A>(arguments)...));
+    const auto* table = Table<I>();
+    if (table == nullptr) [[unlikely]]
+        return EmptyReference<R>::Answer();
+    return (table->*Operation)(std::forward<A>(arguments)...);
+}
+
 /// A counted reference to an object of the class that implements interface I, or to nothing. Slot 0 of the
 /// interface's operations destroys the object when its last reference goes. Copying is atomic; one reference
 /// object must not be written by two threads at once.
@@ -104,6 +115,9 @@ public:
         reference._object = object;
         return reference;
     }
+
+    /// Gives the count to the caller and leaves nothing.
+    Object* Detach() { return std::exchange(_object, nullptr); }
 
     constexpr Object* Get() const { return _object; }
     constexpr explicit operator bool() const { return _object != nullptr; }

@@ -53,10 +53,13 @@ struct OpenCLImpl {
 
     static Result<OpenCLDeviceRef> GetDeviceFromId(cl_device_id device) {
         NUVRA_RETURN_IF_ERROR(CheckLoaded());
+        const OpenCLDeviceRef object(NewObject<OpenCLDeviceImpl>());
+        if (!object) return OutOfMemoryError();
         cl_platform_id platform = nullptr;
         NUVRA_RETURN_IF_ERROR(CheckCode(Call<entry::clGetDeviceInfo>(ResultCode(), device, CL_DEVICE_PLATFORM,
                                                                      sizeof(platform), &platform, nullptr)));
-        return OpenCLDeviceImpl::Create(device, platform);
+        NUVRA_RETURN_IF_ERROR(object.Get()->Init(device, platform));
+        return object;
     }
 
     static Result<OpenCLContextRef> CreateGLSharedContext(const OpenGLContextRef& glContext,

@@ -144,9 +144,11 @@ Result<OpenCLProgramRef> OpenCLContextImpl::CreateProgramWithSource(UInt32 count
     cl_int error = CL_SUCCESS;
     const auto attach = [&](UInt32 cookie) {
         if (strings == nullptr) return;
-        for (UInt32 i = 0; i < count; i++)
+        for (UInt32 i = 0; i < count; i++) {
+            if (strings[i] == nullptr) continue;  // which the runtime refuses
             AttachTraceData(cookie, TraceData::TEXT, lengths == nullptr ? 0 : static_cast<Int>(lengths[i]),
                             strings[i], i);
+        }
     };
     OwnedProgram program(CallAttaching<entry::clCreateProgramWithSource>(
         attach, Created{&error}, _handle.Get(), count, const_cast<const char**>(strings), lengths, &error));

@@ -120,13 +120,6 @@ void ReadInto(cl_device_id device, const NumberQuery (&queries)[N], Numbers& num
 
 }  // namespace
 
-Result<OpenCLDeviceRef> OpenCLDeviceImpl::Create(cl_device_id device, cl_platform_id platform) {
-    const OpenCLDeviceRef object(NewObject<OpenCLDeviceImpl>());
-    if (!object) return OutOfMemoryError();
-    NUVRA_RETURN_IF_ERROR(object.Get()->Init(device, platform));
-    return object;
-}
-
 Result<void> OpenCLDeviceImpl::Init(cl_device_id device, cl_platform_id platform) {
     _device = device;
     _platform = platform;

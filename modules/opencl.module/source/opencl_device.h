@@ -48,8 +48,8 @@ struct OpenCLDeviceNumbers {
 
 class OpenCLDeviceImpl : public ObjectHeader {
 public:
-    /// A new object with everything read. UNSPECIFIED when one of the three versions does not parse.
-    static Result<OpenCLDeviceRef> Create(cl_device_id device, cl_platform_id platform);
+    /// Reads everything. UNSPECIFIED when one of the three versions does not parse.
+    Result<void> Init(cl_device_id device, cl_platform_id platform);
 
     Result<Data> GetInfo(UInt32 which) const;
     Bool HasExtension(const String& name) const;
@@ -57,7 +57,6 @@ public:
     const OpenCLDeviceNumbers& GetNumbers() const { return _numbers; }
 
 private:
-    Result<void> Init(cl_device_id device, cl_platform_id platform);
     Result<void> ReadTexts();
     void ReadNumbers();
     void ReadWorkItemSizes();

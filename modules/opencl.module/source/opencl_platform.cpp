@@ -61,7 +61,10 @@ Result<void> FillDevices(cl_platform_id platform, BaseArray<OpenCLDeviceRef>& de
         Listed{&found, count, ids.GetFirst()}, platform, CL_DEVICE_TYPE_ALL, count, ids.GetFirst(), &found)));
     if (found != count) return OpenCLError(OpenCLErrorCode::UNSPECIFIED);
     for (Int i = 0; i < ids.GetCount(); i++) {
-        NUVRA_ASSIGN_OR_RETURN(devices[i], OpenCLDeviceImpl::Create(ids[i], platform));
+        OpenCLDeviceRef device(NewObject<OpenCLDeviceImpl>());
+        if (!device) return OutOfMemoryError();
+        NUVRA_RETURN_IF_ERROR(device.Get()->Init(ids[i], platform));
+        devices[i] = std::move(device);
     }
     return {};
 }

@@ -27,6 +27,15 @@ TEST(LifecycleTest, ModulesStartBehindWhatTheyDependOnAndEndInReverse) {
     }
 }
 
+TEST(LifecycleTest, AModuleStartsBehindTheOneThatImplementsWhatItUses) {
+    for (const Texts& order : {Texts{"user", "server"}, Texts{"server", "user"}}) {
+        TestHost host;
+        EXPECT_TRUE(IsOk(host.Start(ZooFiles(order))));
+        EXPECT_EQ(host.host.Shutdown(), Texts());
+        EXPECT_EQ(TakeLog(), (Texts{"+zoo.server", "+zoo.user", "served", "-zoo.user", "-zoo.server"}));
+    }
+}
+
 TEST(LifecycleTest, AFailingInitializerIsNamedAndTakesDownWhatWasStarted) {
     TestHost host;
     const Texts files = ZooFiles({"base", "failing", "middle"});

@@ -31,6 +31,28 @@ TEST_F(BindingTest, WithoutALibraryTheModuleStartsWithOneWarningAndNoOpenCL) {
     ExpectNoOpenCL();
 }
 
+TEST_F(BindingTest, WithoutTheModuleEveryCallIsTheNullPointerError) {
+    TestHost empty;
+    ASSERT_TRUE(IsOk(empty.host.Start()));
+    EXPECT_FALSE(OpenCL::IsAvailable());
+    BaseArray<OpenCLPlatformRef> platforms;
+    EXPECT_EQ(Outcome(OpenCL::GetPlatforms(platforms)), kNullPointer);
+    EXPECT_EQ(Outcome(OpenCL::CreateContext(nullptr, {})), kNullPointer);
+}
+
+OpenCLContextRef g_keptToTheEnd;
+
+TEST_F(BindingTest, WhatAProgramHoldsToTheEndIsReleasedThen) {
+    const auto endWithContext = [&] {
+        Start(FakeLibrary());
+        g_keptToTheEnd = OpenCL::CreateContext(Platform(), Devices()).GetValue();
+        host.reset();
+        std::atexit([] { std::fprintf(stderr, "at the end"); });
+        std::exit(g_keptToTheEnd ? 0 : 1);
+    };
+    EXPECT_EXIT(endWithContext(), testing::ExitedWithCode(0), "at the end");
+}
+
 TEST_F(BindingTest, TheFirstMissingFunctionIsNamedInTheWarning) {
     const std::pair<std::string, const char*> cases[] = {
         {FakeLibrary("_no_clGetMemObjectInfo"), "clGetMemObjectInfo"},

@@ -1,5 +1,7 @@
 #include <string_view>
 
+#include <fstream>
+
 #include "module_fixture.h"
 
 namespace nuvra::test {
@@ -61,13 +63,22 @@ TEST_F(ErrorTest, AMessageSetByHandStaysUntilACodeIsSet) {
 TEST_F(ErrorTest, AnErrorCarriesThePlaceThatRaisedIt) {
     MakeObjects();
     fake.Fail("clFinish", CL_OUT_OF_RESOURCES);
-    const Result<void> raised[] = {cl.queue.Finish(), cl.kernel.SetArg(0, OpenCLMemoryObjectRef()),
-                                   cl.program.CreateKernel("Nobody").GetError()};
-    const std::string_view files[] = {"opencl_commandqueue.cpp", "opencl_kernel.cpp", "opencl_program.cpp"};
-    for (size_t i = 0; i < std::size(files); i++) {
-        const SourceLocation location = raised[i].GetError().GetLocation();
-        EXPECT_TRUE(std::string_view(location.file).ends_with(files[i])) << location.file;
-        EXPECT_GT(location.line, 0);
+    const struct {
+        Result<void> raised;
+        const char* file;
+        const char* statement;  // on the line
+    } cases[] = {
+        {cl.queue.Finish(), "opencl_commandqueue.cpp", "clFinish"},
+        {cl.kernel.SetArg(0, OpenCLMemoryObjectRef()), "opencl_kernel.cpp", "CL_INVALID_MEM_OBJECT"},
+        {cl.program.CreateKernel("Nobody").GetError(), "opencl_program.cpp", "OpenCLKernelRef"},
+    };
+    for (const auto& [raised, file, statement] : cases) {
+        const SourceLocation location = raised.GetError().GetLocation();
+        EXPECT_TRUE(std::string_view(location.file).ends_with(file)) << location.file;
+        std::ifstream source(std::string(MODULE_SOURCES "/") + file);
+        std::string line;
+        for (int i = 0; i < location.line; i++) ASSERT_TRUE(std::getline(source, line)) << location.line;
+        EXPECT_NE(line.find(statement), std::string::npos) << line;
     }
 }
 

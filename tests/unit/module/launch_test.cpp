@@ -141,6 +141,8 @@ TEST_F(LaunchTest, NothingFollowsAFailedLaunch) {
     fake.Fail("clEnqueueNDRangeKernel", CL_OUT_OF_RESOURCES, 2);
     EXPECT_EQ(Range(limits, 0, 37, &event), "CL_OUT_OF_RESOURCES");
     EXPECT_EQ(Launches().size(), 2U);
+    EXPECT_EQ(Outcome(cl.queue.WaitForEvents(1, &event)), "OK");
+    EXPECT_EQ(Take("clWaitForEvents"), (Texts{"1, [event1]"})) << "of the last launch that was made";
     fake.Fail("clEnqueueNDRangeKernel", CL_MEM_OBJECT_ALLOCATION_FAILURE, 1);
     EXPECT_EQ(Grouped(64, nullptr, 0, 70), "CL_MEM_OBJECT_ALLOCATION_FAILURE");
     EXPECT_EQ(Launches().size(), 1U);

@@ -50,6 +50,7 @@ TEST_F(ObjectsTest, ImageFormatsAreConvertedBothWays) {
     fake.imageFormats = {{CL_RGx, 0}, {CL_R, CL_SNORM_INT8}};
     BaseArray<OpenCLImageFormat> formats;
     ASSERT_EQ(Outcome(cl.context.GetSupportedImageFormats(1, OpenCLImageType::IMAGE2D, formats)), "OK");
+    ASSERT_EQ(formats.GetCount(), 2);
     for (const OpenCLImageFormat& format : formats) EXPECT_EQ(format, fallback);
 }
 
@@ -68,7 +69,7 @@ TEST_F(ObjectsTest, AFormatIsADataTypeWithHashAndText) {
     };
     for (const auto& [format, hash, expected] : cases) {
         EXPECT_EQ(text(&format), expected);
-        EXPECT_EQ(type->hash(&format), expected.ends_with("unknown") ? 12 * 31 + (20 ^ (20 >> 4)) : hash);
+        EXPECT_EQ(type->hash(&format), hash);
         EXPECT_TRUE(type->equal(&format, &format));
     }
     const OpenCLImageFormat one;

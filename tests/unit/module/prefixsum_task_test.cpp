@@ -233,6 +233,8 @@ TEST_F(PrefixSumTaskTest, ThePaddedCountIsAPowerOfTwoOfAtLeastOneChunk) {
         return ToText(task.QueryParameter(selector, Data::Of(value).GetValue()));
     };
     EXPECT_EQ(ask(0, Int64{1}), "16384");
+    EXPECT_EQ(ask(0, std::numeric_limits<Int64>::min()), "16384");
+    EXPECT_EQ(ask(0, std::numeric_limits<Int64>::max()), std::to_string(Int64{1} << 62));
     EXPECT_EQ(ask(0, Int64{16384}), "16384");
     EXPECT_EQ(ask(0, Int32{16385}), "32768");
     EXPECT_EQ(ask(0, Int64{1} << 31), "2147483648");
@@ -293,11 +295,18 @@ TEST_F(PrefixSumTaskTest, AGrantOfOneMultipleIsALimitWhereASmallKernelIsGrantedM
 TEST_F(PrefixSumTaskTest, EveryDeviceOfTheContextMustRunTheGroup) {
     SetGroupSize(1024);
     fake::Object& second = fake.AddDevice(*fake.platforms[0], "Second");
+    const auto expectGroups = [&](const char* option, size_t builds) {
+        cl.context = OpenCL::CreateContext(Platform(), Devices()).GetValue();
+        fake.calls.clear();
+        EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("prefixsum"))), "OK");
+        ASSERT_EQ(fake.TextsOf("clBuildProgram").size(), builds);
+        EXPECT_NE(fake.TextsOf("clBuildProgram").back().find(option), std::string::npos);
+    };
+    second.info[CL_DEVICE_MAX_WORK_ITEM_SIZES] = fake::NumberBytes<size_t>({512, 1, 1});
+    second.info[CL_DEVICE_LOCAL_MEM_SIZE] = fake::NumberBytes<cl_ulong>({32768});
+    expectGroups("WORKGROUP_SIZE=512 ", 1);
     second.info[CL_DEVICE_LOCAL_MEM_SIZE] = fake::NumberBytes<cl_ulong>({1024});
-    cl.context = OpenCL::CreateContext(Platform(), Devices()).GetValue();
-    fake.calls.clear();
-    EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("prefixsum"))), "OK");
-    EXPECT_NE(fake.TextsOf("clBuildProgram").back().find("WORKGROUP_SIZE=128 "), std::string::npos);
+    expectGroups("WORKGROUP_SIZE=128 ", 3);
 }
 
 TEST_F(PrefixSumTaskTest, AProcessorAddsUpInOneWorkItem) {

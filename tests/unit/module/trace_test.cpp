@@ -43,15 +43,30 @@ TEST_F(TraceTest, TheTracerIsToldAllNamesBeforeAnythingElse) {
     fake.AddPlatform("Empty");
     Start(FakeLibrary());
     const std::string comment =
-        "# OpenCL tracer initialization. Make all device names known to the parser so that the correct "
-        "device "
-        "can be found during execution.";
+        "# OpenCL tracer initialization. Make all device names known to the parser "
+        "so that the correct device can be found during execution.";
     EXPECT_EQ(
         TakeEvents(),
         (Texts{comment, "> OpenCLTracerInit i 0", "> OpenCLSetPlatformInfo PT platform1 \"Fake platform\"",
                "> OpenCLSetDeviceInfo PT device1 \"Fake device\"",
                "> OpenCLSetPlatformInfo PT platform3 \"Third\"",
                "> OpenCLSetPlatformInfo PT platform4 \"Empty\"", "> OpenCLTracerInit i 1"}));
+}
+
+TEST_F(TraceTest, ANameThatIsWrittenByHalfIsNotTold) {
+    fake.intercept = [](const fake::Call& call) {
+        const bool isName = call.name == "clGetPlatformInfo" || call.name == "clGetDeviceInfo";
+        const void* value = isName ? std::get<const void*>(call.values[3]) : nullptr;
+        if (value == nullptr) return CL_SUCCESS;
+        std::strcpy(static_cast<char*>(const_cast<void*>(value)), "junk");
+        return CL_OUT_OF_HOST_MEMORY;
+    };
+    Start(FakeLibrary());
+    fake.intercept = nullptr;
+    const Texts events = TakeEvents();
+    ASSERT_EQ(events.size(), 5U);
+    EXPECT_EQ(events[2], "> OpenCLSetPlatformInfo PT platform1 \"\"");
+    EXPECT_EQ(events[3], "> OpenCLSetDeviceInfo PT device1 \"\"");
 }
 
 TEST_F(TraceTest, WithoutPlatformsTheTracerIsToldNothing) {
@@ -350,6 +365,8 @@ TEST_F(TraceTest, ACapturingTracerGetsSourcesAndInitialBytes) {
     g_trace.isCapturing = true;
     EXPECT_EQ(attached(), (Texts{"1 11 5 first 0", "1 11 0 second 1", "3 11 0 first text 0", "5 12 4 host -1",
                                  "7 12 4 host -1"}));
+    sources[1] = nullptr;
+    EXPECT_EQ(attached()[1], "2 11 0 first text 0") << "a null source has no text";
 }
 
 }  // namespace

@@ -11,7 +11,9 @@ constinit bool g_isOpenCLLoaded = false;
 
 namespace {
 
-constinit DllRef g_library;
+/// Counted by hand, as the tracer is: a static that ends with the process would close the library before what
+/// the program still holds has released its handles.
+constinit DllImpl* g_library = nullptr;
 
 enum class Presence { REQUIRED, LAST, OPTIONAL };
 
@@ -37,12 +39,16 @@ Result<DllRef> OpenLibrary() {
     return DllRef::Load(url, true);
 }
 
+Result<void*> FindFunction(const DllRef& library, const char* name) {
+    NUVRA_ASSIGN_OR_RETURN(const CString symbol, CString::FromText(name));
+    return library.FindSymbol(symbol);
+}
+
 /// Finds the functions of one presence, in table order.
 Result<void> Bind(const DllRef& library, Presence presence) {
     for (const Entry& entry : kEntries) {
         if (entry.presence != presence) continue;
-        NUVRA_ASSIGN_OR_RETURN(const CString name, CString::FromText(entry.name));
-        const Result<void*> address = library.FindSymbol(name);
+        const Result<void*> address = FindFunction(library, entry.name);
         if (presence == Presence::REQUIRED) NUVRA_RETURN_IF_ERROR(address);
         entry.store(address.IsOk() ? address.GetValue() : nullptr);
     }
@@ -52,21 +58,21 @@ Result<void> Bind(const DllRef& library, Presence presence) {
 }  // namespace
 
 Result<void> LoadOpenCLLibrary() {
-    if (g_library) return {};
+    if (g_library != nullptr) return {};
     NUVRA_ASSIGN_OR_RETURN(DllRef library, OpenLibrary());
     for (const Presence presence : {Presence::REQUIRED, Presence::LAST, Presence::OPTIONAL})
         NUVRA_RETURN_IF_ERROR(Bind(library, presence));
     g_isOpenCLLoaded = true;
-    g_library = std::move(library);
+    g_library = library.Detach();
     ConnectTracer();
     return {};
 }
 
 void FreeOpenCLLibrary() {
-    g_tracer = nullptr;
-    if (!g_library) return;
-    static_cast<void>(g_library.Free());
-    g_library = nullptr;
+    DropTracer();
+    if (g_library == nullptr) return;
+    const auto library = DllRef::Adopt(std::exchange(g_library, nullptr));
+    static_cast<void>(library.Invoke<&DllInterface::Operations::Free>());
 }
 
 }  // namespace nuvra

@@ -5,7 +5,7 @@
 
 namespace nuvra {
 
-constinit OpenGLCLVKTracerRef g_tracer;
+constinit OpenGLCLVKTracerImpl* g_tracer = nullptr;
 
 namespace {
 
@@ -18,7 +18,8 @@ const char* ReadName(BaseArray<char>& buffer, const Query& query) {
     if (query(0, nullptr, &size) != CL_SUCCESS) return nullptr;
     buffer.Reset();
     if (size >= PTRDIFF_MAX || !buffer.Resize(static_cast<Int>(size) + 1).IsOk()) return nullptr;
-    query(size, buffer.GetFirst(), nullptr);
+    // A runtime may fail half way: what it then left is no name.
+    if (query(size, buffer.GetFirst(), nullptr) != CL_SUCCESS) *buffer.GetFirst() = '\0';
     return buffer.GetFirst();
 }
 
@@ -51,7 +52,7 @@ void InitializeTracer() {
         g_openCL.clGetPlatformIDs(count, platforms.GetFirst(), &found) != CL_SUCCESS || found != count)
         return;
     Table<OpenGLCLVKTracerInterface>()->Comment(
-        g_tracer.Get(),
+        g_tracer,
         "OpenCL tracer initialization. Make all device names known to the parser so that the correct device "
         "can be found during execution.");
     TraceEvent({"OpenCLTracerInit"}, "i", 0);
@@ -69,14 +70,21 @@ void InitializeTracer() {
 
 }  // namespace
 
+void DropTracer() {
+    OpenGLCLVKTracerRef::Adopt(std::exchange(g_tracer, nullptr));
+}
+
 void ConnectTracer() {
     const auto* service = Table<OpenGLCLTrace>();
     const auto* operations = Table<OpenGLCLVKTracerInterface>();
     if (service == nullptr || operations == nullptr) return;
+    DropTracer();
     Result<OpenGLCLVKTracerRef> tracer = service->GetTracer();
-    g_tracer = tracer.IsOk() ? std::move(tracer).GetValue() : nullptr;
-    if (g_tracer && !operations->CheckActivation(g_tracer.Get()).IsOk()) g_tracer = nullptr;
-    if (!g_tracer || !g_isOpenCLLoaded || g_isTracerInitialized) return;
+    if (!tracer.IsOk()) return;
+    OpenGLCLVKTracerRef reference = std::move(tracer).GetValue();
+    if (!reference || !operations->CheckActivation(reference.Get()).IsOk()) return;
+    g_tracer = reference.Detach();
+    if (!g_isOpenCLLoaded || g_isTracerInitialized) return;
     g_isTracerInitialized = true;
     InitializeTracer();
 }
@@ -86,28 +94,27 @@ void TraceEvent(const TraceFrame& frame, const char* code, ...) {
     UInt32 scratch = 0;
     UInt32& slot = frame.resultSlot != nullptr ? *frame.resultSlot : scratch;
     slot = frame.phase;
-    if (!g_tracer) return;
+    if (g_tracer == nullptr) return;
     const auto* operations = Table<OpenGLCLVKTracerInterface>();
     va_list values;
     va_start(values, code);
     if (frame.phase == 0)
-        slot = operations->CallBegins(g_tracer.Get(), thread, frame.name, code, values);
+        slot = operations->CallBegins(g_tracer, thread, frame.name, code, values);
     else
-        operations->CallEnds(g_tracer.Get(), thread, frame.name, code, values);
+        operations->CallEnds(g_tracer, thread, frame.name, code, values);
     va_end(values);
 }
 
 void AttachTraceData(UInt32 cookie, TraceData kind, Int size, const void* data, Int index) {
-    if (!g_tracer) return;
+    if (g_tracer == nullptr) return;
     using DataKind = OpenGLCLVKTracerInterface::DataKind;
     if (kind != TraceData::TEXT && kind != TraceData::BYTES) return;
-    Table<OpenGLCLVKTracerInterface>()->AttachData(g_tracer.Get(), cookie,
-                                                   kind == TraceData::TEXT ? DataKind::TEXT : DataKind::BYTES,
-                                                   size, data, index);
+    Table<OpenGLCLVKTracerInterface>()->AttachData(
+        g_tracer, cookie, kind == TraceData::TEXT ? DataKind::TEXT : DataKind::BYTES, size, data, index);
 }
 
 bool IsTraceCapturing() {
-    return g_tracer && Table<OpenGLCLVKTracerInterface>()->IsCapturing(g_tracer.Get());
+    return g_tracer != nullptr && Table<OpenGLCLVKTracerInterface>()->IsCapturing(g_tracer);
 }
 
 }  // namespace nuvra

@@ -15,12 +15,14 @@
 /// the small types below. Both are checked against the letters at compile time.
 namespace nuvra {
 
-/// The host's tracer; empty when nothing is traced.
-extern constinit OpenGLCLVKTracerRef g_tracer;
+/// The host's tracer; null when nothing is traced. It is counted by hand, so that nothing drops it when the
+/// process ends: objects that outlive `main` still call OpenCL then.
+extern constinit OpenGLCLVKTracerImpl* g_tracer;
 
 /// Asks the host for its tracer and, the first time that there is one, tells it the names of all platforms
 /// and devices. A failure leaves the calls untraced.
 void ConnectTracer();
+void DropTracer();
 
 struct TraceFrame {
     const char* name;

@@ -55,7 +55,9 @@ uint SpecialPower(uint base, uint exponent) {
 }
 
 // pow(base, exponent) with the logarithm and the exponential of base 2, which take a fraction of its time.
+// The power 1 is the base itself, to the last bit.
 inline float Power(float base, float exponent) {
+    if (as_uint(exponent) == ONE_BITS) return base;
     uint bits = as_uint(base);
     bool isOrdinary = bits - SMALLEST_NORMAL_BITS < INFINITY_BITS - SMALLEST_NORMAL_BITS &&
                       (as_uint(exponent) & INFINITY_BITS) != INFINITY_BITS;

@@ -69,11 +69,14 @@ constexpr UInt32 kLargestGroup = 4096;  // a block of four elements a work-item 
 constexpr Int kMaxLevels = 3;           // of 2^31 elements
 
 /// The largest group that the device's own limits allow, not yet asking for these kernels.
-UInt32 FindGroupSize(const OpenCLDeviceNumbers& numbers, Int64 maxWorkItems) {
-    const auto limit = static_cast<UInt64>(std::max<Int64>(maxWorkItems, 0));
-    const UInt64 group =
-        std::min({limit, UInt64{kLargestGroup}, UInt64{std::max<size_t>(numbers.maxWorkGroupSize, 1)}});
-    return static_cast<UInt32>(std::bit_floor(group));
+Result<UInt32> FindGroupSize(cl_device_id id) {
+    NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, OpenCL::GetDeviceFromId(id));
+    NUVRA_ASSIGN_OR_RETURN(const Data data, device.GetInfo(OpenCLDeviceInfo::MAX_WORK_ITEM_SIZES));
+    const auto* sizes = data.Find<BaseArray<Int64>>();
+    if (sizes == nullptr || sizes->IsEmpty()) return OutOfMemoryError();
+    const auto items = static_cast<UInt64>(std::max<Int64>((*sizes)[0], 0));
+    const UInt64 group = std::max<size_t>(device.Get()->GetNumbers().maxWorkGroupSize, 1);
+    return static_cast<UInt32>(std::bit_floor(std::min({items, group, UInt64{kLargestGroup}})));
 }
 
 /// The values of one level, their sums, and how many there are; the values of a level are the totals of the
@@ -98,14 +101,14 @@ struct OpenCLTaskPrefixsum::Call {
 Result<void> OpenCLTaskPrefixsum::Init(const OpenCLContextRef& context) {
     const BaseArray<cl_device_id>& devices = context.GetDevices();
     if (devices.IsEmpty()) return OpenCLError(CL_DEVICE_NOT_FOUND);
-    NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, OpenCL::GetDeviceFromId(devices[0]));
-    NUVRA_ASSIGN_OR_RETURN(const Data data, device.GetInfo(OpenCLDeviceInfo::MAX_WORK_ITEM_SIZES));
-    const auto* sizes = data.Find<BaseArray<Int64>>();
-    if (sizes == nullptr || sizes->IsEmpty()) return OutOfMemoryError();
+    _groupSize = kLargestGroup;
+    for (const cl_device_id device : devices) {
+        NUVRA_ASSIGN_OR_RETURN(const UInt32 groupSize, FindGroupSize(device));
+        _groupSize = std::min(_groupSize, groupSize);
+    }
     // A device may grant a kernel of this many registers and this much local memory less than it promises in
     // general, which it tells of built kernels only.
-    for (_groupSize = FindGroupSize(device.Get()->GetNumbers(), (*sizes)[0]); _groupSize >= kSmallestGroup;
-         _groupSize /= 2) {
+    for (; _groupSize >= kSmallestGroup; _groupSize /= 2) {
         NUVRA_RETURN_IF_ERROR(BuildForGroupSize(context));
         NUVRA_ASSIGN_OR_RETURN(_isInitialized, DoDevicesGrantGroupSize(context));
         if (_isInitialized) return {};
@@ -323,9 +326,9 @@ Data OpenCLTaskPrefixsum::QueryParameter(Int64 selector, const Data& value) {
     if (const Int64* wide = value.Find<Int64>()) count = *wide;
     if (const Int32* narrow = value.Find<Int32>()) count = *narrow;
     if (count == 0) return Data::Of(Int32{0}).GetValue();
-    Int64 padded = 1;
-    for (Int64 rest = count - 1; rest > 0; rest >>= 1)
-        padded = static_cast<Int64>(static_cast<UInt64>(padded) << 1);
+    // A count beyond every power of two that fits gets the largest, which no `Execute` accepts.
+    const auto atLeastOne = static_cast<UInt64>(std::max<Int64>(count, 1));
+    const auto padded = static_cast<Int64>(std::bit_ceil(std::min(atLeastOne, UInt64{1} << 62)));
     return Data::Of(std::max(padded, kChunk)).GetValue();
 }
 
