@@ -12,13 +12,13 @@ namespace {
 template <class Array, class Job>
 Way Repeat(const char* name, Job job) {
     return {name, [job](benchmark::State& state) {
+                const bool usesOpenCl = std::is_same_v<Array, cv::UMat>;
+                cv::ocl::setUseOpenCL(usesOpenCl);  // first: it decides where pictures are made
                 Array from;
                 Array to;
                 cv::Mat noise(kPictureHeight, kPictureWidth, CV_8UC4);
                 cv::randu(noise, 0, 256);
                 noise.copyTo(from);
-                const bool usesOpenCl = std::is_same_v<Array, cv::UMat>;
-                cv::ocl::setUseOpenCL(usesOpenCl);
                 for (auto _ : state) {
                     job(from, to);
                     if (usesOpenCl) cv::ocl::finish();
