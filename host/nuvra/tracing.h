@@ -14,9 +14,9 @@ class Recorder;
 /// Which tracers watch the OpenCL calls of the modules; any of them together.
 struct TracingOptions {
     /// A file of trace events, which Perfetto and chrome://tracing show; empty for none.
-    std::filesystem::path traceFile;
+    std::filesystem::path traceFile{};
     /// A file with a line for each call as it happens, "-" for standard error; empty for none.
-    std::filesystem::path logFile;
+    std::filesystem::path logFile{};
     /// Keeps every object's making call, for `GetLeaks`.
     bool keepsMakers = false;
     /// Waits after every enqueue until its queue has done it, so that a call's time is the device's.

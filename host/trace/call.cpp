@@ -4,7 +4,7 @@ namespace nuvra::host {
 
 void AppendCall(std::string& out, const Call& call) {
     if (call.kind == CallKind::COMMENT) return AppendQuoted(out, call.name);
-    out += call.name;
+    AppendPlain(out, call.name);
     if (call.kind != CallKind::AFTER) {
         out += '(';
         AppendReadable(out, call.arguments);

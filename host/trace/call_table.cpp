@@ -52,9 +52,12 @@ void CallTable::Write(const Call& call) {
     if (!call.kernel.empty()) row.kernels[call.kernel].Add(call);
 }
 
-void CallTable::AppendRow(std::string& out, const std::string& name, const Row& row) {
+void CallTable::AppendRow(std::string& out, std::string_view indent, const std::string& name,
+                          const Row& row) {
+    std::string title(indent);
+    AppendPlain(title, name);
     const Int64 mean = row.timed == 0 ? 0 : row.total / row.timed;
-    AppendLine(out, name,
+    AppendLine(out, title,
                {std::to_string(row.count), Microseconds(row.total), Microseconds(row.shortest),
                 Microseconds(mean), Microseconds(row.longest), std::to_string(row.failed)});
 }
@@ -63,9 +66,9 @@ std::string CallTable::ToText() const {
     std::string text;
     AppendLine(text, "OpenCL calls, in us", {"count", "total", "minimum", "mean", "maximum", "failed"});
     for (const auto* function : SortByTime(_rows)) {
-        AppendRow(text, function->first, function->second);
+        AppendRow(text, "", function->first, function->second);
         for (const auto* kernel : SortByTime(function->second.kernels))
-            AppendRow(text, "  " + kernel->first, kernel->second);
+            AppendRow(text, "  ", kernel->first, kernel->second);
     }
     return text;
 }

@@ -29,7 +29,7 @@ private:
         std::map<std::string, Row> kernels;
     };
 
-    static void AppendRow(std::string& out, const std::string& name, const Row& row);
+    static void AppendRow(std::string& out, std::string_view indent, const std::string& name, const Row& row);
 
     std::map<std::string, FunctionRow> _rows;
 };

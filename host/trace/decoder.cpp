@@ -128,6 +128,7 @@ private:
     }
 
     void AddInteger(cl_int value) {
+        if (_isUnsigned) return AddNumber(static_cast<cl_uint>(value));
         if (_parameter.meaning != Meaning::ERROR) return AddNumber(value);
         _outcome.hasFailed = value != CL_SUCCESS;
         const std::string_view name = FindErrorName(value);
@@ -168,6 +169,7 @@ private:
 
     void AddHandleOrAddress(const void* pointer) {
         if (_parameter.meaning == Meaning::ADDRESS) _outcome.hasFailed = pointer == nullptr;
+        if (_parameter.meaning == Meaning::NUMBER) return AddNumber(reinterpret_cast<UInt64>(pointer));
         if (pointer == nullptr || _parameter.meaning != Meaning::HANDLE) return AddPointer(pointer);
         AddHandle(_handles.Find(_parameter.kind, pointer), pointer);
     }
@@ -181,7 +183,7 @@ private:
 
     void AddHandle(const Handles::Object& object, const void* handle) {
         const auto address = reinterpret_cast<UInt64>(handle);
-        Value& added = _values.Add(_parameter.name, object.name.empty() ? Form::WORD : Form::TEXT, address);
+        Value& added = _values.Add(_parameter.name, object.name.empty() ? Form::WORD : Form::LABEL, address);
         std::string& text = _values.GetTexts();
         object.AppendLabel(text);
         text += " (";
@@ -195,6 +197,7 @@ private:
         // The names of OpenCL C's types are known, and the only ones to come by the thousand.
         constexpr std::string_view kTypes[] = {"cl_mem", "cl_int", "cl_uint", "cl_float", "cl_double"};
         const bool isType = std::ranges::find(kTypes, text) != std::end(kTypes);
+        _isUnsigned = std::string_view(text) == "cl_uint";
         AddText(text, isType ? Form::WORD : Form::TEXT, _parameter.name);
     }
 
@@ -239,6 +242,7 @@ private:
     Handles& _handles;
     Values& _values;
     Parameter _parameter;
+    bool _isUnsigned = false;  ///< the values are said to be unsigned, though their letter is 'i'
     Outcome _outcome;
 };
 

@@ -99,7 +99,7 @@ constexpr Row kRows[] = {
      "command_queue:queue image:image blocking_write origin region input_row_pitch input_slice_pitch ptr "
      "num_events_in_wait_list event_wait_list:event event"},
     {"clEnqueueWriteImage", "iP", "result:error event:event"},
-    {"clCreateProgramWithSource", "Puapappx", "context:context count strings lengths errcode_ret"},
+    {"clCreateProgramWithSource", "Puapappx", "context:context count strings lengths:number errcode_ret"},
     {"clCreateProgramWithSource", "iP", "result:error program:program"},
     {"clCreateProgramWithBinary", "Puppappx",
      "context:context num_devices device_list lengths binaries errcode_ret"},
@@ -138,6 +138,7 @@ constexpr Row kRows[] = {
 constexpr Parameter kMeanings[] = {
     {"error", Meaning::ERROR},
     {"address", Meaning::ADDRESS},
+    {"number", Meaning::NUMBER},
     {"type", Meaning::DEVICE_TYPE},
     {"platform", Meaning::HANDLE, ObjectKind::PLATFORM},
     {"device", Meaning::HANDLE, ObjectKind::DEVICE},
@@ -151,7 +152,7 @@ constexpr Parameter kMeanings[] = {
     {"event", Meaning::HANDLE, ObjectKind::EVENT},
 };
 
-/// "buffer:memory"
+/// "memobj:memory"
 Parameter ReadParameter(std::string_view text) {
     const size_t colon = text.find(':');
     if (colon == text.npos) return {text};

@@ -13,6 +13,7 @@ enum class Meaning {
     HANDLE,       ///< of a 'P': an object, of the parameter's kind
     ERROR,        ///< of an 'i': an error code, the call's outcome
     ADDRESS,      ///< of a 'p': the call's outcome, null when it has failed
+    NUMBER,       ///< of a 'p' that is none: an element of an array of sizes
     DEVICE_TYPE,  ///< of an 'N'
 };
 

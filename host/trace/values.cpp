@@ -45,6 +45,10 @@ private:
             case Form::WORD:
                 WriteWord(_values.GetText(value));
                 break;
+            case Form::LABEL:
+                _isJson ? AppendQuoted(_out, _values.GetText(value))
+                        : AppendPlain(_out, _values.GetText(value));
+                break;
             case Form::TEXT:
                 WriteText(value);
                 break;
@@ -105,6 +109,12 @@ private:
 void AppendQuoted(std::string& out, std::string_view text) {
     using Json = nlohmann::json;
     out += Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+void AppendPlain(std::string& out, std::string_view name) {
+    std::string quoted;
+    AppendQuoted(quoted, name);
+    out += quoted.size() == name.size() + 2 ? name : quoted;
 }
 
 void AppendJson(std::string& out, const Values& values) {

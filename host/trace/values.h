@@ -13,6 +13,7 @@ enum class Form {
     NOTHING,  ///< null
     NUMBER,   ///< as JSON writes it, too
     WORD,     ///< of the tracer's own making: letters, digits and signs that need no quoting
+    LABEL,    ///< an object's, which may have the program's name for it in it
     TEXT,     ///< anything
     LIST,     ///< the `count` values that follow are its elements
     PAIRS,    ///< the `count` values that follow are keys and values in turn
@@ -69,6 +70,9 @@ private:
 
 /// Appends a text as JSON has it, in quotes; what is no UTF-8 becomes U+FFFD.
 void AppendQuoted(std::string& out, std::string_view text);
+
+/// Appends a name for people to read on one line: in quotes only when something in it needs them.
+void AppendPlain(std::string& out, std::string_view name);
 
 /// Appends `{"NAME":VALUE,...}`.
 void AppendJson(std::string& out, const Values& values);
