@@ -40,8 +40,8 @@ void StartTracing(Environment& environment) {
     if (options.traceFile.empty() && options.logFile.empty() && !options.countsCalls &&
         !options.checksLeaks && !options.isSerialized)
         return;
-    environment.tracing = std::make_shared<host::Tracing>(
-        host::TracingOptions{options.traceFile, options.logFile, options.checksLeaks, options.isSerialized});
+    environment.tracing = std::make_shared<host::Tracing>(host::TracingOptions{
+        options.traceFile, options.logFile, options.countsCalls, options.checksLeaks, options.isSerialized});
     RunWhenInterrupted([tracing = environment.tracing, isCounting = options.countsCalls] {
         tracing->Finish();
         if (isCounting) PrintCallTable(*tracing);

@@ -17,6 +17,8 @@ struct TracingOptions {
     std::filesystem::path traceFile{};
     /// A file with a line for each call as it happens, "-" for standard error; empty for none.
     std::filesystem::path logFile{};
+    /// Counts the calls, for `GetCallTable`.
+    bool countsCalls = false;
     /// Keeps every object's making call, for `GetLeaks`.
     bool keepsMakers = false;
     /// Waits after every enqueue until its queue has done it, so that a call's time is the device's.

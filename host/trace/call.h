@@ -32,6 +32,7 @@ struct Call {
     std::string name;
     const Function* function = nullptr;  ///< null for an unknown one
     std::string kernel;                  ///< of a launch
+    bool isKernelPlain = true;           ///< its name needs no quoting in JSON
     UInt64 thread = 0;
     UInt32 cookie = 0;
     Int64 begin = 0;  ///< nanoseconds since the tracing began

@@ -17,7 +17,7 @@ void AppendTitle(std::string& out, const Call& call) {
         title += hasCode ? call.results.GetText(*result) : "failed";
     }
     // A function of the table has a name that needs no quoting.
-    if (call.function == nullptr || !call.kernel.empty()) return AppendQuoted(out, title);
+    if (call.function == nullptr || !call.isKernelPlain) return AppendQuoted(out, title);
     out += '"';
     out += title;
     out += '"';

@@ -171,24 +171,20 @@ private:
         if (_parameter.meaning == Meaning::ADDRESS) _outcome.hasFailed = pointer == nullptr;
         if (_parameter.meaning == Meaning::NUMBER) return AddNumber(reinterpret_cast<UInt64>(pointer));
         if (pointer == nullptr || _parameter.meaning != Meaning::HANDLE) return AddPointer(pointer);
-        AddHandle(_handles.Find(_parameter.kind, pointer), pointer);
+        AddHandle(_handles.Find(_parameter.kind, pointer));
     }
 
     void AddCreated(const void* handle) {
         if (handle == nullptr) return AddPointer(handle);
         _outcome.created = &_handles.Create(_parameter.kind, handle);
-        if (!_event.createdName.empty()) _outcome.created->name = _event.createdName;
-        AddHandle(*_outcome.created, handle);
+        if (!_event.createdName.empty()) _outcome.created->SetName(_event.createdName);
+        AddHandle(*_outcome.created);
     }
 
-    void AddHandle(const Handles::Object& object, const void* handle) {
-        const auto address = reinterpret_cast<UInt64>(handle);
-        Value& added = _values.Add(_parameter.name, object.name.empty() ? Form::WORD : Form::LABEL, address);
-        std::string& text = _values.GetTexts();
-        object.AppendLabel(text);
-        text += " (";
-        AppendHexadecimal(text, address);
-        text += ')';
+    void AddHandle(const Handles::Object& object) {
+        Value& added = _values.Add(_parameter.name, object.isPlain ? Form::WORD : Form::LABEL,
+                                   reinterpret_cast<UInt64>(object.address));
+        _values.GetTexts() += object.label;
         _values.End(added);
     }
 

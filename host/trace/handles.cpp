@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "constants.h"
+#include "values.h"
+
 namespace nuvra::host {
 
 namespace {
@@ -24,13 +27,21 @@ std::string_view GetKindName(ObjectKind kind) {
     return kKindNames[static_cast<size_t>(kind)];
 }
 
-void Handles::Object::AppendLabel(std::string& text) const {
-    text += GetKindName(kind);
-    text += '#';
-    text += std::to_string(number);
-    if (name.empty()) return;
-    text += ' ';
-    text += name;
+void Handles::Object::SetName(std::string_view text) {
+    name = text;
+    MakeLabel();
+    std::string quoted;
+    AppendQuoted(quoted, label);
+    isPlain = quoted.size() == label.size() + 2;
+}
+
+void Handles::Object::MakeLabel() {
+    label = GetKindName(kind);
+    label += '#' + std::to_string(number);
+    if (!name.empty()) label += ' ' + name;
+    label += " (";
+    AppendHexadecimal(label, reinterpret_cast<UInt64>(address));
+    label += ')';
 }
 
 Handles::Object& Handles::Find(ObjectKind kind, const void* address) {
@@ -39,6 +50,8 @@ Handles::Object& Handles::Find(ObjectKind kind, const void* address) {
     if (isNew) {
         object.kind = kind;
         object.number = ++_numbers[static_cast<size_t>(kind)];
+        object.address = address;
+        object.MakeLabel();
     }
     return object;
 }
@@ -63,12 +76,11 @@ void Handles::UndoRelease(Map::node_type released) {
     _objects.insert(std::move(released));
 }
 
-std::vector<Handles::Leak> Handles::FindLeaks() const {
-    std::vector<Leak> leaks;
+std::vector<const Handles::Object*> Handles::FindLeaks() const {
+    std::vector<const Object*> leaks;
     for (const auto& [key, object] : _objects)
-        if (object.uses > 0) leaks.push_back({&object, key.address});
-    std::ranges::sort(leaks, {},
-                      [](const Leak& leak) { return std::pair(leak.object->kind, leak.object->number); });
+        if (object.uses > 0) leaks.push_back(&object);
+    std::ranges::sort(leaks, {}, [](const Object* leak) { return std::pair(leak->kind, leak->number); });
     return leaks;
 }
 

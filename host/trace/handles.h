@@ -31,12 +31,19 @@ public:
     struct Object {
         ObjectKind kind = ObjectKind::NONE;
         UInt32 number = 0;
+        const void* address = nullptr;
         std::string name{};   ///< what the program calls it, may hold anything; mostly empty
+        std::string label{};  ///< "kernel#3 ScaleBicubic (0x5581c0)"
+        bool isPlain = true;  ///< neither needs quoting in JSON
         int uses = 0;         ///< how often it was created and not released; 0 for what was only seen
         std::string maker{};  ///< the call that created it, where that is kept
 
-        /// Appends "kernel#3 ScaleBicubic".
-        void AppendLabel(std::string& text) const;
+        /// Gives it a name in place of one that it had.
+        void SetName(std::string_view text);
+
+    private:
+        friend class Handles;
+        void MakeLabel();
     };
     struct Key {
         ObjectKind space = ObjectKind::NONE;
@@ -60,12 +67,8 @@ public:
     /// Undoes it after a release that failed.
     void UndoRelease(Map::node_type released);
 
-    /// What was created and not released, by kind.
-    struct Leak {
-        const Object* object;
-        const void* address;
-    };
-    std::vector<Leak> FindLeaks() const;
+    /// What was created and not released, by kind and number.
+    std::vector<const Object*> FindLeaks() const;
     /// How many objects were created.
     Int CountCreated() const { return _created; }
 

@@ -4,7 +4,6 @@
 
 #include "call_log.h"
 #include "chrome_trace.h"
-#include "constants.h"
 #include "decoder.h"
 #include "nuvra/error_names.h"
 
@@ -31,6 +30,7 @@ Subject FindSubject(const Call& call, std::string_view code) {
 
 Recorder::Recorder(const TracingOptions& options)
     : _isCapturing(!options.traceFile.empty()),
+      _countsCalls(options.countsCalls),
       _keepsMakers(options.keepsMakers),
       _isSerialized(options.isSerialized) {
     if (!options.traceFile.empty()) _sinks.push_back(std::make_unique<ChromeTrace>(options.traceFile));
@@ -50,6 +50,7 @@ Call& Recorder::Open(UInt64 thread, const char* name) {
     call.name = GetFunctionName(name);
     call.function = FindFunction(call.name);
     call.kernel.clear();
+    call.isKernelPlain = true;
     call.thread = thread;
     call.cookie = ++_latestCookie;
     call.arguments.Clear();
@@ -73,7 +74,7 @@ void Recorder::Close(Call& call) {
 }
 
 void Recorder::Write(const Call& call) {
-    _table.Write(call);
+    if (_countsCalls) _table.Write(call);
     for (const auto& sink : _sinks) sink->Write(call);
 }
 
@@ -85,11 +86,14 @@ void Recorder::NoteObjects(Call& call, std::string_view code) {
         call.released = _handles.BeginRelease(subject.kind, subject.handle);
     } else if (call.name.starts_with("OpenCLSet")) {
         if (const Value* name = call.arguments.Find("name"))
-            _handles.Find(subject.kind, subject.handle).name = call.arguments.GetText(*name);
+            _handles.Find(subject.kind, subject.handle).SetName(call.arguments.GetText(*name));
     } else if (call.name == kLaunch) {
-        if (const Value* kernel = call.arguments.Find("kernel"); kernel->address != 0)
-            call.kernel =
-                _handles.Find(ObjectKind::KERNEL, reinterpret_cast<const void*>(kernel->address)).name;
+        const Value* kernel = call.arguments.Find("kernel");
+        if (kernel->address == 0) return;
+        const auto& object =
+            _handles.Find(ObjectKind::KERNEL, reinterpret_cast<const void*>(kernel->address));
+        call.kernel = object.name;
+        call.isKernelPlain = object.isPlain;
     }
 }
 
@@ -214,12 +218,8 @@ std::string Recorder::GetCallTable() const {
 std::vector<std::string> Recorder::GetLeaks() const {
     const std::lock_guard lock(_mutex);
     std::vector<std::string> lines;
-    for (const auto& [object, address] : _handles.FindLeaks()) {
-        std::string& line = lines.emplace_back();
-        object->AppendLabel(line);
-        line += " (";
-        AppendHexadecimal(line, reinterpret_cast<UInt64>(address));
-        line += ')';
+    for (const Handles::Object* object : _handles.FindLeaks()) {
+        std::string& line = lines.emplace_back(object->label);
         if (!object->maker.empty()) line += ", made at " + object->maker;
     }
     return lines;

@@ -54,6 +54,7 @@ private:
 
     const std::chrono::steady_clock::time_point _start = std::chrono::steady_clock::now();
     bool _isCapturing = false;
+    bool _countsCalls = false;
     bool _keepsMakers = false;
     bool _isSerialized = false;
     std::atomic<decltype(&::clFinish)> _finish{nullptr};  ///< of the runtime that was loaded last

@@ -11,26 +11,29 @@ namespace {
 constexpr size_t kReadableText = 120;  // bytes of a text in a line for people
 
 /// Writes values one after the other, each with what stands in it.
+template <bool IsJson>
 class Writer {
 public:
-    Writer(std::string& out, const Values& values, bool isJson)
-        : _out(out), _values(values), _isJson(isJson), _next(values.GetList().begin()) {}
+    Writer(std::string& out, const Values& values)
+        : _out(out), _values(values), _next(values.GetList().begin()) {}
 
     void WriteMembers() {
         const auto end = _values.GetList().end();
         for (bool isFirst = true; _next != end; isFirst = false) {
-            if (!isFirst) _out += _isJson ? "," : ", ";
+            if (!isFirst) _out += kSeparator;
             WriteName(_next->name);
             Write();
         }
     }
 
 private:
+    static constexpr std::string_view kSeparator = IsJson ? "," : ", ";
+
     /// Parameters' names need no quoting.
     void WriteName(std::string_view name) {
-        if (_isJson) _out += '"';
+        if constexpr (IsJson) _out += '"';
         _out += name;
-        _out += _isJson ? "\":" : "=";
+        _out += std::string_view(IsJson ? "\":" : "=");
     }
 
     void Write() {
@@ -46,8 +49,8 @@ private:
                 WriteWord(_values.GetText(value));
                 break;
             case Form::LABEL:
-                _isJson ? AppendQuoted(_out, _values.GetText(value))
-                        : AppendPlain(_out, _values.GetText(value));
+                IsJson ? AppendQuoted(_out, _values.GetText(value))
+                       : AppendPlain(_out, _values.GetText(value));
                 break;
             case Form::TEXT:
                 WriteText(value);
@@ -62,14 +65,14 @@ private:
     }
 
     void WriteWord(std::string_view word) {
-        if (_isJson) _out += '"';
+        if (IsJson) _out += '"';
         _out += word;
-        if (_isJson) _out += '"';
+        if (IsJson) _out += '"';
     }
 
     void WriteText(const Value& value) {
         const std::string_view text = _values.GetText(value);
-        if (_isJson || text.size() <= kReadableText) return AppendQuoted(_out, text);
+        if (IsJson || text.size() <= kReadableText) return AppendQuoted(_out, text);
         AppendQuoted(_out, text.substr(0, kReadableText));
         _out += "... (" + std::to_string(text.size()) + " bytes)";
     }
@@ -77,11 +80,11 @@ private:
     void WriteList(const Value& list) {
         _out += '[';
         for (UInt32 i = 0; i < list.count; i++) {
-            if (i > 0) _out += _isJson ? "," : ", ";
+            if (i > 0) _out += kSeparator;
             Write();
         }
         if (list.omitted > 0) {
-            _out += _isJson ? "," : ", ";
+            _out += kSeparator;
             WriteWord("... " + std::to_string(list.omitted) + " more");
         }
         _out += ']';
@@ -90,9 +93,9 @@ private:
     void WritePairs(const Value& pairs) {
         _out += '{';
         for (UInt32 i = 0; i < pairs.count; i += 2) {
-            if (i > 0) _out += _isJson ? "," : ", ";
+            if (i > 0) _out += kSeparator;
             Write();
-            _out += _isJson ? ":" : "=";
+            _out += IsJson ? ":" : "=";
             Write();
         }
         _out += '}';
@@ -100,7 +103,6 @@ private:
 
     std::string& _out;
     const Values& _values;
-    bool _isJson;
     std::vector<Value>::const_iterator _next;
 };
 
@@ -119,12 +121,12 @@ void AppendPlain(std::string& out, std::string_view name) {
 
 void AppendJson(std::string& out, const Values& values) {
     out += '{';
-    Writer(out, values, true).WriteMembers();
+    Writer<true>(out, values).WriteMembers();
     out += '}';
 }
 
 void AppendReadable(std::string& out, const Values& values) {
-    Writer(out, values, false).WriteMembers();
+    Writer<false>(out, values).WriteMembers();
 }
 
 void AppendTime(std::string& out, Int64 nanoseconds, int digits) {

@@ -13,7 +13,7 @@ enum class Form {
     NOTHING,  ///< null
     NUMBER,   ///< as JSON writes it, too
     WORD,     ///< of the tracer's own making: letters, digits and signs that need no quoting
-    LABEL,    ///< an object's, which may have the program's name for it in it
+    LABEL,    ///< an object's, with the program's name for it in it
     TEXT,     ///< anything
     LIST,     ///< the `count` values that follow are its elements
     PAIRS,    ///< the `count` values that follow are keys and values in turn

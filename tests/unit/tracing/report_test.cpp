@@ -33,7 +33,7 @@ protected:
 };
 
 TEST_F(ReportTest, TheTableCountsCallsFailuresAndLaunchesByKernel) {
-    StartTraced();
+    StartTraced({.countsCalls = true});
     MakeObjects();
     const Char bytes[1] = {};
     fake.Fail("clEnqueueNDRangeKernel", CL_OUT_OF_RESOURCES, 2);
