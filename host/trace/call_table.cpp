@@ -12,6 +12,7 @@ namespace {
 template <class Map>
 auto SortByTime(const Map& rows) {
     std::vector<const typename Map::value_type*> sorted;
+    sorted.reserve(rows.size());
     for (const auto& row : rows) sorted.push_back(&row);
     std::ranges::stable_sort(sorted,
                              [](const auto* a, const auto* b) { return a->second.total > b->second.total; });
