@@ -21,14 +21,17 @@ void Check(const ErrorRef& error) {
     if (error) throw std::runtime_error(error.GetMessage().GetChars());
 }
 
-host::Options UseRuntime(const std::filesystem::path& runtime) {
+host::Options UseRuntime(const std::filesystem::path& runtime, std::shared_ptr<host::Tracing> tracing) {
     host::Options options;
+    options.tracing = std::move(tracing);
     if (!runtime.empty()) options.redirects.emplace(NUVRA_RUNTIME_NAME, runtime.string());
     return options;
 }
 
-Framework::Framework(const std::filesystem::path& runtime) : _host(UseRuntime(runtime)) {
-    Check(_host.LoadModules(NUVRA_MODULE_FILE));
+Framework::Framework(const std::filesystem::path& runtime, const std::filesystem::path& module,
+                     std::shared_ptr<host::Tracing> tracing)
+    : _host(UseRuntime(runtime, std::move(tracing))) {
+    Check(_host.LoadModules(module));
     Check(_host.AddModules(g_modules, "the benchmark"));
     Check(_host.Start());
 }

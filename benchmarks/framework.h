@@ -23,12 +23,15 @@ T Check(Result<T> result) {
 }
 
 /// The host's options with `runtime` opened in place of the system's runtime; empty for the system's.
-host::Options UseRuntime(const std::filesystem::path& runtime);
+host::Options UseRuntime(const std::filesystem::path& runtime, std::shared_ptr<host::Tracing> tracing = {});
 
 /// The host with the module started, and this program as a caller. Throws `std::runtime_error`.
 class Framework {
 public:
-    explicit Framework(const std::filesystem::path& runtime);
+    /// `runtime` as for `UseRuntime`; `tracing` may be null.
+    explicit Framework(const std::filesystem::path& runtime,
+                       const std::filesystem::path& module = NUVRA_MODULE_FILE,
+                       std::shared_ptr<host::Tracing> tracing = {});
 
     /// A context of the first platform's first device.
     static OpenCLContextRef CreateContext();

@@ -5,6 +5,7 @@
 #include "data_types.h"
 #include "object_class.h"
 #include "services.h"
+#include "trace/tracer_service.h"
 
 namespace nuvra::host {
 
@@ -26,6 +27,14 @@ constinit InterfaceRecord g_interfaces[] = {
     ImplementInterface<Diagnostic>(kHostClass, "Diagnostic", kDiagnosticOperations),
     ImplementInterface<UrlInterface>("nuvra.Url", "UrlImpl", kUrlOperations),
     ImplementInterface<DllInterface>("nuvra.Dll", "DllImpl", kDllOperations),
+};
+
+constinit ModuleRecord g_traceModule{"net.nuvra.trace.framework", kModuleFramework};
+constinit SourceUnitRecord g_traceUnit{"tracer_service"};
+
+constinit InterfaceRecord g_traceInterfaces[] = {
+    ImplementInterface<OpenGLCLTrace>(kHostClass, "OpenGLCLTrace", kTraceOperations),
+    ImplementInterface<OpenGLCLVKTracerInterface>(kHostClass, "OpenGLCLVKTracerImpl", kTracerOperations),
 };
 
 constexpr char kErrorComponentId[] = "nuvra.core.error";
@@ -70,6 +79,13 @@ ModuleRecord& MakeCoreModule() {
     Register(g_module, g_unit);
     g_module.kind = RecordKind::MODULE;
     return g_module;
+}
+
+ModuleRecord& MakeTraceModule() {
+    for (EntityRecord& record : g_traceInterfaces) Register(g_traceUnit, record);
+    Register(g_traceModule, g_traceUnit);
+    g_traceModule.kind = RecordKind::MODULE;
+    return g_traceModule;
 }
 
 }  // namespace nuvra::host

@@ -8,4 +8,7 @@ namespace nuvra::host {
 /// once.
 ModuleRecord& MakeCoreModule();
 
+/// The host's tracing service as a module, "net.nuvra.trace.framework". To be called once.
+ModuleRecord& MakeTraceModule();
+
 }  // namespace nuvra::host

@@ -5,6 +5,7 @@
 #include "no_throw.h"
 #include "services.h"
 #include "settings.h"
+#include "trace/recorder.h"
 #include "url_service.h"
 
 namespace nuvra {
@@ -61,6 +62,8 @@ Result<void*> FindSymbol(DllImpl* library, const CString& name) noexcept {
         if (address == nullptr)
             return MakeError("the library \"@\" has no \"@\": @",
                              {library->name.GetView(), name.GetView(), reason});
+        if (const auto& tracing = GetSettings().tracing)
+            tracing->GetRecorder().NoteSymbol(name.GetView(), address);
         return address;
     });
 }

@@ -86,8 +86,21 @@ Framework::Framework() {
     PrepareFallbackError(EntityReference<OutOfMemoryErrorObject, Class>::Get());
 }
 
+/// The service stays from the first host with tracers on, since a module may use its tracer for as long as
+/// the module is loaded. Before that there is none, so that a module can bring its own.
+void Framework::OfferTracing() {
+    if (_core.order.size() > 1) return;
+    Image& image = *_core.images.front();
+    const ModuleRecord& record = MakeTraceModule();
+    Module& module = *image.modules.emplace_back(std::make_unique<Module>(image, record));
+    Expect(ReadEntities(module, record.sourceUnits->entities));
+    Expect(GetInterfaces().Add(module));
+    _core.order.push_back(&module);
+}
+
 void Framework::Open(Options options) {
     if (_options) throw std::logic_error("a process has one host at a time");
+    if (options.tracing != nullptr) OfferTracing();
     _options = std::move(options);
     SetSettings(&*_options);
     for (const auto& image : _kept.images) image->isKept = false;
@@ -129,7 +142,7 @@ Result<void> Framework::StartModules() {
         images.push_back(image.get());
     }
     NUVRA_ASSIGN_OR_RETURN(std::vector<Module*> order, OrderByDependencies(images));
-    std::erase(order, _core.order.front());
+    std::erase_if(order, [&](const Module* module) { return &module->image == images.front(); });
     _current.order = std::move(order);
 
     for (const Module* module : _current.order) NUVRA_RETURN_IF_ERROR(GetInterfaces().Add(*module));

@@ -35,6 +35,7 @@ public:
 private:
     Framework();
 
+    void OfferTracing();
     Result<void> StartModules();
     /// Fills the modules' references with what is registered; what they hold of kept modules stays.
     void Fill(const std::vector<Module*>& modules) const;

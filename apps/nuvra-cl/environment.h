@@ -1,8 +1,11 @@
 #pragma once
 
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "nuvra/tracing.h"
 
 namespace nuvra::app {
 
@@ -12,12 +15,18 @@ struct Options {
     std::string runtime;  ///< the file to use as OpenCL runtime; empty for the system's
     std::string module;   ///< the module's file; empty for the one beside the program
     bool isQuiet = false;
+    std::string traceFile;  ///< empty for none
+    std::string logFile;    ///< "-" for standard error, empty for none
+    bool countsCalls = false;
+    bool checksLeaks = false;
+    bool isSerialized = false;
 };
 
 /// What a command is run with.
 struct Environment {
     Options options;
     std::FILE* terminal = nullptr;           ///< for progress bars; null without a terminal
+    std::shared_ptr<host::Tracing> tracing;  ///< null when nobody watches the OpenCL calls
     std::vector<std::string> diagnostics{};  ///< of host and modules, shown after the command
     std::vector<std::string> notes{};        ///< what the person should know of a result, shown likewise
 };

@@ -2,7 +2,7 @@
 
 #include <system_error>
 
-#include "error_names.h"
+#include "nuvra/error_names.h"
 #include "nuvra/open_cl_error.h"
 
 namespace nuvra::app {
@@ -34,7 +34,7 @@ std::string DescribeError(const ErrorRef& error) {
     if (!openCLError) return FirstLine(text, error.GetClassId());
     const Int32 code = openCLError.GetErrorCode();
     const std::string number = "(" + std::to_string(code) + ")";
-    const std::string_view name = FindErrorName(code);
+    const std::string_view name = host::FindErrorName(code);
     if (name.empty()) return "OpenCL error " + number;
     if (text.empty() || text == name) return std::string(name) + " " + number;
     return text + " " + std::string(name) + " " + number;

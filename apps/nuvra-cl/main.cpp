@@ -5,6 +5,7 @@
 #include "command.h"
 #include "failure.h"
 #include "system.h"
+#include "tracing_options.h"
 
 namespace nuvra::app {
 
@@ -24,6 +25,7 @@ void AddCommonOptions(CLI::App& app, Options& options) {
     app.add_option("--module", options.module, "The OpenCL module (the one that came with this program)")
         ->type_name("FILE");
     app.add_flag("--quiet", options.isQuiet, "Show neither progress nor warnings");
+    AddTracingOptions(app, options);
     app.set_version_flag("--version", "nuvra-cl " NUVRA_VERSION);
 }
 
@@ -81,7 +83,8 @@ int Main(int argc, char** argv) {
         commands.back()->AddOptions(*command);
         command->footer(
             command->get_footer() +
-            "\n\nEvery command takes --device, --runtime, --module and --quiet: see nuvra-cl --help.");
+            "\n\nEvery command takes --device, --runtime, --module, --quiet and the options that watch the\n"
+            "OpenCL calls: see nuvra-cl --help.");
     }
     const auto chosen = [&]() -> std::string {
         return app.get_subcommands().empty() ? "" : app.get_subcommands().front()->get_name();
@@ -95,9 +98,11 @@ int Main(int argc, char** argv) {
     }
     if (chosen().empty()) return ReportWrongArguments("no command was given", {});
     if (!environment.options.isQuiet) environment.terminal = OpenTerminal();
+    StartTracing(environment);
     int status = 0;
     for (size_t i = 0; i < commands.size(); i++)
         if (kCommands[i].name == chosen()) status = RunCommand(*commands[i], chosen(), environment);
+    if (FinishTracing(environment) && status == 0) status = kFailed;
     ShowMessages(environment, status);
     if (environment.terminal != nullptr) std::fclose(environment.terminal);
     return status;

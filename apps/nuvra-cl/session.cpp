@@ -29,6 +29,7 @@ host::Options MakeHostOptions(Environment& environment) {
     options.diagnostics = [&environment](std::string_view message) {
         environment.diagnostics.emplace_back(message);
     };
+    options.tracing = environment.tracing;
     return options;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 
 /// What the program asks of the operating system beyond the standard library.
 namespace nuvra::app {
@@ -22,6 +23,10 @@ std::FILE* OpenTerminal();
 /// Removes `path` when the program is interrupted, told to end or cut off from its reader. One path at a
 /// time; the empty path takes it back.
 void RemoveWhenInterrupted(const std::filesystem::path& path);
+
+/// Runs `action` on a thread of its own when the program is interrupted, told to end or cut off from its
+/// reader, before it ends by that. Once for a program.
+void RunWhenInterrupted(std::function<void()> action);
 
 /// Drops what is written to standard error as long as it lives: picture libraries report there too what the
 /// program then says in its own words.

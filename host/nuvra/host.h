@@ -3,11 +3,13 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "nuvra/registry.h"
+#include "nuvra/tracing.h"
 
 namespace nuvra::host {
 
@@ -19,6 +21,9 @@ struct Options {
     std::function<void(std::string_view message)> diagnostics;
     /// Asked before each allocation of the system service, on the allocating thread; false makes it fail.
     std::function<bool(Int size)> allow;
+    /// Watches the OpenCL calls; null for nobody. The service behind it is then the host's: no module may
+    /// bring one of its own, in this host and in later ones.
+    std::shared_ptr<Tracing> tracing;
 };
 
 /// How many blocks of the system service are allocated at the moment, by whomever.

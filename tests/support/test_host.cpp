@@ -20,9 +20,11 @@ namespace {
 
 const ModuleRegistration g_registration(g_modules, g_program, {});
 
-host::Options MakeOptions(TestHost& owner, std::map<std::string, std::string> redirects) {
+host::Options MakeOptions(TestHost& owner, std::map<std::string, std::string> redirects,
+                          std::shared_ptr<host::Tracing> tracing) {
     host::Options options;
     options.redirects = std::move(redirects);
+    options.tracing = std::move(tracing);
     options.diagnostics = [&owner](std::string_view message) { owner.diagnostics.emplace_back(message); };
     options.allow = [&owner](Int) { return owner.allocations.Allows(); };
     return options;
@@ -30,8 +32,8 @@ host::Options MakeOptions(TestHost& owner, std::map<std::string, std::string> re
 
 }  // namespace
 
-TestHost::TestHost(std::map<std::string, std::string> redirects)
-    : host(MakeOptions(*this, std::move(redirects))) {}
+TestHost::TestHost(std::map<std::string, std::string> redirects, std::shared_ptr<host::Tracing> tracing)
+    : host(MakeOptions(*this, std::move(redirects), std::move(tracing))) {}
 
 Result<void> TestHost::Start(const Texts& libraries) {
     NUVRA_RETURN_IF_ERROR(host.AddModules(g_modules, "the test program"));

@@ -44,7 +44,8 @@ private:
 /// A host with everything that a test wants to see of it.
 class TestHost {
 public:
-    explicit TestHost(std::map<std::string, std::string> redirects = {});
+    explicit TestHost(std::map<std::string, std::string> redirects = {},
+                      std::shared_ptr<host::Tracing> tracing = {});
 
     /// Adds the test program's module and the libraries, and starts them.
     Result<void> Start(const Texts& libraries = {});

@@ -8,6 +8,8 @@
 #include <csignal>
 #include <iterator>
 #include <string>
+#include <thread>
+#include <utility>
 
 namespace nuvra::app {
 
@@ -17,13 +19,24 @@ namespace {
 char g_removedPath[4096];
 volatile std::sig_atomic_t g_hasRemovedPath = 0;
 
-void EndBySignal(int signal) {
+/// Where a thread waits for the signal that ends the program, which may do what a handler may not.
+int g_signalPipe[2] = {-1, -1};
+
+void EndProgram(int signal) {
     if (g_hasRemovedPath != 0) unlink(g_removedPath);
     std::signal(signal, SIG_DFL);
     raise(signal);
 }
 
-void InstallHandlers() {
+void EndBySignal(int signal) {
+    const auto number = static_cast<char>(signal);
+    if (g_signalPipe[1] < 0 || write(g_signalPipe[1], &number, 1) != 1) EndProgram(signal);
+    std::signal(signal, SIG_DFL);  // the second one does not wait for the thread
+}
+
+void InstallHandlersOnce() {
+    static bool isInstalled = false;
+    if (std::exchange(isInstalled, true)) return;
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
         struct sigaction current = {};
         // A program started with `nohup` keeps ignoring what it was told to ignore.
@@ -57,8 +70,7 @@ std::FILE* OpenTerminal() {
 }
 
 void RemoveWhenInterrupted(const std::filesystem::path& path) {
-    static const bool installed = (InstallHandlers(), true);
-    static_cast<void>(installed);
+    InstallHandlersOnce();
     g_hasRemovedPath = 0;
     std::atomic_signal_fence(std::memory_order_seq_cst);
     const std::string absolute = path.empty() ? std::string() : std::filesystem::absolute(path).string();
@@ -66,6 +78,18 @@ void RemoveWhenInterrupted(const std::filesystem::path& path) {
     std::copy_n(absolute.c_str(), absolute.size() + 1, g_removedPath);
     std::atomic_signal_fence(std::memory_order_seq_cst);
     g_hasRemovedPath = 1;
+}
+
+void RunWhenInterrupted(std::function<void()> action) {
+    if (pipe(g_signalPipe) != 0) return;
+    for (const int end : g_signalPipe) fcntl(end, F_SETFD, FD_CLOEXEC);
+    std::thread([action = std::move(action)] {
+        char signal = 0;
+        if (read(g_signalPipe[0], &signal, 1) != 1) return;
+        action();
+        EndProgram(signal);
+    }).detach();
+    InstallHandlersOnce();
 }
 
 SilencedStandardError::SilencedStandardError() {

@@ -1,10 +1,10 @@
 #include "module_fixture.h"
 
-#include "error_names.h"
+#include "nuvra/error_names.h"
 
 namespace nuvra::test {
 std::string CodeName(Int32 code) {
-    const std::string_view name = app::FindErrorName(code);
+    const std::string_view name = host::FindErrorName(code);
     return name.empty() ? "code " + std::to_string(code) : std::string(name);
 }
 
@@ -35,7 +35,8 @@ ModuleTest::ModuleTest() {
 }
 
 void ModuleTest::Start(const std::string& runtime) {
-    host.emplace(std::map<std::string, std::string>{{"libOpenCL.so.1", runtime}, {"opencl.dll", runtime}});
+    host.emplace(std::map<std::string, std::string>{{"libOpenCL.so.1", runtime}, {"opencl.dll", runtime}},
+                 tracing);
     ASSERT_TRUE(IsOk(host->Start({OPENCL_MODULE_FILE})));
 }
 

@@ -65,8 +65,9 @@ protected:
     Texts TakeNames();
 
     fake::Control& fake = fake::Control::Get();
-    std::optional<TestHost> host;  ///< the running host, with what it was asked and told
-    int expectedLive = 0;          ///< handles that the end of the test may find alive
+    std::shared_ptr<host::Tracing> tracing;  ///< of the host that is started next
+    std::optional<TestHost> host;            ///< the running host, with what it was asked and told
+    int expectedLive = 0;                    ///< handles that the end of the test may find alive
 
     Objects cl;
 };

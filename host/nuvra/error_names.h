@@ -4,10 +4,10 @@
 
 #include "nuvra/types.h"
 
-namespace nuvra::app {
+namespace nuvra::host {
 
 /// The name of an error code of the OpenCL headers, extensions included, or of the module's own codes; empty
 /// for any other number.
 std::string_view FindErrorName(Int32 code);
 
-}  // namespace nuvra::app
+}  // namespace nuvra::host

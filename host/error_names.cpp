@@ -1,9 +1,9 @@
-#include "error_names.h"
+#include "nuvra/error_names.h"
 
 #include <algorithm>
 #include <iterator>
 
-namespace nuvra::app {
+namespace nuvra::host {
 
 namespace {
 
@@ -127,4 +127,4 @@ std::string_view FindErrorName(Int32 code) {
     return found == std::end(kErrorNames) ? std::string_view() : found->name;
 }
 
-}  // namespace nuvra::app
+}  // namespace nuvra::host

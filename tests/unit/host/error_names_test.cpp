@@ -1,4 +1,4 @@
-#include "error_names.h"
+#include "nuvra/error_names.h"
 
 #include <gtest/gtest.h>
 
@@ -34,14 +34,14 @@ TEST(ErrorNames, EveryErrorCodeOfTheHeadersHasAName) {
             words >> directive >> macro >> value;
             if (directive != "#define" || !IsError(macro, value)) continue;
             count++;
-            const std::string_view name = app::FindErrorName(std::stoi(value));
+            const std::string_view name = host::FindErrorName(std::stoi(value));
             // Two vendors' codes were taken over by Khronos under new names.
             EXPECT_TRUE(name == macro || name.ends_with("_KHR")) << line;
         }
     }
     EXPECT_GT(count, 80);
-    EXPECT_EQ(app::FindErrorName(-25), "");
-    EXPECT_EQ(app::FindErrorName(7), "");
+    EXPECT_EQ(host::FindErrorName(-25), "");
+    EXPECT_EQ(host::FindErrorName(7), "");
 }
 
 }  // namespace

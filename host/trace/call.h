@@ -1,0 +1,64 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "handles.h"
+#include "signatures.h"
+#include "values.h"
+
+namespace nuvra::host {
+
+/// Data behind a call's arguments.
+struct Attachment {
+    Int index = -1;  ///< of the array element that it belongs to, or -1
+    Int size = 0;    ///< bytes
+    bool isText = false;
+    std::string text{};  ///< of a text; other data is not kept
+};
+
+enum class CallKind {
+    CALL,     ///< with its results
+    OPEN,     ///< begun, its results are not there
+    BEFORE,   ///< an event that no call follows
+    AFTER,    ///< results without a beginning
+    COMMENT,  ///< a name without values
+};
+
+/// One call as the tracers see it.
+struct Call {
+    CallKind kind = CallKind::CALL;
+    std::string name;
+    const Function* function = nullptr;  ///< null for an unknown one
+    std::string kernel;                  ///< of a launch
+    bool isKernelPlain = true;           ///< its name needs no quoting in JSON
+    UInt64 thread = 0;
+    UInt32 cookie = 0;
+    Int64 begin = 0;  ///< nanoseconds since the tracing began
+    Int64 end = 0;
+    Values arguments;
+    Values results;
+    bool hasFailed = false;
+    std::vector<Attachment> attachments;
+    Handles::Map::node_type released;  ///< the object that the call releases
+};
+
+/// What becomes of the calls. Used by one thread at a time.
+class CallSink {
+public:
+    CallSink() = default;
+    virtual ~CallSink() = default;
+    CallSink(const CallSink&) = delete;
+    CallSink& operator=(const CallSink&) = delete;
+
+    virtual void Write(const Call& call) = 0;
+    virtual void Finish() {}
+    /// Why the sink does not do its work; empty while it does.
+    virtual std::string GetProblem() const { return {}; }
+};
+
+/// Appends "clFinish(command_queue=queue#1 (0x5581c0)) = CL_SUCCESS", with every argument and result.
+void AppendCall(std::string& out, const Call& call);
+
+}  // namespace nuvra::host

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "call.h"
+#include "record_file.h"
+
+namespace nuvra::host {
+
+/// Writes trace events in the JSON array form that Perfetto and chrome://tracing load, complete or cut short.
+class ChromeTrace : public CallSink {
+public:
+    explicit ChromeTrace(const std::filesystem::path& path);
+
+    void Write(const Call& call) override;
+    void Finish() override;
+    std::string GetProblem() const override { return _file.GetProblem(); }
+
+private:
+    RecordFile _file;
+};
+
+}  // namespace nuvra::host

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "nuvra/types.h"
+
+/// The OpenCL headers' constants by name. Which constants a number may be is told by the letter of the
+/// signature code (see opengl_cl_trace.h), and for property lists by 'r', their keys' letter.
+namespace nuvra::host {
+
+/// The name of the constant, empty for any other number.
+std::string_view FindConstant(char letter, UInt64 value);
+
+/// Appends the names of the bits with "|" between them, and what has no name in hexadecimal: "0" for no bits,
+/// "CL_MEM_READ_WRITE|0x10000".
+void AppendBits(std::string& text, char letter, UInt64 bits);
+
+/// Appends "0x" and the hexadecimal digits.
+void AppendHexadecimal(std::string& text, UInt64 number);
+
+}  // namespace nuvra::host

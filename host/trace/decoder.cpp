@@ -1,0 +1,252 @@
+#include "decoder.h"
+
+#include <CL/cl.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+
+#include "constants.h"
+#include "nuvra/error_names.h"
+
+namespace nuvra::host {
+
+namespace {
+
+/// A copy of an argument list, read in turn.
+class Arguments {
+public:
+    explicit Arguments(va_list arguments) { va_copy(_list, arguments); }
+    ~Arguments() { va_end(_list); }
+    Arguments(const Arguments&) = delete;
+    Arguments& operator=(const Arguments&) = delete;
+
+    template <class T>
+    T Take() {
+        if constexpr (std::is_same_v<T, cl_float>)
+            return static_cast<cl_float>(va_arg(_list, double));  // as variable arguments pass it
+        else
+            return va_arg(_list, T);
+    }
+
+private:
+    va_list _list;
+};
+
+/// The elements of an array, read in turn, as variable arguments would be.
+class Elements {
+public:
+    explicit Elements(const void* array) : _next(static_cast<const std::byte*>(array)) {}
+
+    template <class T>
+    T Take() {
+        T value;
+        std::memcpy(&value, _next, sizeof(value));
+        _next += sizeof(value);
+        return value;
+    }
+
+private:
+    const std::byte* _next;
+};
+
+bool IsOneOf(char letter, std::string_view letters) {
+    return letters.find(letter) != letters.npos;
+}
+
+bool IsKnown(char letter) {
+    return IsOneOf(letter, "iuspPTmnvYVNwWRrbEfF");
+}
+
+class Decoder {
+public:
+    Decoder(const Event& event, Handles& handles, Values& values)
+        : _event(event), _handles(handles), _values(values) {}
+
+    Outcome Run(Arguments& arguments) {
+        const std::string_view code = _event.code;
+        const Signature* signature = _event.function == nullptr ? nullptr : _event.function->Find(code);
+        size_t next = 0;
+        for (size_t i = 0; i < code.size() && code[i] != 'x'; i++, next++) {
+            _parameter = signature != nullptr && next < signature->parameters.size()
+                             ? signature->parameters[next]
+                             : Parameter{"value"};
+            if (code[i] == 'a' && i + 1 < code.size()) {
+                AddArray(code[++i], arguments);
+            } else if (!IsKnown(code[i])) {
+                AddText(code.substr(i), Form::TEXT, "undecoded");
+                break;
+            } else {
+                AddScalar(code[i], arguments);
+            }
+        }
+        return _outcome;
+    }
+
+private:
+    void AddScalar(char letter, Arguments& arguments) {
+        if (letter == 'T')
+            AddString(arguments.Take<const char*>());
+        else if (letter == 'r')
+            AddProperties(arguments.Take<const cl_context_properties*>());
+        else if (letter == 'P' && _event.isAfter && _parameter.meaning == Meaning::HANDLE)
+            AddCreated(arguments.Take<const void*>());
+        else
+            AddElement(letter, arguments);
+    }
+
+    void AddArray(char letter, Arguments& arguments) {
+        const auto count = static_cast<UInt32>(std::max(arguments.Take<int>(), 0));
+        const void* array = arguments.Take<const void*>();
+        if (array == nullptr || !IsKnown(letter)) return AddPointer(array);
+        const UInt32 kept = std::min(count, kLongestList);
+        Value& list = _values.Add(_parameter.name, Form::LIST);
+        list.count = kept;
+        list.omitted = count - kept;
+        _parameter.name = {};
+        Elements elements(array);
+        for (UInt32 i = 0; i < kept; i++) AddElement(letter, elements);
+    }
+
+    template <class Source>
+    void AddElement(char letter, Source& source) {
+        if (letter == 'i')
+            AddInteger(source.template Take<cl_int>());
+        else if (letter == 's')
+            AddNumber(source.template Take<size_t>());
+        else if (letter == 'f')
+            AddNumber(source.template Take<cl_float>());
+        else if (letter == 'F')
+            AddNumber(source.template Take<cl_double>());
+        else if (IsOneOf(letter, "NwWR"))
+            AddBitField(letter, source.template Take<cl_ulong>());
+        else if (IsOneOf(letter, "ubEmnvYV"))
+            AddConstant(letter, source.template Take<cl_uint>());
+        else
+            AddHandleOrAddress(source.template Take<const void*>());
+    }
+
+    void AddInteger(cl_int value) {
+        if (_isUnsigned) return AddNumber(static_cast<cl_uint>(value));
+        if (_parameter.meaning != Meaning::ERROR) return AddNumber(value);
+        _outcome.hasFailed = value != CL_SUCCESS;
+        const std::string_view name = FindErrorName(value);
+        // The table has the module's own codes, too, which no runtime means.
+        if (!name.starts_with("CL_")) return AddNumber(value);
+        AddText(name, Form::WORD, _parameter.name);
+    }
+
+    void AddConstant(char letter, cl_uint value) {
+        const std::string_view name = letter == 'u' ? std::string_view() : FindConstant(letter, value);
+        if (!name.empty())
+            AddText(name, Form::WORD, _parameter.name);
+        else if (letter == 'u' || letter == 'b')
+            AddNumber(value);
+        else
+            AddHexadecimal(value);
+    }
+
+    void AddBitField(char letter, cl_ulong value) {
+        if (letter == 'N' && _parameter.meaning != Meaning::DEVICE_TYPE) return AddNumber(value);
+        Value& added = _values.Add(_parameter.name, Form::WORD);
+        AppendBits(_values.GetTexts(), letter, value);
+        _values.End(added);
+    }
+
+    void AddHexadecimal(UInt64 value) {
+        Value& added = _values.Add(_parameter.name, Form::WORD, value);
+        AppendHexadecimal(_values.GetTexts(), value);
+        _values.End(added);
+    }
+
+    void AddPointer(const void* pointer) {
+        if (pointer != nullptr)
+            AddHexadecimal(reinterpret_cast<UInt64>(pointer));
+        else
+            _values.Add(_parameter.name, Form::NOTHING);
+    }
+
+    void AddHandleOrAddress(const void* pointer) {
+        if (_parameter.meaning == Meaning::ADDRESS) _outcome.hasFailed = pointer == nullptr;
+        if (_parameter.meaning == Meaning::NUMBER) return AddNumber(reinterpret_cast<UInt64>(pointer));
+        if (pointer == nullptr || _parameter.meaning != Meaning::HANDLE) return AddPointer(pointer);
+        AddHandle(_handles.Find(_parameter.kind, pointer));
+    }
+
+    void AddCreated(const void* handle) {
+        if (handle == nullptr) return AddPointer(handle);
+        _outcome.created = &_handles.Create(_parameter.kind, handle);
+        if (!_event.createdName.empty()) _outcome.created->SetName(_event.createdName);
+        AddHandle(*_outcome.created);
+    }
+
+    void AddHandle(const Handles::Object& object) {
+        Value& added = _values.Add(_parameter.name, object.isPlain ? Form::WORD : Form::LABEL,
+                                   reinterpret_cast<UInt64>(object.address));
+        _values.GetTexts() += object.label;
+        _values.End(added);
+    }
+
+    void AddString(const char* text) {
+        if (text == nullptr) return AddPointer(text);
+        // The names of OpenCL C's types are known, and the only ones to come by the thousand.
+        constexpr std::string_view kTypes[] = {"cl_mem", "cl_int", "cl_uint", "cl_float", "cl_double"};
+        const bool isType = std::ranges::find(kTypes, text) != std::end(kTypes);
+        _isUnsigned = std::string_view(text) == "cl_uint";
+        AddText(text, isType ? Form::WORD : Form::TEXT, _parameter.name);
+    }
+
+    void AddText(std::string_view text, Form form, std::string_view name) {
+        Value& added = _values.Add(name, form);
+        _values.GetTexts() += text;
+        _values.End(added);
+    }
+
+    void AddProperties(const cl_context_properties* list) {
+        if (list == nullptr) return AddPointer(list);
+        UInt32 count = 0;
+        while (count < kLongestList && list[count] != 0) count += 2;
+        _values.Add(_parameter.name, Form::PAIRS).count = count;
+        for (UInt32 i = 0; i < count; i += 2) {
+            _parameter = {};
+            const auto key = static_cast<UInt64>(list[i]);
+            const std::string_view name = FindConstant('r', key);
+            if (name.empty())
+                AddHexadecimal(key);
+            else
+                AddText(name, Form::WORD, {});
+            if (list[i] == CL_CONTEXT_PLATFORM) _parameter = {{}, Meaning::HANDLE, ObjectKind::PLATFORM};
+            AddHandleOrAddress(reinterpret_cast<const void*>(list[i + 1]));
+        }
+    }
+
+    template <class T>
+    void AddNumber(T value) {
+        if constexpr (std::is_floating_point_v<T>)
+            if (!std::isfinite(value))
+                return AddText(std::isnan(value) ? "nan"
+                               : value > 0       ? "inf"
+                                                 : "-inf",
+                               Form::WORD, _parameter.name);
+        char digits[32];
+        const char* end = std::to_chars(digits, std::end(digits), value).ptr;
+        AddText({digits, static_cast<size_t>(end - digits)}, Form::NUMBER, _parameter.name);
+    }
+
+    const Event& _event;
+    Handles& _handles;
+    Values& _values;
+    Parameter _parameter;
+    bool _isUnsigned = false;  ///< the values are said to be unsigned, though their letter is 'i'
+    Outcome _outcome;
+};
+
+}  // namespace
+
+Outcome Decode(const Event& event, va_list arguments, Handles& handles, Values& values) {
+    Arguments copy(arguments);
+    return Decoder(event, handles, values).Run(copy);
+}
+
+}  // namespace nuvra::host

@@ -1,0 +1,59 @@
+#include "record_file.h"
+
+#include <cerrno>
+#include <system_error>
+
+#include "values.h"
+
+namespace nuvra::host {
+
+namespace {
+
+constexpr size_t kFull = size_t{1} << 16;  // bytes
+
+}  // namespace
+
+RecordFile::RecordFile(const std::filesystem::path& path, Int64 patience) : _path(path), _patience(patience) {
+    _stream = path == "-" ? stderr : std::fopen(path.string().c_str(), "wb");
+    if (_stream == nullptr)
+        Fail(errno);
+    else if (_stream != stderr)
+        std::setvbuf(_stream, nullptr, _IONBF, 0);  // the buffer here is enough
+}
+
+RecordFile::~RecordFile() {
+    Flush();
+    if (_stream != nullptr && _stream != stderr) std::fclose(_stream);
+}
+
+void RecordFile::Commit(Int64 now) {
+    if (_buffer.size() < kFull && now - _latest < _patience) return;
+    _latest = now;
+    Flush();
+}
+
+void RecordFile::Flush() {
+    if (_stream != nullptr && !_buffer.empty()) {
+        errno = 0;
+        if (std::fwrite(_buffer.data(), 1, _buffer.size(), _stream) == _buffer.size())
+            _written += static_cast<Int64>(_buffer.size());
+        else
+            Fail(errno);
+    }
+    if (_buffer.capacity() > 2 * kFull) _buffer = {};  // a long record does not stay for ever
+    _buffer.clear();
+}
+
+void RecordFile::Fail(int systemError) {
+    _problem = "cannot write ";
+    AppendQuoted(_problem, _path.string());
+    _problem += ": " + std::generic_category().message(systemError);
+    if (_stream == nullptr || _stream == stderr) return;
+    std::fclose(_stream);
+    _stream = nullptr;
+    std::error_code ignored;
+    if (std::filesystem::is_regular_file(_path, ignored))
+        std::filesystem::resize_file(_path, static_cast<std::uintmax_t>(_written), ignored);
+}
+
+}  // namespace nuvra::host

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+#include "nuvra/types.h"
+
+namespace nuvra::host {
+
+/// A text file that grows by records, and ends with a whole one whatever happens to the program or the disk.
+class RecordFile {
+public:
+    /// "-" is standard error. A record is written after at most `patience` nanoseconds, seen when another
+    /// comes.
+    RecordFile(const std::filesystem::path& path, Int64 patience);
+    ~RecordFile();
+    RecordFile(const RecordFile&) = delete;
+    RecordFile& operator=(const RecordFile&) = delete;
+
+    /// Where a record is appended to.
+    std::string& GetBuffer() { return _buffer; }
+    /// What was appended is a whole record, complete at the time `now`.
+    void Commit(Int64 now);
+    void Flush();
+
+    /// "cannot write "x": No space left on device", empty while all is well. Records are dropped then.
+    const std::string& GetProblem() const { return _problem; }
+
+private:
+    void Fail(int systemError);
+
+    std::filesystem::path _path;
+    Int64 _patience;
+    std::FILE* _stream = nullptr;
+    std::string _buffer;
+    std::string _problem;
+    Int64 _written = 0;  ///< bytes of whole records
+    Int64 _latest = 0;   ///< when records were written last
+};
+
+}  // namespace nuvra::host

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "nuvra/types.h"
+
+namespace nuvra::host {
+
+/// How a value reads.
+enum class Form {
+    NOTHING,  ///< null
+    NUMBER,   ///< as JSON writes it, too
+    WORD,     ///< of the tracer's own making: letters, digits and signs that need no quoting
+    LABEL,    ///< an object's, with the program's name for it in it
+    TEXT,     ///< anything
+    LIST,     ///< the `count` values that follow are its elements
+    PAIRS,    ///< the `count` values that follow are keys and values in turn
+};
+
+struct Value {
+    std::string_view name;  ///< of the parameter; empty in lists
+    Form form = Form::NOTHING;
+    UInt32 count = 0;    ///< elements of LIST and PAIRS
+    UInt64 omitted = 0;  ///< elements of a LIST that were left out
+    UInt64 address = 0;  ///< of an object, or where a pointer points
+    size_t begin = 0;    ///< where its text begins
+    size_t size = 0;
+};
+
+/// Values with their texts, none of which points to anything of the traced program. Meant to be used again
+/// and again: `Clear` keeps the memory.
+class Values {
+public:
+    Value& Add(std::string_view name, Form form, UInt64 address = 0) {
+        Value& value = _list.emplace_back();
+        value.name = name;
+        value.form = form;
+        value.address = address;
+        value.begin = _texts.size();
+        return value;
+    }
+    /// The texts, to append that of the value added last; `End` says that it is complete.
+    std::string& GetTexts() { return _texts; }
+    void End(Value& value) const { value.size = _texts.size() - value.begin; }
+
+    const std::vector<Value>& GetList() const { return _list; }
+    std::string_view GetText(const Value& value) const {
+        return std::string_view(_texts).substr(value.begin, value.size);
+    }
+    /// The top-level value of that name, or null.
+    const Value* Find(std::string_view name) const {
+        for (const Value& value : _list)
+            if (value.name == name) return &value;
+        return nullptr;
+    }
+    void Clear() {
+        constexpr size_t kKept = 4096;  // so that one long text does not stay for ever
+        if (_texts.capacity() > kKept) _texts = {};
+        if (_list.capacity() > kKept) _list = {};
+        _texts.clear();
+        _list.clear();
+    }
+
+private:
+    std::vector<Value> _list;
+    std::string _texts;
+};
+
+/// Appends a text as JSON has it, in quotes; what is no UTF-8 becomes U+FFFD.
+void AppendQuoted(std::string& out, std::string_view text);
+
+/// Appends a name for people to read on one line: in quotes only when something in it needs them.
+void AppendPlain(std::string& out, std::string_view name);
+
+/// Appends `{"NAME":VALUE,...}`.
+void AppendJson(std::string& out, const Values& values);
+
+/// Appends "NAME=VALUE, ...", on one line, long texts cut.
+void AppendReadable(std::string& out, const Values& values);
+
+/// Appends a time with its fraction: of 1234567 ns, "1234.567" as microseconds (`digits` 3) and "1.234567" as
+/// milliseconds (6). Not negative.
+void AppendTime(std::string& out, Int64 nanoseconds, int digits);
+
+}  // namespace nuvra::host
