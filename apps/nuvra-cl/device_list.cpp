@@ -48,10 +48,13 @@ const DeviceEntry& ChooseDevice(const std::vector<PlatformEntry>& platforms, con
         });
         return gpu == all.end() ? *all.front() : **gpu;
     }
+    // Names are full of digits: a number is never a part of one.
+    const bool isNumber = wanted.find_first_not_of("0123456789") == std::string::npos;
     Entries matches;
     for (const DeviceEntry* entry : all) {
         if (std::to_string(entry->number) == wanted) return *entry;
-        if (ToLower(entry->name).find(ToLower(wanted)) != std::string::npos) matches.push_back(entry);
+        if (!isNumber && ToLower(entry->name).find(ToLower(wanted)) != std::string::npos)
+            matches.push_back(entry);
     }
     if (matches.size() == 1) return *matches.front();
     if (matches.empty())

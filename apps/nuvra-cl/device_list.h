@@ -36,8 +36,9 @@ T GetNumber(const Ref& object, UInt32 selector) {
     return number == nullptr ? T{} : *number;
 }
 
-/// The device that `wanted` names: its number, or a part of its name in either case. Without a name, the
-/// first GPU, or else the first device. Throws a `Failure` that lists the choices.
+/// The device that `wanted` names: its number, or a part of its name in either case, which is more than
+/// digits. Without a name, the first GPU, or else the first device. Throws a `Failure` that lists the
+/// choices.
 const DeviceEntry& ChooseDevice(const std::vector<PlatformEntry>& platforms, const std::string& wanted);
 
 /// Why there is no device at all.

@@ -45,6 +45,17 @@ void FinishStandardOutput() {
         throw Failure("cannot write the standard output: " + DescribeSystemError(errno));
 }
 
+/// The help or the version, whichever was asked for.
+int ShowHelp(const CLI::App& app, const CLI::Success& success) {
+    try {
+        app.exit(success);
+        FinishStandardOutput();
+        return 0;
+    } catch (const Failure& failure) {
+        return Report(failure.what(), kFailed);
+    }
+}
+
 int RunCommand(Command& command, const std::string& name, Environment& environment) {
     try {
         command.Run(environment);
@@ -92,7 +103,7 @@ int Main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& success) {
-        return app.exit(success);
+        return ShowHelp(app, success);
     } catch (const CLI::ParseError& error) {
         return ReportWrongArguments(error.what(), chosen());
     }

@@ -33,6 +33,8 @@ OutputFile::OutputFile(const fs::path& path, Access access, const std::string& e
     }
     MakeTemporary(_isSpecial ? fs::temp_directory_path() : _target.parent_path(),
                   path.has_extension() ? path.extension().string() : extension);
+    // Where this fails, the file system has no permissions that could differ.
+    if (fs::is_regular_file(status)) fs::permissions(_written, status.permissions(), error);
     if (access == Access::RANDOM) Close();
 }
 

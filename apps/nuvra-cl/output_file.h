@@ -6,8 +6,9 @@
 namespace nuvra::app {
 
 /// The file that a command writes. Nothing half-written is ever seen under its name: the bytes go to a
-/// temporary file beside it, which `Commit` renames and which is removed otherwise, by an interrupt too. A
-/// pipe, a terminal or another thing that is no regular file is written directly.
+/// temporary file beside it, which `Commit` renames and which is removed otherwise, by an interrupt too; it
+/// has the permissions of the file that it replaces. A pipe, a terminal or another thing that is no regular
+/// file is written directly.
 ///
 /// Every operation throws the `Failure` "cannot write NAME: ...".
 class OutputFile {

@@ -56,6 +56,18 @@ OpenCLMemoryObjectRef MakeImage(const Gpu& gpu, const SampleType& type, UInt32 f
                      "make an image of " + DescribeSize(size.width, size.height) + " pixels");
 }
 
+Int64 FindImageLimit(const Gpu& gpu, const SampleType& type) {
+    Int64 works = 1;
+    Int64 fails = kLargestSide;
+    while (fails - works > 1) {
+        const Int64 side = works + (fails - works) / 2;
+        const bool isMade = TryMakeImage(gpu, type, OpenCLMemoryFlags::READ_ONLY, {side, 1}).IsOk() &&
+                            TryMakeImage(gpu, type, OpenCLMemoryFlags::READ_ONLY, {1, side}).IsOk();
+        (isMade ? works : fails) = side;
+    }
+    return works;
+}
+
 /// Runtimes differ: some call any image that they cannot make an invalid operation.
 bool MayBeTooLarge(const ErrorRef& error) {
     switch (static_cast<OpenCLErrorCode>(GetCode(error))) {

@@ -8,6 +8,9 @@
 
 namespace nuvra::app {
 
+/// A side larger than any picture format has is a mistake.
+inline constexpr Int64 kLargestSide = Int64{1} << 24;
+
 /// Moves pixels between pictures in memory and RGBA images on a device.
 class PixelTransfer {
 public:
@@ -34,6 +37,9 @@ private:
 Result<OpenCLMemoryObjectRef> TryMakeImage(const Gpu& gpu, const SampleType& type, UInt32 flags, Extent size);
 /// The same, throwing a `Failure` that names the size.
 OpenCLMemoryObjectRef MakeImage(const Gpu& gpu, const SampleType& type, UInt32 flags, Extent size);
+
+/// The longest side of an image that the device can make, up to that of any picture.
+Int64 FindImageLimit(const Gpu& gpu, const SampleType& type);
 
 /// Whether the error is an answer to an image that is too large for the device.
 bool MayBeTooLarge(const ErrorRef& error);

@@ -33,14 +33,17 @@ ChannelMap::ChannelMap(const OIIO::ImageSpec& spec, const std::string& picture)
     : _channelCount(static_cast<size_t>(spec.nchannels)), _sources{kZero, kZero, kZero, kOne} {
     std::string names;
     for (const std::string& name : spec.channelnames) names += (names.empty() ? "" : ", ") + name;
-    const bool hasAlpha = spec.alpha_channel >= 0 && spec.alpha_channel < spec.nchannels;
+    // Some readers do not say, or say wrongly, which channel is alpha; a fourth one has no other place.
+    const bool isNamed = spec.alpha_channel >= 0 && spec.alpha_channel < spec.nchannels;
+    const bool hasAlpha = isNamed || spec.nchannels == 4;
+    const size_t alpha = isNamed ? static_cast<size_t>(spec.alpha_channel) : 3;
     const size_t colourCount = _channelCount - (hasAlpha ? 1 : 0);
     if (spec.nchannels < 1 || colourCount > 3)
         throw Failure("cannot work on " + Quote(picture) + ": it has " + std::to_string(_channelCount) +
                       " channels (" + names + "), and only three colours and alpha can be worked on");
     size_t colour = 0;
     for (size_t channel = 0; channel < _channelCount; channel++) {
-        const bool isAlpha = hasAlpha && channel == static_cast<size_t>(spec.alpha_channel);
+        const bool isAlpha = hasAlpha && channel == alpha;
         const size_t slot = isAlpha ? 3 : colour++;
         _sources[slot] = channel;
         _slots[channel] = slot;

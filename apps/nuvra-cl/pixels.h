@@ -21,10 +21,10 @@ struct SampleType {
 const SampleType& ChooseSampleType(OIIO::TypeDesc type);
 
 /// Which of a picture's channels are red, green, blue and alpha on the device. A single colour channel is all
-/// three colours; without an alpha channel alpha is 1.
+/// three colours; without an alpha channel a fourth one takes its place, and otherwise alpha is 1.
 class ChannelMap {
 public:
-    /// Throws a `Failure` for more than four channels, and for four of which none is alpha.
+    /// Throws a `Failure` for more than three colours beside alpha.
     explicit ChannelMap(const OIIO::ImageSpec& spec, const std::string& picture);
 
     /// Copies `count` pixels of the picture's channels to RGBA.

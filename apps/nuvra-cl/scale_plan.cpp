@@ -8,8 +8,8 @@
 namespace nuvra::app {
 
 std::optional<std::vector<ScalePiece>> PlanScale(Int64 source, Int64 destination, bool isMirrored,
-                                                 Int64 limit) {
-    if (source <= limit && destination <= limit)
+                                                 Int64 limit, Int64 extra) {
+    if (source + extra <= limit && destination <= limit)
         return std::vector<ScalePiece>{{0, source, 0, destination, 0, destination}};
     // So many source pixels make so many destination pixels, whatever the place.
     const Int64 divisor = std::gcd(source, destination);
@@ -23,7 +23,7 @@ std::optional<std::vector<ScalePiece>> PlanScale(Int64 source, Int64 destination
     // Filters reach two pixels of the coarser side; a third covers roundings of the position.
     const Int64 reach = std::max<Int64>(3, (3 * period + sourcePeriod - 1) / sourcePeriod);
     const Int64 overlap = (reach + period - 1) / period * period;
-    const Int64 periods = std::min(limit / period, limit / sourcePeriod) - 2 * overlap / period;
+    const Int64 periods = std::min(limit / period, (limit - extra) / sourcePeriod) - 2 * overlap / period;
     if (periods < 1) return std::nullopt;
 
     std::vector<ScalePiece> pieces;

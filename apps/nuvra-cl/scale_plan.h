@@ -19,9 +19,10 @@ struct ScalePiece {
 };
 
 /// Cuts an axis of `source` pixels scaled to `destination` into pieces of at most `limit` pixels on either
-/// side. Pieces begin on whole source pixels and overlap by what the widest filter reaches; their cores give
-/// the very same values where positions are exact in 32-bit floats. Nothing where that cannot be.
+/// side, with `extra` more on the source's. Pieces begin on whole source pixels and overlap by what the
+/// widest filter reaches; their cores give the very same values where positions are exact in 32-bit floats.
+/// Nothing where that cannot be.
 std::optional<std::vector<ScalePiece>> PlanScale(Int64 source, Int64 destination, bool isMirrored,
-                                                 Int64 limit);
+                                                 Int64 limit, Int64 extra);
 
 }  // namespace nuvra::app

@@ -20,8 +20,8 @@ std::filesystem::path GetProgramPath();
 /// working while standard error is silenced; the caller closes it.
 std::FILE* OpenTerminal();
 
-/// Removes `path` when the program is interrupted, told to end or cut off from its reader. One path at a
-/// time; the empty path takes it back.
+/// Removes `path` when a signal, such as an interrupt or its reader's end, or a library ends the program. One
+/// path at a time; the empty path takes it back.
 void RemoveWhenInterrupted(const std::filesystem::path& path);
 
 /// Runs `action` on a thread of its own when the program is interrupted, told to end or cut off from its

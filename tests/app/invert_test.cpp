@@ -135,6 +135,21 @@ TEST_F(InvertMetadataTest, NumbersBesideAlphaPassFromFormatToFormat) {
     EXPECT_EQ(ReadPicture("e.png").samples, source.samples);
 }
 
+TEST_F(InvertMetadataTest, AFourthChannelThatIsNotSaidToBeAlphaIsKeptAsAlphaIs) {
+    TestPicture source = MakeTestPicture(TypeDesc::UINT8, 19, 7, 4);
+    const TestPicture expected = Invert(source, 0, 0, 19, 7);
+    WritePicture("in.gif", source);  // whose reader calls a fifth channel alpha
+    source.spec.alpha_channel = -1;
+    source.spec.channelnames[3] = "X";
+    WritePicture("in.tif", source);
+    ASSERT_EQ(ReadPicture("in.tif").spec.alpha_channel, -1);
+    for (const char* file : {"in.gif", "in.tif"}) {
+        const Outcome outcome = Run({"invert", file, "out.tif"});
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+    }
+    EXPECT_EQ(ReadPicture("out.tif").samples, expected.samples);
+}
+
 }  // namespace
 
 }  // namespace nuvra::test

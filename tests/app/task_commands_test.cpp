@@ -58,6 +58,18 @@ TEST_F(CommandTest, EveryTaskOfThisDevicePassesItsSelftest) {
     EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 9) << outcome.out;
 }
 
+TEST_F(CommandTest, ATaskThatCannotRunKeepsNoOtherFromItsSelftest) {
+    const Outcome outcome = RunFake({"selftest"}, {"FAKE_PLATFORMS=One", "FAKE_FAIL=clCreateImage2D=-10"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.err.find("8 of the tasks failed or gave wrong results on \"One\""), std::string::npos)
+        << outcome.err;
+    EXPECT_NE(outcome.out.find("clearmem             WRONG"), std::string::npos) << outcome.out;
+    for (const char* task : {"image.invert        ", "image.stereo.sbs    "})
+        EXPECT_NE(outcome.out.find(std::string(task) + " FAILED cannot make an image of 301 x 223 pixels"),
+                  std::string::npos)
+            << outcome.out;
+}
+
 TEST_F(CommandTest, GammaRaisesColoursAndKeepsAlpha) {
     WritePicture("in.exr", MakeTestPicture(TypeDesc::FLOAT, 13, 7, 4));
     ASSERT_EQ(Run({"gamma", "in.exr", "out.exr", "--gamma", "3"}).status, 0);
@@ -91,6 +103,26 @@ TEST_F(CommandTest, ChecksumsAreThoseOfTheStandardInAnyPieces) {
     EXPECT_EQ(changed.out, "digits: OK\nnone: FAILED\n");
 }
 
+TEST_F(CommandTest, AListNamesAnyFileAndIsReadWithEitherEndOfLines) {
+    const Texts names{"plain", "two\nlines", "back\\slash", "return\r"};
+    Texts arguments{"crc32c"};
+    for (const std::string& name : names) {
+        WriteFile(name, "123456789");
+        arguments.push_back(name);
+    }
+    const Outcome outcome = Run(arguments);
+    EXPECT_EQ(outcome.out,
+              "e3069283  plain\n\\e3069283  two\\nlines\n\\e3069283  back\\\\slash\n"
+              "\\e3069283  return\\r\n");
+    WriteFile("list", outcome.out);
+    RunShell("sed 's/$/\\r/' list >list.dos");
+    for (const char* list : {"list", "list.dos"})
+        EXPECT_EQ(Run({"crc32c", "--check", list}).out,
+                  "plain: OK\n\\two\\nlines: OK\n\\back\\\\slash: OK\n\\return\\r: OK\n");
+    WriteFile("list", "\\e3069283  back\\slash\n");
+    ExpectFailure(Run({"crc32c", "--check", "list"}), 1, "line 1 of \"list\" is no checksum", ListFiles());
+}
+
 TEST_F(CommandTest, ChecksumsGoOnBehindTwoGibibytes) {
     constexpr std::uint64_t kSize = (std::uint64_t{1} << 31) + 5;
     WriteFile("large", "");
@@ -122,6 +154,13 @@ TEST_F(CommandTest, ScalingKeepsTheAspectPlacesMirrorsAndTiles) {
     EXPECT_EQ(FloatAt(ReadPicture("placed.exr"), 4, 6, 0), 0);
     EXPECT_NE(FloatAt(ReadPicture("placed.exr"), 5, 6, 0), 0);
 
+    // As large as the limit; and one less, as of this rectangle one pixel more is sent, which makes pieces.
+    ASSERT_EQ(Run({"scale", "in.exr", "a.exr", "--size", "96x64", "--tile", "96"}).status, 0);
+    ASSERT_EQ(Run({"scale", "in.exr", "a.exr", "--src", "3,0,90,60", "--size", "90x60"}).status, 0);
+    ASSERT_EQ(
+        Run({"scale", "in.exr", "b.exr", "--src", "3,0,90,60", "--size", "90x60", "--tile", "90"}).status, 0);
+    EXPECT_EQ(ReadPicture("a.exr").samples, ReadPicture("b.exr").samples);
+
     // The same by option and by a negative extent; and in pieces as in one.
     ASSERT_EQ(Run({"scale", "in.exr", "a.exr", "--factor", "0.7", "--mirror", "x"}).status, 0);
     ASSERT_EQ(Run({"scale", "in.exr", "b.exr", "--size", "67x45", "--dst", "66,0,-67,45"}).status, 0);
@@ -144,17 +183,28 @@ TEST_F(CommandTest, ScalingKeepsTheAspectPlacesMirrorsAndTiles) {
 }
 
 TEST_F(CommandTest, StereoPutsTheMeansOfBothPicturesSideBySide) {
-    WritePicture("left.exr", MakeTestPicture(TypeDesc::FLOAT, 8, 3, 3));
-    ASSERT_EQ(Run({"scale", "left.exr", "right.exr", "--factor", "1", "--mirror", "y", "--filter", "nearest"})
-                  .status,
-              0);
-    ASSERT_EQ(Run({"stereo", "left.exr", "right.exr", "out.exr"}).status, 0);
-    const TestPicture sources[] = {ReadPicture("left.exr"), ReadPicture("right.exr")};
-    const TestPicture out = ReadPicture("out.exr");
-    for (int x = 0; x < 8; x++) {
-        const TestPicture& source = sources[x / 4];
-        const float mean = (FloatAt(source, x % 4 * 2, 1, 0) + FloatAt(source, x % 4 * 2 + 1, 1, 0)) * 0.5F;
-        EXPECT_EQ(FloatAt(out, x, 1, 0), mean) << x;
+    struct Case {
+        int width;
+        const char* tile;
+    };
+    // In one piece, in several, and with a last column by itself; beyond what images can be wide.
+    for (const auto& [width, tile] :
+         {Case{8, "2048"}, {9, "2048"}, {10, "3"}, {11, "4"}, {1, "2"}, {9, "2"}, {40001, "100000"}}) {
+        SCOPED_TRACE(std::to_string(width) + " in tiles of " + tile);
+        WritePicture("left.exr", MakeTestPicture(TypeDesc::FLOAT, width, 3, 3));
+        WritePicture("right.exr", Invert(MakeTestPicture(TypeDesc::FLOAT, width, 3, 3), 0, 0, width, 3));
+        const Outcome outcome = Run({"stereo", "left.exr", "right.exr", "out.exr", "--tile", tile});
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        const TestPicture sources[] = {ReadPicture("left.exr"), ReadPicture("right.exr")};
+        const TestPicture out = ReadPicture("out.exr");
+        for (int x = 0; x < width; x++) {
+            const bool isRight = x >= width / 2;
+            const int from = 2 * (isRight ? x - width / 2 : x);
+            const TestPicture& source = sources[isRight ? 1 : 0];
+            const int next = std::min(from + 1, width - 1);
+            ASSERT_EQ(FloatAt(out, x, 2, 0), (FloatAt(source, from, 2, 0) + FloatAt(source, next, 2, 0)) / 2)
+                << x;
+        }
     }
 }
 
@@ -163,6 +213,7 @@ TEST_F(CommandTest, BadInputGetsOneLineAndNoFile) {
     WritePicture("other.png", MakeTestPicture(TypeDesc::UINT8, 21, 10, 4));
     WriteFile("odd", "12345");
     WriteFile("empty", "");
+    fs::create_directory("folder");
     const Texts files = ListFiles();
     struct Case {
         Texts arguments;
@@ -171,11 +222,13 @@ TEST_F(CommandTest, BadInputGetsOneLineAndNoFile) {
     };
     const Case cases[] = {
         {{"gamma", "in.png", "out.png"}, 2, "--gamma is required"},
+        {{"gamma", "in.png", "out.png", "--gamma", ""}, 2, "--gamma: "},
         {{"gamma", "in.png", "out.png", "--gamma", "bright"}, 2, "--gamma"},
         {{"gamma", "in.png", "out.png", "--gamma", "nan"}, 2, "--gamma needs a finite number"},
         {{"scale", "in.png", "out.png"}, 2, "give --size or --factor"},
         {{"scale", "in.png", "out.png", "--size", "0x0"}, 2, "--size needs sides above 0"},
         {{"scale", "in.png", "out.png", "--size", "99999999x1"}, 2, "too large"},
+        {{"scale", "in.png", "out.png", "--factor", ""}, 2, "--factor: "},
         {{"scale", "in.png", "out.png", "--factor", "-1"}, 2, "--factor needs a number above 0"},
         {{"scale", "in.png", "out.png", "--factor", "1", "--size", "5x5"}, 2, "excludes"},
         {{"scale", "in.png", "out.png", "--factor", "1", "--src", "15,0,6,5"}, 1, "leaves \"in.png\""},
@@ -185,7 +238,7 @@ TEST_F(CommandTest, BadInputGetsOneLineAndNoFile) {
          "--mirror excludes"},
         {{"scale", "in.png", "out.png", "--size", "30x13", "--tile", "15"},
          1,
-         "its images have sides of at most 14"},
+         "its images have sides of at most 15"},
         {{"stereo", "in.png", "other.png", "out.png"},
          1,
          "\"in.png\" has 20 x 10 pixels, \"other.png\" has 21 x 10"},
@@ -194,6 +247,7 @@ TEST_F(CommandTest, BadInputGetsOneLineAndNoFile) {
         {{"prefixsum", "missing", "out"}, 1, "cannot read \"missing\": No such file"},
         {{"crc32c"}, 2, "give either files or --check"},
         {{"crc32c", "--piece", "0", "in.png"}, 2, "--piece needs 1 to 2147483647 bytes"},
+        {{"crc32c", "--check", "folder"}, 1, "cannot read \"folder\": Is a directory"},
         {{"crc32c", "--check", "odd"}, 1, "line 1 of \"odd\" is no checksum"},
     };
     for (const Case& test : cases) {

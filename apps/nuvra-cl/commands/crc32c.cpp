@@ -1,9 +1,8 @@
 #include <cerrno>
 #include <cinttypes>
-#include <cstring>
-#include <fstream>
 #include <vector>
 
+#include "checksum_list.h"
 #include "failure.h"
 #include "progress.h"
 #include "session.h"
@@ -73,30 +72,6 @@ private:
     OpenCLMemoryObjectRef _crc;
 };
 
-/// A line of a checksum list: eight hex digits, two spaces, the name.
-struct ListedFile {
-    UInt32 checksum;
-    std::string name;
-};
-
-std::vector<ListedFile> ReadList(const std::string& path) {
-    std::ifstream list(path);
-    if (!list) throw Failure("cannot read " + Quote(path) + ": " + DescribeSystemError(errno));
-    std::vector<ListedFile> files;
-    std::string line;
-    for (int number = 1; std::getline(list, line); number++) {
-        constexpr size_t kDigits = 8;
-        const bool isEntry = line.size() > kDigits + 2 && line.compare(kDigits, 2, "  ") == 0 &&
-                             line.find_first_not_of("0123456789abcdef") == kDigits;
-        if (!isEntry)
-            throw Failure("line " + std::to_string(number) + " of " + Quote(path) + " is no checksum");
-        files.push_back({static_cast<UInt32>(std::stoul(line.substr(0, kDigits), nullptr, 16)),
-                         line.substr(kDigits + 2)});
-    }
-    if (files.empty()) throw Failure(Quote(path) + " holds no checksums");
-    return files;
-}
-
 class Crc32cCommand : public Command {
 public:
     void AddOptions(CLI::App& app) override {
@@ -108,28 +83,33 @@ public:
         app.add_option("--check", _list, "Verify the files of a list that this command has printed")
             ->type_name("FILE");
         app.footer(
-            "Each line is the CRC-32C in hexadecimal digits, two spaces and the name. One work-item does a\n"
-            "piece: a driver may stop one that runs too long.");
+            "Each line is the CRC-32C in hexadecimal digits, two spaces and the name. A backslash before\n"
+            "them says that \\\\, \\n and \\r in the name stand for a backslash and for ends of lines. One\n"
+            "work-item does a piece: a driver may stop one that runs too long.");
     }
 
     void Run(Environment& environment) override {
         if (_names.empty() == _list.empty()) throw WrongArguments("give either files or --check");
         if (_piece < 1 || _piece > INT32_MAX) throw WrongArguments("--piece needs 1 to 2147483647 bytes");
-        const std::vector<ListedFile> listed = _list.empty() ? std::vector<ListedFile>() : ReadList(_list);
+        const std::vector<ListedFile> listed =
+            _list.empty() ? std::vector<ListedFile>() : ReadChecksumList(_list);
         Session session(environment);
         const Gpu gpu = session.OpenDevice();
         Checksummer checksummer(gpu, _piece);
         int failures = 0;
         for (const std::string& name : _names)
             Try(failures, [&] {
-                std::printf("%08" PRIx32 "  %s\n", Checksum(checksummer, name, environment), name.c_str());
+                const UInt32 checksum = Checksum(checksummer, name, environment);
+                const EscapedName shown = EscapeName(name);
+                std::printf("%s%08" PRIx32 "  %s\n", shown.prefix, checksum, shown.text.c_str());
                 return true;
             });
         for (const auto& entry : listed)
             Try(failures, [&] {
                 const auto& [checksum, name] = entry;
                 const bool isRight = Checksum(checksummer, name, environment) == checksum;
-                std::printf("%s: %s\n", name.c_str(), isRight ? "OK" : "FAILED");
+                const EscapedName shown = EscapeName(name);
+                std::printf("%s%s: %s\n", shown.prefix, shown.text.c_str(), isRight ? "OK" : "FAILED");
                 return isRight;
             });
         if (failures > 0)

@@ -14,6 +14,7 @@ public:
         _options.AddTo(app);
         app.add_option("--gamma", _gamma, "The power that each colour value is raised to")
             ->type_name("G")
+            ->check(CLI::Number.description(""))
             ->required();
     }
 

@@ -11,9 +11,6 @@ namespace nuvra::app {
 
 namespace {
 
-/// A side larger than any picture format has is a mistake.
-constexpr Int64 kLargestSide = Int64{1} << 24;
-
 class ScaleCommand : public Command {
 public:
     void AddOptions(CLI::App& app) override;
@@ -49,6 +46,7 @@ void ScaleCommand::AddOptions(CLI::App& app) {
     size->type_name("WxH");
     app.add_option("--factor", _factor, "The size of OUT as a factor on that of IN")
         ->type_name("F")
+        ->check(CLI::Number.description(""))
         ->excludes(size);
     app.add_option("--filter", _filter, "nearest or bicubic (bicubic)")
         ->check(CLI::IsMember({"nearest", "bicubic"}).description(""));
@@ -112,12 +110,16 @@ Rectangle ScaleCommand::ChooseDestination(const Extent& size, bool& mirrorX, boo
 /// The pieces of both axes, each at most as large as images of the device.
 class Plan {
 public:
-    Plan(const Rectangle& source, const Rectangle& destination, bool mirrorX, bool mirrorY)
-        : _source(source), _destination(destination), _mirrorX(mirrorX), _mirrorY(mirrorY) {}
+    Plan(const Picture& in, const Rectangle& source, const Rectangle& destination, bool mirrorX, bool mirrorY)
+        : extra{source.x + source.width < in.GetWidth(), source.y + source.height < in.GetHeight()},
+          _source(source),
+          _destination(destination),
+          _mirrorX(mirrorX),
+          _mirrorY(mirrorY) {}
 
     bool Make(Int64 limit) {
-        const auto x = PlanScale(_source.width, _destination.width, _mirrorX, limit);
-        const auto y = PlanScale(_source.height, _destination.height, _mirrorY, limit);
+        const auto x = PlanScale(_source.width, _destination.width, _mirrorX, limit, extra.width);
+        const auto y = PlanScale(_source.height, _destination.height, _mirrorY, limit, extra.height);
         if (!x || !y) return false;
         columns = *x;
         rows = *y;
@@ -126,6 +128,9 @@ public:
 
     std::vector<ScalePiece> columns;
     std::vector<ScalePiece> rows;
+    /// What is sent behind each piece: rounding may take the last position one pixel further, which the
+    /// picture may have.
+    Extent extra;
 
 private:
     Rectangle _source;
@@ -133,19 +138,6 @@ private:
     bool _mirrorX;
     bool _mirrorY;
 };
-
-/// The longest side of an image that the device can make.
-Int64 FindImageLimit(const Gpu& gpu, const SampleType& type) {
-    Int64 works = 1;
-    Int64 fails = kLargestSide;
-    while (fails - works > 1) {
-        const Int64 side = works + (fails - works) / 2;
-        const bool isMade = TryMakeImage(gpu, type, OpenCLMemoryFlags::READ_ONLY, {side, 1}).IsOk() &&
-                            TryMakeImage(gpu, type, OpenCLMemoryFlags::READ_ONLY, {1, side}).IsOk();
-        (isMade ? works : fails) = side;
-    }
-    return works;
-}
 
 /// Scales one pair of pieces and puts its core into OUT.
 class Scaler {
@@ -160,12 +152,9 @@ public:
           _fetch(gpu, out) {}
 
     void Run(const Rectangle& source, const Rectangle& destination, const ScalePiece& column,
-             const ScalePiece& row, bool mirrorX, bool mirrorY) {
-        const Int64 x = source.x + column.source;
-        const Int64 y = source.y + row.source;
-        // Rounding may take the last position one pixel further, which the picture may have.
-        const Rectangle sent{x, y, std::min(column.sourceExtent + 1, _in.GetWidth() - x),
-                             std::min(row.sourceExtent + 1, _in.GetHeight() - y)};
+             const ScalePiece& row, const Extent& extra, bool mirrorX, bool mirrorY) {
+        const Rectangle sent{source.x + column.source, source.y + row.source,
+                             column.sourceExtent + extra.width, row.sourceExtent + extra.height};
         const OpenCLMemoryObjectRef from =
             MakeImage(_gpu, *_in.type, OpenCLMemoryFlags::READ_ONLY, {sent.width, sent.height});
         const OpenCLMemoryObjectRef to =
@@ -214,9 +203,8 @@ void ScaleCommand::Run(Environment& environment) {
     {
         Session session(environment);
         const Gpu gpu = session.OpenDevice();
-        // One more pixel is sent where the picture has it.
-        const Int64 limit = std::min(_tile, FindImageLimit(gpu, *in.type)) - 1;
-        Plan plan(source, destination, mirrorX, mirrorY);
+        const Int64 limit = std::min(_tile, FindImageLimit(gpu, *in.type));
+        Plan plan(in, source, destination, mirrorX, mirrorY);
         if (!plan.Make(limit))
             throw Failure("cannot scale " + DescribeSize(source.width, source.height) + " pixels to " +
                           DescribeSize(destination.width, destination.height) + " on " + Quote(gpu.name) +
@@ -227,7 +215,7 @@ void ScaleCommand::Run(Environment& environment) {
                           static_cast<Int64>(plan.columns.size() * plan.rows.size()));
         for (const ScalePiece& row : plan.rows) {
             for (const ScalePiece& column : plan.columns) {
-                scaler.Run(source, destination, column, row, mirrorX, mirrorY);
+                scaler.Run(source, destination, column, row, plan.extra, mirrorX, mirrorY);
                 progress.Advance(1);
             }
         }

@@ -18,16 +18,26 @@ public:
         const Gpu gpu = session.OpenDevice();
         std::printf("%s\n", gpu.name.c_str());
         int wrong = 0;
-        for (const SelfCheck& check : kSelfChecks) {
+        for (const SelfCheck& check : kSelfChecks) wrong += Check(gpu, check) ? 0 : 1;
+        if (wrong > 0)
+            throw Failure(std::to_string(wrong) + " of the tasks failed or gave wrong results on " +
+                          Quote(gpu.name));
+    }
+
+private:
+    /// Prints one task's line; false when the task is wrong or cannot be run.
+    static bool Check(const Gpu& gpu, const SelfCheck& check) {
+        try {
             const SelfCheckOutcome outcome = check.run(gpu);
             // A value that is no number is wrong too.
             const bool isRight = outcome.error <= outcome.bound;
             std::printf("%-20s %-6s largest error %-8.2g (allowed %-6.2g) %10.1f %s\n", check.task,
                         isRight ? "ok" : "WRONG", outcome.error, outcome.bound, outcome.speed, outcome.unit);
-            if (!isRight) wrong++;
+            return isRight;
+        } catch (const Failure& failure) {
+            std::printf("%-20s FAILED %s\n", check.task, failure.what());
+            return false;
         }
-        if (wrong > 0)
-            throw Failure(std::to_string(wrong) + " of the tasks gave wrong results on " + Quote(gpu.name));
     }
 };
 

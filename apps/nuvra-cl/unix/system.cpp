@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
 #include <iterator>
 #include <string>
 #include <thread>
@@ -22,8 +23,12 @@ volatile std::sig_atomic_t g_hasRemovedPath = 0;
 /// Where a thread waits for the signal that ends the program, which may do what a handler may not.
 int g_signalPipe[2] = {-1, -1};
 
-void EndProgram(int signal) {
+void RemovePath() {
     if (g_hasRemovedPath != 0) unlink(g_removedPath);
+}
+
+void EndProgram(int signal) {
+    RemovePath();
     std::signal(signal, SIG_DFL);
     raise(signal);
 }
@@ -37,7 +42,11 @@ void EndBySignal(int signal) {
 void InstallHandlersOnce() {
     static bool isInstalled = false;
     if (std::exchange(isInstalled, true)) return;
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
+    // A runtime's compiler may end the program when it cannot write its own files.
+    std::atexit(RemovePath);
+    // Writing past the limit on a file's size is then an error like that of a full disk.
+    std::signal(SIGXFSZ, SIG_IGN);
+    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGALRM, SIGTERM, SIGUSR1, SIGUSR2, SIGXCPU}) {
         struct sigaction current = {};
         // A program started with `nohup` keeps ignoring what it was told to ignore.
         if (sigaction(signal, nullptr, &current) == 0 && current.sa_handler != SIG_IGN)
