@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "failure.h"
+#include "nuvra/file_name.h"
 #include "progress.h"
 #include "session.h"
 #include "system.h"
@@ -80,7 +81,7 @@ struct ListedFile {
 };
 
 std::vector<ListedFile> ReadList(const std::string& path) {
-    std::ifstream list(path);
+    std::ifstream list(host::ToPath(path));
     if (!list) throw Failure("cannot read " + Quote(path) + ": " + DescribeSystemError(errno));
     std::vector<ListedFile> files;
     std::string line;
@@ -152,11 +153,11 @@ private:
 
     static UInt32 Checksum(Checksummer& checksummer, const std::string& name,
                            const Environment& environment) {
-        const Stream stream(name == kStandardInput ? stdin : std::fopen(name.c_str(), "rb"));
+        const Stream stream(name == kStandardInput ? GetStandardInput() : OpenFile(host::ToPath(name), "rb"));
         if (stream == nullptr)
             throw Failure("cannot read " + Quote(name) + ": " + DescribeSystemError(errno));
         std::error_code unknown;
-        const auto size = std::filesystem::file_size(name, unknown);
+        const auto size = std::filesystem::file_size(host::ToPath(name), unknown);
         Progress progress(environment.terminal, "checksumming " + name,
                           unknown || size == 0 ? 1 : static_cast<Int64>(size));
         return checksummer.Run(stream.get(), name, progress);
