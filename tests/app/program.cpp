@@ -18,7 +18,8 @@ std::string Quote(const std::string& text) {
     return quoted + "'";
 }
 
-/// The built program, or the file that NUVRA_TEST_PROGRAM names: a script that runs it elsewhere, for example.
+/// The built program, or the file that NUVRA_TEST_PROGRAM names: a script that runs it elsewhere, for
+/// example.
 std::string GetProgram() {
     const char* program = std::getenv("NUVRA_TEST_PROGRAM");
     return program != nullptr ? program : PROGRAM_FILE;
