@@ -1,8 +1,7 @@
-#include <filesystem>
-
 #include "dynamic_library.h"
 #include "format.h"
 #include "no_throw.h"
+#include "nuvra/file_name.h"
 #include "services.h"
 #include "settings.h"
 #include "trace/recorder.h"
@@ -31,7 +30,7 @@ std::string Resolve(const std::string& name, bool searchSystem) {
     const auto& redirects = GetSettings().redirects;
     const auto redirect = redirects.find(name);
     if (redirect != redirects.end()) return redirect->second;
-    return searchSystem ? name : std::filesystem::absolute(name).string();
+    return searchSystem ? name : ToText(std::filesystem::absolute(ToPath(name)));
 }
 
 Result<DllRef> Load(const UrlRef& url, Bool searchSystem) noexcept {

@@ -3,6 +3,7 @@
 #include "format.h"
 #include "framework.h"
 #include "no_throw.h"
+#include "nuvra/file_name.h"
 
 namespace nuvra::host {
 
@@ -27,11 +28,11 @@ Result<void> Host::AddModules(ModuleRecord* modules, const char* name) {
 Result<void> Host::LoadModules(const std::filesystem::path& library) {
     return WithoutExceptions([&]() -> Result<void> {
         auto image = std::make_unique<Image>();
-        image->name = library.string();
+        image->name = ToText(library);
         std::string reason;
         // With its folder, so that the system does not search for a bare name.
         image->library =
-            DynamicLibrary::Open(std::filesystem::absolute(library).string(), LibraryUse::MODULE, reason);
+            DynamicLibrary::Open(ToText(std::filesystem::absolute(library)), LibraryUse::MODULE, reason);
         if (!image->library.IsOpen())
             return MakeError("cannot load the module library @: @", {image->name, reason});
         const void* list = image->library.Find("g_privateModules", reason);

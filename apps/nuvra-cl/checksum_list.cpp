@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "failure.h"
+#include "nuvra/file_name.h"
 
 namespace nuvra::app {
 
@@ -67,7 +68,7 @@ EscapedName EscapeName(const std::string& name) {
 }
 
 std::vector<ListedFile> ReadChecksumList(const std::string& path) {
-    std::ifstream list(path);
+    std::ifstream list(host::ToPath(path));
     if (!list) throw Failure("cannot read " + Quote(path) + ": " + DescribeSystemError(errno));
     std::vector<ListedFile> files;
     std::string line;

@@ -82,7 +82,7 @@ void ShowMessages(const Environment& environment, int status) {
 int Main(int argc, char** argv) {
     Environment environment;
     CLI::App app("Runs OpenCL tasks on pictures and files.", "nuvra-cl");
-    app.require_subcommand(0, 1)->fallthrough();
+    app.require_subcommand(0, 1)->fallthrough()->allow_windows_style_options(false);
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app.get_formatter()->label("TEXT", "FILE");
     app.footer("nuvra-cl COMMAND --help tells more about a command.");
@@ -124,5 +124,8 @@ int Main(int argc, char** argv) {
 }  // namespace nuvra::app
 
 int main(int argc, char** argv) {
-    return nuvra::app::Main(argc, argv);
+    std::vector<std::string> arguments = nuvra::app::GetArguments(argc, argv);
+    std::vector<char*> pointers;
+    for (std::string& argument : arguments) pointers.push_back(argument.data());
+    return nuvra::app::Main(static_cast<int>(pointers.size()), pointers.data());
 }

@@ -6,33 +6,35 @@
 #include <vector>
 
 #include "failure.h"
+#include "nuvra/file_name.h"
 #include "system.h"
 
 namespace nuvra::app {
 
 namespace fs = std::filesystem;
 
-OutputFile::OutputFile(const fs::path& path, Access access, const std::string& extension)
-    : _name(path), _target(path) {
+OutputFile::OutputFile(const std::string& name, Access access, const std::string& extension)
+    : _name(name), _target(host::ToPath(name)) {
+    const fs::path path = _target;
     std::error_code error;
     const fs::file_status status = fs::status(path, error);
-    if (fs::is_directory(status)) throw Failure("cannot write " + Quote(path.string()) + ": it is a folder");
+    if (fs::is_directory(status)) throw Failure("cannot write " + Quote(name) + ": it is a folder");
     _isSpecial = fs::exists(status) && !fs::is_regular_file(status);
     if (_isSpecial && access == Access::SEQUENTIAL) {
         _written = path;
-        _stream = std::fopen(path.string().c_str(), "wb");
+        _stream = OpenFile(path, "wb");
         if (_stream == nullptr) Fail(errno);
         return;
     }
     if (fs::is_regular_file(status)) {
         // Renaming would replace a symbolic link by the file, and a file that the person may not write.
         _target = fs::canonical(path);
-        std::FILE* probe = std::fopen(_target.string().c_str(), "ab");
+        std::FILE* probe = OpenFile(_target, "ab");
         if (probe == nullptr) Fail(errno);
         std::fclose(probe);
     }
     MakeTemporary(_isSpecial ? fs::temp_directory_path() : _target.parent_path(),
-                  path.has_extension() ? path.extension().string() : extension);
+                  path.has_extension() ? host::ToText(path.extension()) : extension);
     // Where this fails, the file system has no permissions that could differ.
     if (fs::is_regular_file(status)) fs::permissions(_written, status.permissions(), error);
     if (access == Access::RANDOM) Close();
@@ -50,9 +52,9 @@ OutputFile::~OutputFile() {
 void OutputFile::MakeTemporary(const fs::path& folder, const std::string& extension) {
     std::random_device random;
     do {
-        _written = folder / (".nuvra-cl-" + std::to_string(random()) + extension);
+        _written = folder / host::ToPath(".nuvra-cl-" + std::to_string(random()) + extension);
         RemoveWhenInterrupted(_written);
-        _stream = std::fopen(_written.string().c_str(), "wbx");
+        _stream = OpenFile(_written, "wbx");
     } while (_stream == nullptr && errno == EEXIST);
     if (_stream == nullptr) {
         const int code = errno;
@@ -79,7 +81,7 @@ void OutputFile::Commit() {
 
 void OutputFile::CopyToTarget() {
     std::ifstream source(_written, std::ios::binary);
-    _stream = std::fopen(_target.string().c_str(), "wb");
+    _stream = OpenFile(_target, "wb");
     if (_stream == nullptr) Fail(errno);
     std::vector<char> piece(size_t{1} << 20);
     while (source.read(piece.data(), static_cast<std::streamsize>(piece.size())), source.gcount() > 0)
@@ -95,7 +97,7 @@ void OutputFile::Close() {
 }
 
 void OutputFile::Fail(int systemError) const {
-    throw Failure("cannot write " + Quote(_name.string()) + ": " + DescribeSystemError(systemError));
+    throw Failure("cannot write " + Quote(_name) + ": " + DescribeSystemError(systemError));
 }
 
 }  // namespace nuvra::app

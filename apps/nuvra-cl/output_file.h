@@ -18,8 +18,8 @@ public:
         RANDOM,      ///< by whoever opens `GetPath`
     };
 
-    /// The temporary file has the extension of `path`, or `extension` where that has none.
-    OutputFile(const std::filesystem::path& path, Access access, const std::string& extension = {});
+    /// The temporary file has the extension of `name`, or `extension` where that has none.
+    OutputFile(const std::string& name, Access access, const std::string& extension = {});
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
@@ -38,7 +38,7 @@ private:
     void Close();
     [[noreturn]] void Fail(int systemError) const;
 
-    std::filesystem::path _name;    ///< as the person wrote it
+    std::string _name;              ///< as the person wrote it
     std::filesystem::path _target;  ///< with symbolic links resolved
     std::filesystem::path _written;
     std::FILE* _stream = nullptr;

@@ -3,8 +3,10 @@
 namespace nuvra::app {
 
 void PictureOptions::AddTo(CLI::App& app) {
-    app.add_option("IN", _in, "The picture to read: PNG, JPEG, TIFF, OpenEXR and more")->required();
-    app.add_option("OUT", _out, "The picture to write, in the format of its extension")->required();
+    app.add_option("IN", _in, std::string("The picture to read: ") + kReadFormats)->required();
+    app.add_option("OUT", _out,
+                   std::string("The picture to write, in the format of its extension: ") + kWrittenFormats)
+        ->required();
     app.add_option_function<std::string>(
            "--rect", [this](const std::string& text) { _rectangle = ParseRectangle("--rect", text); },
            "Work on this rectangle alone; the rest of the picture is kept")
@@ -13,12 +15,14 @@ void PictureOptions::AddTo(CLI::App& app) {
         ->type_name("SIDE")
         ->check(CLI::Range(Int64{1}, Int64{1} << 20).description(""));
     app.footer(
-        "8- and 16-bit, half and float samples keep their type on the device and in OUT where its format "
-        "has\n"
-        "the type; all other types are worked on as float. Alpha is never changed, and colours are worked "
-        "on\n"
-        "as the file has them. Metadata is kept where the format of OUT has a place for it. Of a file with\n"
-        "several pictures, the first is taken.");
+        std::string(
+            "8- and 16-bit, half and float samples keep their type on the device and in OUT where its format "
+            "has\n"
+            "the type; all other types are worked on as float. Alpha is never changed, and colours are "
+            "worked "
+            "on\n"
+            "as the file has them. Of a file with several pictures, the first is taken.\n") +
+        kMetadataHelp);
 }
 
 void PictureOptions::Run(Environment& environment, const char* task, const Execute& execute) const {

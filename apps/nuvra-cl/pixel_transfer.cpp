@@ -16,7 +16,7 @@ struct Region {
 }  // namespace
 
 PixelTransfer::PixelTransfer(const Gpu& gpu, const Picture& picture)
-    : _gpu(gpu), _channels(picture.spec, picture.name), _type(*picture.type) {}
+    : _gpu(gpu), _channels(picture.layout, picture.name), _type(*picture.type) {}
 
 unsigned char* PixelTransfer::GetRow(Int64 row, Int64 width) {
     return _rgba.data() + static_cast<size_t>(row * width) * 4 * _type.bytes;

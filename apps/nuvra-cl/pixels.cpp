@@ -7,10 +7,10 @@ namespace nuvra::app {
 namespace {
 
 constexpr SampleType kSampleTypes[] = {
-    {OIIO::TypeDesc::UINT8, OpenCLChannelDataType::UNORM_INT8, 1, 0xff},
-    {OIIO::TypeDesc::UINT16, OpenCLChannelDataType::UNORM_INT16, 2, 0xffff},
-    {OIIO::TypeDesc::HALF, OpenCLChannelDataType::HALF_FLOAT, 2, 0x3c00},
-    {OIIO::TypeDesc::FLOAT, OpenCLChannelDataType::FLOAT, 4, 0x3f800000},
+    {Samples::UINT8, "uint8", OpenCLChannelDataType::UNORM_INT8, 1, 0xff},
+    {Samples::UINT16, "uint16", OpenCLChannelDataType::UNORM_INT16, 2, 0xffff},
+    {Samples::HALF, "half", OpenCLChannelDataType::HALF_FLOAT, 2, 0x3c00},
+    {Samples::FLOAT, "float", OpenCLChannelDataType::FLOAT, 4, 0x3f800000},
 };
 
 /// Calls `copy` with a null pointer to the unsigned integer that is as wide as a sample.
@@ -23,22 +23,30 @@ void WithWidth(const SampleType& type, const Copy& copy) {
 
 }  // namespace
 
-const SampleType& ChooseSampleType(OIIO::TypeDesc type) {
-    for (const SampleType& candidate : kSampleTypes)
-        if (candidate.memory == type.basetype) return candidate;
-    return kSampleTypes[3];
+const SampleType& GetSampleType(Samples samples) {
+    return kSampleTypes[static_cast<size_t>(samples)];
 }
 
-ChannelMap::ChannelMap(const OIIO::ImageSpec& spec, const std::string& picture)
-    : _channelCount(static_cast<size_t>(spec.nchannels)), _sources{kZero, kZero, kZero, kOne} {
+PictureLayout MakeLayout(Int64 width, Int64 height, int channelCount) {
+    PictureLayout layout{width, height, {"R", "G", "B"}};
+    if (channelCount < 3) layout.channels = {"Y"};
+    if (channelCount % 2 == 0) {
+        layout.alpha = channelCount - 1;
+        layout.channels.emplace_back("A");
+    }
+    return layout;
+}
+
+ChannelMap::ChannelMap(const PictureLayout& layout, const std::string& picture)
+    : _channelCount(layout.channels.size()), _sources{kZero, kZero, kZero, kOne} {
     std::string names;
-    for (const std::string& name : spec.channelnames) names += (names.empty() ? "" : ", ") + name;
+    for (const std::string& name : layout.channels) names += (names.empty() ? "" : ", ") + name;
     // Some readers do not say, or say wrongly, which channel is alpha; a fourth one has no other place.
-    const bool isNamed = spec.alpha_channel >= 0 && spec.alpha_channel < spec.nchannels;
-    const bool hasAlpha = isNamed || spec.nchannels == 4;
-    const size_t alpha = isNamed ? static_cast<size_t>(spec.alpha_channel) : 3;
+    const bool isNamed = layout.alpha >= 0 && static_cast<size_t>(layout.alpha) < _channelCount;
+    const bool hasAlpha = isNamed || _channelCount == 4;
+    const size_t alpha = isNamed ? static_cast<size_t>(layout.alpha) : 3;
     const size_t colourCount = _channelCount - (hasAlpha ? 1 : 0);
-    if (spec.nchannels < 1 || colourCount > 3)
+    if (_channelCount < 1 || colourCount > 3)
         throw Failure("cannot work on " + Quote(picture) + ": it has " + std::to_string(_channelCount) +
                       " channels (" + names + "), and only three colours and alpha can be worked on");
     size_t colour = 0;

@@ -1,5 +1,6 @@
 #include "session.h"
 
+#include "nuvra/file_name.h"
 #include "system.h"
 
 namespace nuvra::app {
@@ -19,7 +20,8 @@ constexpr std::string_view kWarning = "Warning: ";
 /// A file that exists is meant even without a folder; any other name is looked for by the system.
 std::string ResolveRuntime(const std::string& runtime) {
     std::error_code error;
-    return fs::exists(runtime, error) ? fs::absolute(runtime).string() : runtime;
+    const fs::path file = host::ToPath(runtime);
+    return fs::exists(file, error) ? host::ToText(fs::absolute(file)) : runtime;
 }
 
 host::Options MakeHostOptions(Environment& environment) {
@@ -36,7 +38,7 @@ host::Options MakeHostOptions(Environment& environment) {
 /// The module lies beside the program or in the neighbouring folder "lib" once installed, and where it was
 /// built before.
 fs::path FindModule(const std::string& wanted) {
-    if (!wanted.empty()) return wanted;
+    if (!wanted.empty()) return host::ToPath(wanted);
     const fs::path folder = GetProgramPath().parent_path();
     const fs::path file = fs::path(NUVRA_MODULE_PATH).filename();
     std::error_code error;

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <filesystem>
 #include <functional>
+#include <string>
+#include <vector>
 
 /// What the program asks of the operating system beyond the standard library.
 namespace nuvra::app {
@@ -12,6 +14,15 @@ const char* GetRuntimeName();
 
 /// What the person installs to get an OpenCL runtime, as the end of a sentence.
 const char* GetRuntimeAdvice();
+
+/// The arguments of `main`, from the program's name on, in UTF-8.
+std::vector<std::string> GetArguments(int argc, char** argv);
+
+/// As std::fopen, for any name that a file can have; "x" makes a file that is not there yet, or fails.
+std::FILE* OpenFile(const std::filesystem::path& path, const char* mode);
+
+/// The standard input, whose bytes are not touched on their way.
+std::FILE* GetStandardInput();
 
 /// The running program's own file, with symbolic links resolved; empty when the system does not say.
 std::filesystem::path GetProgramPath();

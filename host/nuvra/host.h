@@ -13,7 +13,8 @@
 
 namespace nuvra::host {
 
-/// A host's settings. The functions are called on whatever thread needs them and must not throw.
+/// A host's settings; file names are in UTF-8. The functions are called on whatever thread needs them and
+/// must not throw.
 struct Options {
     /// Libraries opened under another name: what a module asks for, and the file that it gets instead.
     std::map<std::string, std::string> redirects;

@@ -52,6 +52,8 @@ const InvertCase kInvertCases[] = {
     {"RgbByte", "png", TypeDesc::UINT8, 37, 23, 3},
     {"RgbaByte", "png", TypeDesc::UINT8, 37, 23, 4},
     {"GreyAlphaShort", "png", TypeDesc::UINT16, 33, 5, 2},
+    {"RgbaShortPng", "png", TypeDesc::UINT16, 33, 5, 4},
+    {"RgbByteBmp", "bmp", TypeDesc::UINT8, 37, 23, 3},
     {"RgbaShort", "tif", TypeDesc::UINT16, 33, 5, 4},
     {"RgbaByteTiff", "tif", TypeDesc::UINT8, 16, 16, 4},
     {"RgbBytePnm", "ppm", TypeDesc::UINT8, 16, 17, 3},
@@ -148,6 +150,19 @@ TEST_F(InvertMetadataTest, AFourthChannelThatIsNotSaidToBeAlphaIsKeptAsAlphaIs) 
         ASSERT_EQ(outcome.status, 0) << outcome.err;
     }
     EXPECT_EQ(ReadPicture("out.tif").samples, expected.samples);
+}
+
+TEST_F(InvertMetadataTest, ShortSamplesBecomeTheClosestBytesWithAWord) {
+    const TestPicture source = MakeTestPicture(TypeDesc::UINT16, 40, 30, 3);
+    WritePicture("in.png", source);
+    const Outcome outcome = Run({"invert", "in.png", "out.bmp"});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_NE(outcome.err.find("\"out.bmp\" holds uint8 samples"), std::string::npos) << outcome.err;
+    const std::vector<unsigned char> bytes = ReadPicture("out.bmp").samples;
+    ASSERT_EQ(bytes.size(), source.GetSampleCount());
+    const auto* words = reinterpret_cast<const std::uint16_t*>(source.samples.data());
+    for (size_t i = 0; i < bytes.size(); i++)
+        ASSERT_EQ(bytes[i], ((65535 - words[i]) * 255 + 32767) / 65535) << i;
 }
 
 }  // namespace

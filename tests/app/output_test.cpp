@@ -66,6 +66,26 @@ TEST_F(OutputTest, AnExistingFileIsReplacedWholeKeepsItsPermissionsAndALinkIsFol
     EXPECT_EQ(ReadPicture("in.png").samples, expected.samples);
 }
 
+TEST_F(OutputTest, NamesMayHaveAnyLetters) {
+    fs::create_directory("Größe");
+    const std::string in = "Größe/漢字 😀.png";
+    const std::string out = "Größe/перевод.png";
+    ASSERT_EQ(Run({"chart", in, "--size", "64x48"}).status, 0);
+    ASSERT_EQ(Run({"invert", in, out}).status, 0);
+    EXPECT_EQ(ReadPicture(out).samples.size(), 64U * 48 * 4);
+    const Outcome sums = Run({"crc32c", in, out});
+    EXPECT_EQ(sums.status, 0);
+    EXPECT_NE(sums.out.find("  " + in + "\n"), std::string::npos) << sums.out;
+    EXPECT_NE(sums.out.find("  " + out + "\n"), std::string::npos) << sums.out;
+    WriteFile("списък", sums.out);
+    EXPECT_EQ(Run({"crc32c", "--check", "списък"}).out, in + ": OK\n" + out + ": OK\n");
+    ASSERT_EQ(Run({"clear", "--size", "8", "Größe/č"}).status, 0);
+    ASSERT_EQ(Run({"prefixsum", "Größe/č", "Größe/Σ"}).status, 0);
+    EXPECT_EQ(ReadFile("Größe/Σ"), std::string(8, '\0'));
+    ExpectFailure(Run({"invert", "Größe/никой.png", "b.png"}), 1,
+                  "cannot read \"Größe/никой.png\": ", {"Größe", "списък"});
+}
+
 TEST_F(OutputTest, AFullDiskLeavesTheOldFileAndNothingElse) {
     // A limit on the size of files is a full disk that needs no disk.
     const std::string run = "ulimit -f 8; FAKE_PLATFORMS=One \"$PROGRAM\" --runtime '" SCRIPTED_RUNTIME "' ";

@@ -18,6 +18,13 @@ std::string Quote(const std::string& text) {
     return quoted + "'";
 }
 
+/// The built program, or the file that NUVRA_TEST_PROGRAM names: a script that runs it elsewhere, for
+/// example.
+std::string GetProgram() {
+    const char* program = std::getenv("NUVRA_TEST_PROGRAM");
+    return program != nullptr ? program : PROGRAM_FILE;
+}
+
 }  // namespace
 
 ProgramTest::ProgramTest()
@@ -33,7 +40,7 @@ ProgramTest::~ProgramTest() {
 }
 
 Outcome ProgramTest::RunShell(const std::string& line) {
-    const std::string command = "PROGRAM=" + Quote(PROGRAM_FILE) + "; { " + line + "; } >../out 2>../err";
+    const std::string command = "PROGRAM=" + Quote(GetProgram()) + "; { " + line + "; } >../out 2>../err";
     const int status = std::system(command.c_str());
     return {(status & 0x7f) == 0 ? status >> 8 : -1, ReadFile("../out"), ReadFile("../err")};
 }

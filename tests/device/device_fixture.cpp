@@ -24,6 +24,10 @@ void DeviceTest::SetUp() {
     for (const OpenCLPlatformRef& platform : platforms)
         if (devices.IsEmpty()) static_cast<void>(platform.GetDevices(devices));
     ASSERT_FALSE(devices.IsEmpty()) << "no platform of this runtime has a device";
+    if (const char* expected = std::getenv("NUVRA_TEST_PLATFORM")) {
+        const Result<Data> name = platforms[0].GetInfo(OpenCLPlatformInfo::NAME);
+        ASSERT_EQ(name.GetValue().Find<String>()->GetView(), expected) << "this is another runtime";
+    }
     device = devices[0];
     const auto number = [&](UInt32 which) {
         return reinterpret_cast<void*>(*Get(device.GetInfo(which)).Find<Int64>());

@@ -92,6 +92,8 @@ public:
     cl_int createdCode = CL_SUCCESS;                 ///< written by the creating calls that succeed
     bool answersForAnyMemory = false;                ///< image queries of buffers, too, get a number
     bool allowsNoDevices = false;                    ///< lets a context have none
+    /// What can share with any OpenGL context; without it, the runtime has no clGetGLContextInfoKHR.
+    std::optional<std::vector<Object*>> sharingDevices;
     Object& AddPlatform(const std::string& name);
     Object& AddDevice(Object& platform, const std::string& name);
 

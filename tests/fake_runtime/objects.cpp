@@ -38,6 +38,33 @@ cl_program CreateProgram(cl_int code, cl_context context, cl_int* codeOut, const
     });
 }
 
+/// A zero-terminated property list; handles of the runtime have their names.
+Value DescribeProperties(const cl_context_properties* properties) {
+    if (properties == nullptr) return static_cast<const void*>(nullptr);
+    std::string text;
+    for (; *properties != 0; properties++) {
+        const auto* handle = reinterpret_cast<const void*>(*properties);
+        const bool isHandle = Control::Get().FindAny(handle) != nullptr;
+        text += (text.empty() ? "" : " ") +
+                (isHandle ? Control::Get().NameOf(handle) : std::to_string(*properties));
+    }
+    return text;
+}
+
+/// Answers with the ids of all devices that can share.
+cl_int CL_API_CALL GetGLContextInfo(const cl_context_properties* properties, cl_gl_context_info which,
+                                    size_t size, void* value, size_t* sizeOut) {
+    if (const cl_int code =
+            Record("clGetGLContextInfoKHR", DescribeProperties(properties), which, size, value, sizeOut))
+        return code;
+    Bytes ids;
+    for (const Object* device : *Control::Get().sharingDevices) {
+        const Bytes one = NumberBytes<const Object*>({device});
+        ids.insert(ids.end(), one.begin(), one.end());
+    }
+    return Answer(ids, size, value, sizeOut);
+}
+
 }  // namespace
 
 extern "C" {
@@ -73,12 +100,8 @@ cl_context clCreateContext(const cl_context_properties* properties, cl_uint coun
                            const cl_device_id* devices,
                            void(CL_CALLBACK* notify)(const char*, const void*, size_t, void*), void* userData,
                            cl_int* codeOut) {
-    std::size_t length = 0;
-    while (properties != nullptr && properties[length] != 0) length++;
-    Value list = ToValue(List(properties, length));
-    if (length == 2)
-        list = ToValue(List(reinterpret_cast<const cl_platform_id*>(properties + 1), std::size_t{1}));
-    cl_int code = Record(__func__, list, count, List(devices, count), notify, userData, codeOut);
+    cl_int code = Record(__func__, DescribeProperties(properties), count, List(devices, count), notify,
+                         userData, codeOut);
     if (code == CL_SUCCESS && devices == nullptr && !Control::Get().allowsNoDevices) code = CL_INVALID_VALUE;
     for (cl_uint i = 0; code == CL_SUCCESS && i < count; i++)
         if (Find(devices[i]) == nullptr) code = CL_INVALID_DEVICE;
@@ -110,8 +133,10 @@ cl_int clReleaseCommandQueue(cl_command_queue queue) {
 }
 
 void* clGetExtensionFunctionAddress(const char* name) {
-    Record(__func__, name);
-    return nullptr;
+    const bool isSharing =
+        std::string_view(name) == "clGetGLContextInfoKHR" && Control::Get().sharingDevices.has_value();
+    const bool isFound = Record(__func__, name) == CL_SUCCESS && isSharing;
+    return isFound ? reinterpret_cast<void*>(&GetGLContextInfo) : nullptr;
 }
 
 cl_mem clCreateFromGLTexture2D(cl_context context, cl_mem_flags flags, cl_GLenum target, cl_GLint mipLevel,

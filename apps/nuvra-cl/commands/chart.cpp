@@ -157,10 +157,7 @@ public:
         constexpr Int64 kLargest = Int64{1} << 16;
         if (std::min(_size.width, _size.height) < 1 || std::max(_size.width, _size.height) > kLargest)
             throw WrongArguments("a chart has from 1 to 65536 pixels on each side");
-        OIIO::ImageSpec spec(static_cast<int>(_size.width), static_cast<int>(_size.height), 4,
-                             OIIO::TypeDesc::UINT8);
-        spec.attribute("oiio:ColorSpace", "sRGB");
-        const Picture chart = MakePicture(spec, "chart", "png");
+        const Picture chart = MakePicture(MakeLayout(_size.width, _size.height, 4), Samples::UINT8, "chart");
         Fill(chart, {0, 0, _size.width, _size.height}, [](const Place&) { return Grey(0.22); });
         for (const auto& [left, top, right, bottom, draw] : kFields) {
             const Int64 x = _size.width * left / kColumns;

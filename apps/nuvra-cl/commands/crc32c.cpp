@@ -4,6 +4,7 @@
 
 #include "checksum_list.h"
 #include "failure.h"
+#include "nuvra/file_name.h"
 #include "progress.h"
 #include "session.h"
 #include "system.h"
@@ -132,11 +133,11 @@ private:
 
     static UInt32 Checksum(Checksummer& checksummer, const std::string& name,
                            const Environment& environment) {
-        const Stream stream(name == kStandardInput ? stdin : std::fopen(name.c_str(), "rb"));
+        const Stream stream(name == kStandardInput ? GetStandardInput() : OpenFile(host::ToPath(name), "rb"));
         if (stream == nullptr)
             throw Failure("cannot read " + Quote(name) + ": " + DescribeSystemError(errno));
         std::error_code unknown;
-        const auto size = std::filesystem::file_size(name, unknown);
+        const auto size = std::filesystem::file_size(host::ToPath(name), unknown);
         Progress progress(environment.terminal, "checksumming " + name,
                           unknown || size == 0 ? 1 : static_cast<Int64>(size));
         return checksummer.Run(stream.get(), name, progress);

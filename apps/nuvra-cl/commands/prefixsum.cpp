@@ -4,8 +4,10 @@
 #include <vector>
 
 #include "failure.h"
+#include "nuvra/file_name.h"
 #include "output_file.h"
 #include "session.h"
+#include "system.h"
 
 namespace nuvra::app {
 
@@ -18,7 +20,8 @@ std::vector<UInt32> ReadWords(const std::string& path) {
     const auto fail = [&](const std::string& why) {
         throw Failure("cannot read " + Quote(path) + ": " + why);
     };
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenFile(host::ToPath(path), "rb"),
+                                                               std::fclose);
     if (file == nullptr) fail(DescribeSystemError(errno));
     std::vector<UInt32> words;
     std::vector<unsigned char> piece(size_t{1} << 20);

@@ -193,11 +193,7 @@ void ScaleCommand::Run(Environment& environment) {
     bool mirrorX = false;
     bool mirrorY = false;
     const Rectangle destination = ChooseDestination(size, mirrorX, mirrorY);
-    OIIO::ImageSpec spec = in.spec;
-    spec.width = spec.full_width = static_cast<int>(size.width);
-    spec.height = spec.full_height = static_cast<int>(size.height);
-    spec.full_x = spec.full_y = spec.x = spec.y = 0;
-    Picture out = MakePicture(spec, _out, in.format);
+    Picture out = MakePictureLike(in, size.width, size.height, _out);
     CheckRectangle(destination, out);
     std::fill_n(out.samples.get(), static_cast<size_t>(size.width * size.height) * out.GetPixelBytes(), 0);
     {

@@ -32,7 +32,7 @@ public:
             throw Failure("the pictures differ in size: " + Quote(_left) + " has " +
                           DescribeSize(left.GetWidth(), left.GetHeight()) + " pixels, " + Quote(_right) +
                           " has " + DescribeSize(right.GetWidth(), right.GetHeight()));
-        Picture out = MakePicture(left.spec, _out, left.format);
+        Picture out = MakePictureLike(left, left.GetWidth(), left.GetHeight(), _out);
         {
             Session session(environment);
             Compose(session.OpenDevice(), left, right, out, environment.terminal);

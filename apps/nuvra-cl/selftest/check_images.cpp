@@ -59,8 +59,7 @@ public:
     }
 
     OpenCLMemoryObjectRef Make(Int64 width, Int64 height) const {
-        return MakeImage(_gpu, ChooseSampleType(OIIO::TypeFloat), OpenCLMemoryFlags::READ_WRITE,
-                         {width, height});
+        return MakeImage(_gpu, GetSampleType(Samples::FLOAT), OpenCLMemoryFlags::READ_WRITE, {width, height});
     }
 
     /// Runs the task and compares each value of its destination with the reference.

@@ -64,6 +64,18 @@ const char* GetRuntimeAdvice() {
     return "Debian's packages ocl-icd-libopencl1 and pocl-opencl-icd give one that runs on any processor";
 }
 
+std::vector<std::string> GetArguments(int argc, char** argv) {
+    return {argv, argv + argc};
+}
+
+std::FILE* OpenFile(const std::filesystem::path& path, const char* mode) {
+    return std::fopen(path.c_str(), mode);
+}
+
+std::FILE* GetStandardInput() {
+    return stdin;
+}
+
 std::filesystem::path GetProgramPath() {
     std::error_code error;
     return std::filesystem::read_symlink("/proc/self/exe", error);

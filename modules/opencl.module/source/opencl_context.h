@@ -14,6 +14,7 @@ public:
     /// An object without a context for a creator to fill; `devices` are copied. A creator that fails drops
     /// it.
     static Result<OpenCLContextRef> Create(const BaseArray<cl_device_id>& devices);
+    Result<void> AddDevice(cl_device_id device) { return _devices.Append(device); }
     /// Creates the cl_context for the object's devices with the zero-terminated property list.
     Result<void> Open(const cl_context_properties* properties);
 

@@ -91,6 +91,8 @@ struct TypeRead {
     }
 };
 
+}  // namespace
+
 cl_int GetDeviceInfo(cl_device_id device, cl_device_info which, size_t size, void* value, size_t* written) {
     const auto query = [&](const auto& after) {
         return Call<entry::clGetDeviceInfo>(after, device, which, size, value, written);
@@ -108,6 +110,8 @@ cl_int GetDeviceInfo(cl_device_id device, cl_device_info which, size_t size, voi
             return query(ResultCode());
     }
 }
+
+namespace {
 
 template <size_t N>
 void ReadInto(cl_device_id device, const NumberQuery (&queries)[N], Numbers& numbers) {

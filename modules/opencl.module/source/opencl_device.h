@@ -76,6 +76,9 @@ private:
     BaseArray<Int64> _maxWorkItemSizes;  ///< one entry a dimension
 };
 
+/// The traced query; a text and the device's type are shown to the tracer.
+cl_int GetDeviceInfo(cl_device_id device, cl_device_info which, size_t size, void* value, size_t* written);
+
 /// The device's cl_device_id through its interface; null when it gives no integer.
 Result<cl_device_id> GetDeviceId(const OpenCLDeviceRef& device);
 

@@ -48,8 +48,8 @@ template <class T>
             TraceEvent(frame, code, kernel, index, size, typeName, shown, value);
         }
     };
-    return CallTraced<entry::clSetKernelArg>(before, AttachNothing(), ResultCode(), kernel, index, size,
-                                             value);
+    return CallTraced<entry::clSetKernelArg>(g_openCL.clSetKernelArg, before, AttachNothing(), ResultCode(),
+                                             kernel, index, size, value);
 }
 
 /// Sets an argument of `size` bytes that the tracer sees as `count` values of type T.

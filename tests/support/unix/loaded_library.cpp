@@ -11,4 +11,18 @@ bool IsLoaded(const std::string& file) {
     return true;
 }
 
+std::string WordsForNoLibrary() {
+    return "invalid ELF header";
+}
+
+std::string WordsForNoFile() {
+    return "No such file";
+}
+
+std::string WordsForNoSymbol() {
+    return "undefined symbol";
+}
+
+const char* const kSystemLibrary = "libc.so.6";
+
 }  // namespace nuvra::test

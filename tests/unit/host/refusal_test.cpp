@@ -75,8 +75,8 @@ TEST(LoadModulesTest, AFileThatIsNoModuleLibraryIsRefusedAndNotLeftLoaded) {
     const std::string text = ZOO_SOURCES "no_library.txt";
     const std::string missing = ZooFile("that_nobody_built");
     const std::pair<std::string, Texts> cases[] = {
-        {text, {text, "invalid ELF header"}},
-        {missing, {missing, "No such file"}},
+        {text, {text, WordsForNoLibrary()}},
+        {missing, {missing, WordsForNoFile()}},
         {ZooFile("no_list"), {ZooFile("no_list"), "g_privateModules"}},
         {ZooFile("empty_list"), {ZooFile("empty_list"), "no modules"}},
     };

@@ -77,13 +77,6 @@ TEST_F(BindingTest, OnlyOpenGLSharingNeedsTheExtensionFunction) {
     EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContext({}, Platform())), "EXTENSION_NOT_SUPPORTED");
 }
 
-TEST_F(BindingTest, OpenGLSharingIsRefusedWhereTheSystemHasNone) {
-    Start(FakeLibrary());
-    const BaseArray<OpenCLDeviceRef> devices;
-    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContext({}, nullptr)), "EXTENSION_NOT_SUPPORTED");
-    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices({}, devices)), "EXTENSION_NOT_SUPPORTED");
-}
-
 TEST_F(BindingTest, ARuntimeThatCannotReleaseEventsIsUsedWithoutIt) {
     Start(FakeLibrary("_no_clReleaseEvent"));
     EXPECT_EQ(host->diagnostics, Texts());

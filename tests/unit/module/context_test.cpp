@@ -23,8 +23,8 @@ TEST_F(ContextTest, AContextIsMadeOfThePlatformAndTheDevicesInOrder) {
     ASSERT_EQ(context.GetDevices().GetCount(), 2);
     EXPECT_EQ(context.GetDevices()[0], devices[1]);
     EXPECT_EQ(Outcome(OpenCL::CreateContext(Platform(), {})), "CL_INVALID_VALUE");
-    EXPECT_EQ(Take("clCreateContext"), (Texts{"[platform1], 2, [device2 device1], ptr, ptr, ptr",
-                                              "[platform1], 0, null, ptr, ptr, ptr"}));
+    EXPECT_EQ(Take("clCreateContext"), (Texts{"\"4228 platform1\", 2, [device2 device1], ptr, ptr, ptr",
+                                              "\"4228 platform1\", 0, null, ptr, ptr, ptr"}));
     EXPECT_EQ(Outcome(context.CreateCommandQueue()), "OK");
     EXPECT_EQ(Take("clCreateCommandQueue"), (Texts{"context2, device2, 0, ptr"}));
 }

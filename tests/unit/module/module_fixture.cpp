@@ -27,6 +27,7 @@ std::string ToText(const Data& data) {
 }
 
 std::string FakeLibrary(const std::string& variant) {
+    if (variant.empty()) return FAKE_RUNTIME_FILE;
     return FAKE_RUNTIME_FOLDER "/" FAKE_RUNTIME_PREFIX "fake_opencl" + variant + FAKE_RUNTIME_SUFFIX;
 }
 
@@ -34,10 +35,17 @@ ModuleTest::ModuleTest() {
     fake.Reset();
 }
 
-void ModuleTest::Start(const std::string& runtime) {
+void ModuleTest::SetUp() {
+    Start(FakeLibrary());
+    // Wine, for one, has a runtime of its own that it may prefer.
+    ASSERT_TRUE(OpenCL::IsAvailable());
+    ASSERT_EQ(Take("clGetPlatformIDs").size(), 1U) << "this is another runtime";
+}
+
+void ModuleTest::Start(const std::string& runtime, const std::string& module) {
     host.emplace(std::map<std::string, std::string>{{"libOpenCL.so.1", runtime}, {"opencl.dll", runtime}},
                  tracing);
-    ASSERT_TRUE(IsOk(host->Start({OPENCL_MODULE_FILE})));
+    ASSERT_TRUE(IsOk(host->Start({module})));
 }
 
 void ModuleTest::Stop() {

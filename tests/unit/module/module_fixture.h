@@ -49,10 +49,10 @@ struct Objects {
 class ModuleTest : public testing::Test {
 protected:
     ModuleTest();
-    void SetUp() override { Start(FakeLibrary()); }
+    void SetUp() override;
     void TearDown() override { Stop(); }
 
-    void Start(const std::string& runtime);
+    void Start(const std::string& runtime, const std::string& module = OPENCL_MODULE_FILE);
     void Stop();
 
     /// Makes a context, a queue, a built program, a kernel and a buffer of 64 bytes, and forgets the calls.

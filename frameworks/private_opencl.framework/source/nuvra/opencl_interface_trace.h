@@ -182,16 +182,16 @@ struct TextRead {
 };
 
 /// Emits the before event, runs `attach` with its cookie, makes the call, and emits the after event.
-template <class Entry, class Before, class Attach, class After, class... Parameters>
-[[gnu::noinline]] auto CallTraced(const Before& before, const Attach& attach, const After& after,
-                                  Parameters... parameters) {
+template <class Entry, class Function, class Before, class Attach, class After, class... Parameters>
+[[gnu::noinline]] auto CallTraced(Function function, const Before& before, const Attach& attach,
+                                  const After& after, Parameters... parameters) {
     static_assert(std::ranges::find(Entry::kAfter, After::kCode) != Entry::kAfter.end(),
                   "the function's entry lists its after codes");
     UInt32 cookie = 0;
     TraceFrame frame{Entry::kName, 0, &cookie};
     before(frame);
     attach(cookie);
-    const auto result = (g_openCL.*Entry::kFunction)(parameters...);
+    const auto result = function(parameters...);
     frame.phase = 1;
     std::apply([&](auto... values) { TraceEvent(frame, After::kCode.data(), values...); }, after(result));
     return result;
@@ -201,35 +201,45 @@ struct AttachNothing {
     void operator()(UInt32) const {}
 };
 
-template <class Entry, class Function = std::remove_cvref_t<decltype(g_openCL.*Entry::kFunction)>>
+template <class Entry, class Function>
 struct Caller;
 
 /// Gives the call's arguments the types of the function's parameters.
 template <class Entry, class R, class... Parameters>
 struct Caller<Entry, R(CL_API_CALL*)(Parameters...)> {
+    using Function = R(CL_API_CALL*)(Parameters...);
+
     template <class Attach, class After>
-    static R Call(const Attach& attach, const After& after, Parameters... parameters) {
+    static R Call(Function function, const Attach& attach, const After& after, Parameters... parameters) {
         if (!g_tracer) [[likely]]
-            return (g_openCL.*Entry::kFunction)(parameters...);
-        return Traced(attach, after, parameters...);
+            return function(parameters...);
+        return Traced(function, attach, after, parameters...);
     }
 
 private:
     /// Apart, and with its arguments by value, so that the way without a tracer keeps them in registers.
     template <class Attach, class After>
-    [[gnu::noinline, gnu::cold]] static R Traced(Attach attach, After after, Parameters... parameters) {
+    [[gnu::noinline, gnu::cold]] static R Traced(Function function, Attach attach, After after,
+                                                 Parameters... parameters) {
         const auto before = [&](const TraceFrame& frame) {
             std::apply([&](auto... values) { TraceEvent(frame, kTracedCode<Entry>.data(), values...); },
                        GatherBefore<Entry, 0>(3, std::tuple(), std::tuple(parameters...)));
         };
-        return CallTraced<Entry>(before, attach, after, parameters...);
+        return CallTraced<Entry>(function, before, attach, after, parameters...);
     }
 };
 
-/// Calls the function with a before and an after event around it.
+/// Calls the entry's function at the given address with a before and an after event around it: for functions
+/// that are not in the table.
+template <class Entry, class Function, class After, class... Arguments>
+auto CallAt(Function function, const After& after, Arguments... arguments) {
+    return Caller<Entry, Function>::Call(function, AttachNothing(), after, arguments...);
+}
+
+/// Calls the function in the table with a before and an after event around it.
 template <class Entry, class After, class... Arguments>
 auto Call(const After& after, Arguments... arguments) {
-    return Caller<Entry>::Call(AttachNothing(), after, arguments...);
+    return CallAt<Entry>(g_openCL.*Entry::kFunction, after, arguments...);
 }
 
 /// The same; `attach(cookie)` runs between the before event and the call where the tracer wants data.
@@ -238,7 +248,9 @@ auto CallAttaching(const Attach& attach, const After& after, Arguments... argume
     const auto attachIfWanted = [&](UInt32 cookie) {
         if (IsTraceCapturing()) attach(cookie);
     };
-    return Caller<Entry>::Call(attachIfWanted, after, arguments...);
+    const auto function = g_openCL.*Entry::kFunction;
+    return Caller<Entry, std::remove_cv_t<decltype(function)>>::Call(function, attachIfWanted, after,
+                                                                     arguments...);
 }
 
 }  // namespace nuvra

@@ -3,12 +3,16 @@
 
 #include "checked_file.h"
 #include "failure.h"
+#include "nuvra/file_name.h"
 #include "output_file.h"
-#include "picture.h"
+#include "picture_origin.h"
 #include "progress.h"
 #include "system.h"
 
 namespace nuvra::app {
+
+const char* const kWrittenFormats = "PNG, JPEG, TIFF, OpenEXR and more";
+const char* const kMetadataHelp = "Metadata is kept where the format of OUT has a place for it.";
 
 namespace {
 
@@ -46,6 +50,7 @@ public:
 
 private:
     bool Open(TypeDesc type);
+    TypeDesc GetFileType() const;
     OIIO::ImageSpec MakeSpec(TypeDesc type) const;
     void CheckResult(bool withPixels) const;
     [[noreturn]] void Fail(const std::string& reason) const {
@@ -60,14 +65,38 @@ private:
     std::unique_ptr<OIIO::ImageOutput> _output;
 };
 
+/// The type of the samples in the file that the picture came from.
+TypeDesc Writer::GetFileType() const {
+    return _picture.origin != nullptr ? _picture.origin->spec.format
+                                      : TypeDesc(ToOpenImageIO(_picture.type->samples));
+}
+
+/// The picture as it was read, or drawn, with the size that it has now.
+OIIO::ImageSpec DescribePicture(const Picture& picture) {
+    const auto width = static_cast<int>(picture.GetWidth());
+    const auto height = static_cast<int>(picture.GetHeight());
+    if (picture.origin == nullptr) {
+        const auto channelCount = static_cast<int>(picture.layout.channels.size());
+        OIIO::ImageSpec spec(width, height, channelCount, ToOpenImageIO(picture.type->samples));
+        spec.attribute("oiio:ColorSpace", "sRGB");
+        return spec;
+    }
+    OIIO::ImageSpec spec = picture.origin->spec;
+    if (spec.width == width && spec.height == height) return spec;
+    spec.width = spec.full_width = width;
+    spec.height = spec.full_height = height;
+    spec.full_x = spec.full_y = spec.x = spec.y = 0;
+    return spec;
+}
+
 OIIO::ImageSpec Writer::MakeSpec(TypeDesc type) const {
-    OIIO::ImageSpec spec = _picture.spec;
+    OIIO::ImageSpec spec = DescribePicture(_picture);
     if (type != spec.format) spec.set_format(type);
     // The numbers pass as they are. TIFF can say of them that they are multiplied by alpha, and says so
     // again; any other writer would take a missing word about it as an order to divide.
     const bool isMultiplied =
         _picture.format == "openexr" ||
-        (_picture.format == "tiff" && _picture.spec.get_int_attribute("oiio:UnassociatedAlpha") == 0);
+        (_picture.format == "tiff" && spec.get_int_attribute("oiio:UnassociatedAlpha") == 0);
     spec.attribute("oiio:UnassociatedAlpha", _format == "tiff" && isMultiplied ? 0 : 1);
     if (_output->supports("tiles") == 0) spec.tile_width = spec.tile_height = spec.tile_depth = 0;
     // Only the full-size picture is written, whatever reduced copies lay beside it.
@@ -89,9 +118,9 @@ bool Writer::Open(TypeDesc type) {
 }
 
 std::string Writer::Write(std::FILE* terminal) {
-    if (_format == "webp" && _picture.spec.alpha_channel >= 0)
+    if (_format == "webp" && _picture.layout.alpha >= 0)
         Fail("the format's writer divides colours by alpha whatever it is told; choose PNG or TIFF");
-    const Substitutes substitutes = FindSubstitutes(_picture.spec.format);
+    const Substitutes substitutes = FindSubstitutes(GetFileType());
     size_t choice = 0;
     while (true) {
         const TypeDesc type = substitutes.types[choice];
@@ -100,13 +129,13 @@ std::string Writer::Write(std::FILE* terminal) {
         if (_output->has_error()) Fail(FirstLine(_output->geterror(), ""));
         break;  // some formats have but one type of their own
     }
-    Progress progress(terminal, "writing " + std::filesystem::path(_name).filename().string(), 1000);
+    Progress progress(terminal, "writing " + host::ToText(host::ToPath(_name).filename()), 1000);
     const auto show = [](void* shown, float done) {
         static_cast<Progress*>(shown)->Show(static_cast<Int64>(done * 1000));
         return false;
     };
     const bool isWritten =
-        _output->write_image(_picture.type->memory, _picture.samples.get(), OIIO::AutoStride,
+        _output->write_image(ToOpenImageIO(_picture.type->samples), _picture.samples.get(), OIIO::AutoStride,
                              OIIO::AutoStride, OIIO::AutoStride, show, &progress);
     const bool isClosed = _output->close();
     const int systemError = _checked != nullptr ? _checked->Finish() : 0;
@@ -116,7 +145,7 @@ std::string Writer::Write(std::FILE* terminal) {
     CheckResult(_checked == nullptr);
     if (choice < substitutes.exactCount) return {};
     return Quote(_name) + " holds " + _output->spec().format.c_str() + " samples, to which the " +
-           _picture.spec.format.c_str() + " samples were rounded";
+           _picture.fileType + " samples were rounded";
 }
 
 /// Looks at what was written: some writers drop channels or write files that nobody can open, and those
@@ -126,9 +155,10 @@ void Writer::CheckResult(bool withPixels) const {
     if (input == nullptr)
         Fail("the format's writer made a file that cannot be read (" +
              FirstLine(OIIO::geterror(), "no reason given") + ")");
-    if (input->spec().nchannels < _picture.spec.nchannels)
-        Fail("the format " + _format + " cannot hold a picture of " +
-             std::to_string(_picture.spec.nchannels) + " channels");
+    const size_t channelCount = _picture.layout.channels.size();
+    if (static_cast<size_t>(input->spec().nchannels) < channelCount)
+        Fail("the format " + _format + " cannot hold a picture of " + std::to_string(channelCount) +
+             " channels");
     if (!withPixels) return;
     constexpr std::uintmax_t kSpare = 64 << 10;
     if (std::filesystem::space(_file.GetPath()).available < kSpare) Fail(DescribeSystemError(ENOSPC));
@@ -139,25 +169,24 @@ void Writer::CheckResult(bool withPixels) const {
 }
 
 /// The format that the name asks for, or else the one that the picture came in.
-std::string ChooseFormat(const std::filesystem::path& path, const Picture& picture) {
-    const std::string extension = path.extension().string();
-    const auto output = OIIO::ImageOutput::create(extension.empty() ? picture.format : path.string());
+std::string ChooseFormat(const std::string& name, const Picture& picture) {
+    const std::string extension = host::ToText(host::ToPath(name).extension());
+    const auto output = OIIO::ImageOutput::create(extension.empty() ? picture.format : name);
     if (output != nullptr) return output->format_name();
     static_cast<void>(OIIO::geterror());
-    throw Failure("cannot write " + Quote(path.string()) +
-                  ": no picture format that can be written is called " +
+    throw Failure("cannot write " + Quote(name) + ": no picture format that can be written is called " +
                   Quote(extension.empty() ? picture.format : extension.substr(1)));
 }
 
 }  // namespace
 
-void WritePicture(const std::filesystem::path& path, const Picture& picture, Environment& environment) {
-    const std::string format = ChooseFormat(path, picture);
-    OutputFile file(path, OutputFile::Access::RANDOM, "." + format);
+void WritePicture(const std::string& name, const Picture& picture, Environment& environment) {
+    const std::string format = ChooseFormat(name, picture);
+    OutputFile file(name, OutputFile::Access::RANDOM, "." + format);
     std::string loss;
     {
         const SilencedStandardError silence;
-        loss = Writer(file, format, picture, path.string()).Write(environment.terminal);
+        loss = Writer(file, format, picture, name).Write(environment.terminal);
     }
     file.Commit();
     if (!loss.empty()) environment.notes.push_back(loss);

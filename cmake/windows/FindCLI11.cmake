@@ -1,0 +1,5 @@
+include(share_headers)
+share_headers(CLI)
+add_library(CLI11::CLI11 INTERFACE IMPORTED)
+target_include_directories(CLI11::CLI11 SYSTEM INTERFACE ${NUVRA_SHARED_HEADERS})
+set(CLI11_FOUND TRUE)

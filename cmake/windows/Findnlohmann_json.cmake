@@ -1,0 +1,7 @@
+include(share_headers)
+share_headers(nlohmann)
+if(NOT TARGET nlohmann_json::nlohmann_json)
+    add_library(nlohmann_json::nlohmann_json INTERFACE IMPORTED GLOBAL)
+    target_include_directories(nlohmann_json::nlohmann_json SYSTEM INTERFACE ${NUVRA_SHARED_HEADERS})
+endif()
+set(nlohmann_json_FOUND TRUE)

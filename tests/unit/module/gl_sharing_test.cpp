@@ -1,0 +1,316 @@
+#include <CL/cl_gl.h>
+
+#include <sstream>
+
+#include "nuvra/opengl_context.h"
+#include "tracer.h"
+
+namespace nuvra {
+
+/// A rendering context as the module sees it: two handles, which are numbers here.
+class OpenGLContextImpl : public ObjectHeader {};
+
+}  // namespace nuvra
+
+namespace nuvra::test {
+namespace {
+
+constexpr OpenGLContextInterface::Operations kContextOperations{
+    DeleteObject<OpenGLContextImpl>,
+    [](const OpenGLContextImpl*) { return reinterpret_cast<void*>(17); },
+    [](const OpenGLContextImpl*) { return reinterpret_cast<void*>(34); },
+};
+constinit InterfaceRecord g_record =
+    ImplementInterface<OpenGLContextInterface>("net.nuvra.test.gl", "TestContext", kContextOperations);
+SourceUnit g_unit{g_program, "gl_sharing_test", {&g_record}};
+
+constexpr cl_device_type kGpu = CL_DEVICE_TYPE_GPU;
+constexpr cl_device_type kCpu = CL_DEVICE_TYPE_CPU;
+constexpr cl_device_type kDefaultGpu = CL_DEVICE_TYPE_GPU | CL_DEVICE_TYPE_DEFAULT;
+
+/// What an operation is given as a property list, with the platform at its end.
+std::string Properties(const std::string& platform) {
+    return "\"8200 17 8203 34 4228 " + platform + '"';
+}
+
+/// The module with the sharing, on a fake runtime that begins without platforms.
+class GLSharingTest : public ModuleTest {
+protected:
+    void SetUp() override {
+        Restart(FakeLibrary());
+        Clear();
+    }
+    void TearDown() override {
+        gl = nullptr;
+        ModuleTest::TearDown();
+    }
+
+    void Restart(const std::string& runtime) {
+        gl = nullptr;
+        Stop();
+        Start(runtime, GL_MODULE_FILE);
+        gl = OpenGLContextRef(NewObject<OpenGLContextImpl>());
+        fake.calls.clear();
+    }
+    /// Leaves a runtime without platforms, which can share.
+    void Clear() {
+        fake.Reset();
+        fake.platforms.clear();
+        fake.sharingDevices.emplace();
+    }
+    fake::Object& AddDevice(cl_device_type type, bool canShare) {
+        fake::Object& device = fake.AddDevice(*fake.platforms.back(), "Device");
+        device.info[CL_DEVICE_TYPE] = fake::NumberBytes<cl_device_type>({type});
+        if (canShare) device.info[CL_DEVICE_EXTENSIONS] = fake::TextBytes("cl_khr_gl_sharing cl_khr_fp64");
+        return device;
+    }
+    /// A platform of one device, which can share with any OpenGL context.
+    fake::Object& AddSharing(cl_device_type type = kGpu) {
+        fake.AddPlatform("Platform");
+        fake.sharingDevices->push_back(&AddDevice(type, true));
+        return *fake.sharingDevices->back();
+    }
+    std::string Create(cl_platform_id platform = nullptr) {
+        return Outcome(OpenCL::CreateGLSharedContext(gl, platform));
+    }
+    BaseArray<OpenCLDeviceRef> GetDevices(Int platform) {
+        BaseArray<OpenCLPlatformRef> platforms;
+        BaseArray<OpenCLDeviceRef> devices;
+        EXPECT_EQ(Outcome(OpenCL::GetPlatforms(platforms)), "OK");
+        EXPECT_EQ(Outcome(platforms[platform].GetDevices(devices)), "OK");
+        fake.calls.clear();
+        return devices;
+    }
+
+    OpenGLContextRef gl;
+};
+
+TEST_F(GLSharingTest, TheContextIsMadeOfThePropertiesAndTheDevicesThatTheRuntimeGives) {
+    AddSharing();
+    {
+        const OpenCLContextRef context = OpenCL::CreateGLSharedContext(gl, nullptr).GetValue();
+        ASSERT_EQ(context.GetDevices().GetCount(), 1);
+        EXPECT_EQ(context.GetDevices()[0], reinterpret_cast<cl_device_id>((*fake.sharingDevices)[0]));
+        EXPECT_EQ(Outcome(context.CreateFromGLBuffer(OpenCLMemoryFlags::READ_WRITE, 5)), "OK");
+    }
+    EXPECT_EQ(fake.TextsOf("clGetExtensionFunctionAddress"), (Texts{"\"clGetGLContextInfoKHR\""}));
+    EXPECT_EQ(fake.TextsOf("clGetGLContextInfoKHR"),
+              (Texts{Properties("platform2") + ", 8199, 800, ptr, ptr"}));
+    EXPECT_EQ(fake.TextsOf("clCreateContext"),
+              (Texts{Properties("platform2") + ", 1, [device2], ptr, ptr, ptr"}));
+}
+
+struct Search {
+    const char* title;
+    /// One text a platform, one word a device: "gpu", "default", "cpu", with "+" where it can share.
+    std::vector<std::string> platforms;
+    std::string found;  ///< the platform that the search finds, or the failure's code
+};
+
+TEST_F(GLSharingTest, ASearchPrefersPlainGpusThatCanShare) {
+    const Search cases[] = {
+        {"one GPU", {"gpu+"}, "platform1"},
+        {"a GPU behind a CPU of another platform", {"cpu+", "gpu+"}, "platform2"},
+        {"a GPU behind another device", {"cpu+ gpu+", "gpu+"}, "platform1"},
+        {"GPUs that cannot share", {"gpu", "cpu gpu", "gpu+"}, "platform3"},
+        {"a GPU that is also the default device", {"default+", "gpu+"}, "platform2"},
+        {"only such a GPU", {"gpu", "default+"}, "platform2"},
+        {"no GPU", {"gpu", "cpu", "cpu+", "cpu+"}, "platform3"},
+        {"nothing that can share", {"gpu", "cpu"}, "NO_MATCHING_PLATFORM"},
+        {"no platform", {}, "NO_MATCHING_PLATFORM"},
+        {"a first platform without devices", {"", "gpu+"}, "CL_DEVICE_NOT_FOUND"},
+        {"a platform without devices that is not reached", {"gpu+", ""}, "platform1"},
+        {"a platform without devices on the way to a CPU", {"cpu+", ""}, "CL_DEVICE_NOT_FOUND"},
+    };
+    for (const Search& search : cases) {
+        Clear();
+        for (const std::string& devices : search.platforms) {
+            fake.AddPlatform("Platform");
+            std::istringstream words(devices);
+            for (std::string word; words >> word;) {
+                const cl_device_type type = word[0] == 'g' ? kGpu : word[0] == 'c' ? kCpu : kDefaultGpu;
+                fake.sharingDevices->push_back(&AddDevice(type, word.back() == '+'));
+            }
+        }
+        std::string outcome = Create();
+        const Texts queries = fake.TextsOf("clGetGLContextInfoKHR");
+        for (size_t i = 0; outcome == "OK" && i < fake.platforms.size(); i++)
+            if (queries[0].starts_with(Properties("platform" + std::to_string(i + 2))))
+                outcome = "platform" + std::to_string(i + 1);
+        EXPECT_EQ(outcome, search.found) << search.title;
+    }
+}
+
+TEST_F(GLSharingTest, AGivenPlatformIsTakenWithoutASearch) {
+    AddSharing();
+    fake.AddPlatform("Given");
+    EXPECT_EQ(Create(reinterpret_cast<cl_platform_id>(fake.platforms[1])), "OK");
+    EXPECT_EQ(fake.TextsOf("clGetPlatformIDs"), Texts());
+    EXPECT_EQ(fake.TextsOf("clCreateContext"),
+              (Texts{Properties("platform3") + ", 1, [device2], ptr, ptr, ptr"}));
+}
+
+TEST_F(GLSharingTest, TheContextHoldsTheGpusOrElseEveryDevice) {
+    const std::tuple<std::vector<cl_device_type>, std::string> cases[] = {
+        {{kCpu, kGpu}, "1, [device3]"},         {{kGpu, kCpu, kGpu}, "2, [device2 device4]"},
+        {{kCpu, kCpu}, "2, [device2 device3]"}, {{kDefaultGpu, kCpu}, "2, [device2 device3]"},
+        {{kDefaultGpu, kGpu}, "1, [device3]"},
+    };
+    for (const auto& [types, expected] : cases) {
+        Clear();
+        fake.AddPlatform("Platform");
+        for (const cl_device_type type : types) fake.sharingDevices->push_back(&AddDevice(type, true));
+        EXPECT_EQ(Create(Platform()), "OK");
+        EXPECT_EQ(fake.TextsOf("clCreateContext"),
+                  (Texts{Properties("platform2") + ", " + expected + ", ptr, ptr, ptr"}));
+    }
+}
+
+TEST_F(GLSharingTest, ADeviceThatDoesNotTellItsTypeIsNoGpu) {
+    AddSharing();
+    fake.sharingDevices->push_back(&AddDevice(kGpu, true));
+    fake.Fail("clGetDeviceInfo", CL_OUT_OF_RESOURCES, 1);
+    EXPECT_EQ(Create(Platform()), "OK");
+    EXPECT_EQ(fake.TextsOf("clGetDeviceInfo"),
+              (Texts{"device2, 4096, 8, ptr, null", "device3, 4096, 8, ptr, null"}));
+    EXPECT_EQ(fake.TextsOf("clCreateContext"),
+              (Texts{Properties("platform2") + ", 1, [device3], ptr, ptr, ptr"}));
+}
+
+TEST_F(GLSharingTest, AHundredDevicesFitAndMoreAreTheRuntimesError) {
+    AddSharing(kCpu);
+    while (fake.sharingDevices->size() < 100) fake.sharingDevices->push_back(&AddDevice(kCpu, true));
+    {
+        const OpenCLContextRef context = OpenCL::CreateGLSharedContext(gl, Platform()).GetValue();
+        ASSERT_TRUE(context);
+        EXPECT_EQ(context.GetDevices().GetCount(), 100);
+    }
+    fake.sharingDevices->push_back(&AddDevice(kCpu, true));
+    EXPECT_EQ(Create(Platform()), "CL_INVALID_VALUE");
+}
+
+TEST_F(GLSharingTest, EveryFailureHasItsCode) {
+    struct {
+        const char* title;
+        std::function<void()> spoil;
+        std::string outcome;
+    } const cases[] = {
+        {"no function for OpenGL", [&] { fake.sharingDevices.reset(); }, "EXTENSION_NOT_SUPPORTED"},
+        {"the query for devices",
+         [&] { fake.Fail("clGetGLContextInfoKHR", CL_INVALID_GL_SHAREGROUP_REFERENCE_KHR); },
+         "CL_INVALID_GL_SHAREGROUP_REFERENCE_KHR"},
+        {"no device", [&] { fake.sharingDevices->clear(); }, "NO_MATCHING_DEVICE"},
+        {"the context", [&] { fake.Fail("clCreateContext", CL_OUT_OF_HOST_MEMORY); },
+         "CL_OUT_OF_HOST_MEMORY"},
+        {"a context with a code", [&] { fake.createdCode = CL_OUT_OF_RESOURCES; }, "CL_OUT_OF_RESOURCES"},
+        {"listing platforms", [&] { fake.Fail("clGetPlatformIDs", CL_INVALID_VALUE, 2); },
+         "CL_INVALID_VALUE"},
+        {"listing devices", [&] { fake.Fail("clGetDeviceIDs", CL_INVALID_PLATFORM, 1); },
+         "CL_INVALID_PLATFORM"},
+    };
+    for (const auto& [title, spoil, outcome] : cases) {
+        Clear();
+        AddSharing();
+        spoil();
+        EXPECT_EQ(Create(), outcome) << title;
+        EXPECT_EQ(fake.CountLive(), 0) << title;
+    }
+}
+
+TEST_F(GLSharingTest, WithoutTheFunctionOrTheRuntimeNothingIsShared) {
+    const std::pair<std::string, const char*> cases[] = {
+        {FakeLibrary("_no_clGetExtensionFunctionAddress"), "EXTENSION_NOT_SUPPORTED"},
+        {"/nowhere", "OPENCL_UNINITIALIZED"},
+    };
+    AddSharing();
+    for (const auto& [runtime, outcome] : cases) {
+        Restart(runtime);
+        EXPECT_EQ(Create(Platform()), outcome);
+        EXPECT_EQ(fake.calls.size(), 0U);
+    }
+    const BaseArray<OpenCLDeviceRef> devices;
+    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices(gl, devices)), "OPENCL_UNINITIALIZED");
+    EXPECT_EQ(Create(), "OPENCL_UNINITIALIZED");
+}
+
+TEST_F(GLSharingTest, GivenDevicesArePassedInOrderWithTheFirstOnesPlatform) {
+    AddSharing();
+    AddSharing(kCpu);
+    AddDevice(kCpu, false);
+    BaseArray<OpenCLDeviceRef> devices = GetDevices(1);
+    std::swap(devices[0], devices[1]);
+    {
+        const OpenCLContextRef context = OpenCL::CreateGLSharedContextForDevices(gl, devices).GetValue();
+        ASSERT_EQ(context.GetDevices().GetCount(), 2);
+        EXPECT_EQ(context.GetDevices()[0], reinterpret_cast<cl_device_id>(fake.platforms[1]->devices[1]));
+    }
+    EXPECT_EQ(fake.TextsOf("clCreateContext"),
+              (Texts{Properties("platform3") + ", 2, [device4 device3], ptr, ptr, ptr"}));
+    EXPECT_EQ(TakeNames(), (Texts{"clCreateContext", "clReleaseContext"})) << "nothing else is asked";
+}
+
+TEST_F(GLSharingTest, GivenDevicesThatAreNoneFailBeforeTheRuntimeIsAsked) {
+    BaseArray<OpenCLDeviceRef> devices;
+    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices(gl, devices)), kNullPointer);
+    ASSERT_TRUE(devices.Resize(2).IsOk());
+    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices(gl, devices)), kNullPointer);
+    EXPECT_EQ(fake.calls.size(), 0U);
+    AddSharing();
+    BaseArray<OpenCLDeviceRef> halfEmpty = GetDevices(0);
+    ASSERT_TRUE(halfEmpty.Resize(2).IsOk());
+    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices(gl, halfEmpty)), "CL_INVALID_DEVICE");
+    EXPECT_EQ(fake.TextsOf("clCreateContext"),
+              (Texts{Properties("platform2") + ", 2, [device2 null], ptr, ptr, ptr"}));
+    fake.Fail("clCreateContext", CL_INVALID_OPERATION);
+    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices(gl, GetDevices(0))), "CL_INVALID_OPERATION");
+}
+
+TEST_F(GLSharingTest, EveryAllocationMayFail) {
+    AddSharing();
+    const BaseArray<OpenCLDeviceRef> devices = GetDevices(0);
+    const std::function<std::string()> operations[] = {
+        [&] { return Create(Platform()); },
+        [&] { return Outcome(OpenCL::CreateGLSharedContextForDevices(gl, devices)); },
+    };
+    for (const auto& operation : operations) {
+        Int failures = 0;
+        for (;; failures++) {
+            host->allocations.FailFrom(failures);
+            const std::string outcome = operation();
+            host->allocations.FailNone();
+            EXPECT_EQ(fake.CountLive(), 0);
+            if (outcome == "OK") break;
+            EXPECT_EQ(outcome, kOutOfMemory);
+            ASSERT_LT(failures, 10);
+        }
+        EXPECT_EQ(failures, 2) << "the context object and its list of devices";
+    }
+}
+
+TEST_F(GLSharingTest, BothQueriesAreTracedWithTheirValues) {
+    fake.Reset();
+    g_trace = {};
+    g_trace.isOffered = true;
+    Restart(FakeLibrary());
+    fake.sharingDevices = {fake.platforms[0]->devices[0], &fake.AddDevice(*fake.platforms[0], "Second")};
+    const auto events = [&] {
+        g_trace.events.clear();
+        static_cast<void>(Create(Platform()));
+        Texts first(g_trace.events.begin(), g_trace.events.begin() + 4);
+        for (std::string& event : first) event.erase(2, 24);
+        return first;
+    };
+    const Texts before{"> clGetExtensionFunctionAddress Tx \"clGetGLContextInfoKHR\"",
+                       "< clGetExtensionFunctionAddress p ptr",
+                       "> clGetGLContextInfoKHR rVsppx [ptr ptr ptr ptr ptr platform1] 8199 800 ptr ptr"};
+    Texts expected = before;
+    expected.push_back("< clGetGLContextInfoKHR iaPs 0 [device1 device2] 16");
+    EXPECT_EQ(events(), expected);
+    fake.Fail("clGetGLContextInfoKHR", CL_INVALID_OPERATION);
+    expected.back() = "< clGetGLContextInfoKHR iaPs -59 [] 0";
+    EXPECT_EQ(events(), expected);
+    g_trace = {};
+}
+
+}  // namespace
+}  // namespace nuvra::test
