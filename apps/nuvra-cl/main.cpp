@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <new>
@@ -125,7 +126,8 @@ int Main(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     std::vector<std::string> arguments = nuvra::app::GetArguments(argc, argv);
-    std::vector<char*> pointers;
-    for (std::string& argument : arguments) pointers.push_back(argument.data());
+    std::vector<char*> pointers(arguments.size());
+    std::ranges::transform(arguments, pointers.begin(),
+                           [](std::string& argument) { return argument.data(); });
     return nuvra::app::Main(static_cast<int>(pointers.size()), pointers.data());
 }

@@ -7,10 +7,10 @@ namespace nuvra::app {
 namespace {
 
 constexpr SampleType kSampleTypes[] = {
-    {Samples::UINT8, "uint8", OpenCLChannelDataType::UNORM_INT8, 1, 0xff},
-    {Samples::UINT16, "uint16", OpenCLChannelDataType::UNORM_INT16, 2, 0xffff},
-    {Samples::HALF, "half", OpenCLChannelDataType::HALF_FLOAT, 2, 0x3c00},
-    {Samples::FLOAT, "float", OpenCLChannelDataType::FLOAT, 4, 0x3f800000},
+    {Samples::UINT8, OpenCLChannelDataType::UNORM_INT8, "uint8", 1, 0xff},
+    {Samples::UINT16, OpenCLChannelDataType::UNORM_INT16, "uint16", 2, 0xffff},
+    {Samples::HALF, OpenCLChannelDataType::HALF_FLOAT, "half", 2, 0x3c00},
+    {Samples::FLOAT, OpenCLChannelDataType::FLOAT, "float", 4, 0x3f800000},
 };
 
 /// Calls `copy` with a null pointer to the unsigned integer that is as wide as a sample.

@@ -14,8 +14,8 @@ enum class Samples { UINT8, UINT16, HALF, FLOAT };
 /// How samples of pictures are held in memory and on the device.
 struct SampleType {
     Samples samples;
-    const char* name;  ///< "uint8" for example
     OpenCLChannelDataType device;
+    const char* name;  ///< "uint8" for example
     size_t bytes;
     UInt32 one;  ///< the bits of the value 1
 };

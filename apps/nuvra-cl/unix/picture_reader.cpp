@@ -46,7 +46,7 @@ Picture ReadPicture(const std::string& name, const Environment& environment) {
     Picture picture = MakePicture(layout, ChooseSamples(spec.format), name);
     picture.format = input->format_name();
     picture.fileType = spec.format.c_str();
-    picture.origin = std::make_shared<PictureOrigin>(spec);
+    picture.origin = std::make_shared<PictureOrigin>(PictureOrigin{spec});
     Progress progress(environment.terminal, "reading " + host::ToText(host::ToPath(name).filename()), 1000);
     const auto show = [](void* shown, float done) {
         static_cast<Progress*>(shown)->Show(static_cast<Int64>(done * 1000));
