@@ -22,14 +22,14 @@ OutputFile::OutputFile(const std::string& name, Access access, const std::string
     _isSpecial = fs::exists(status) && !fs::is_regular_file(status);
     if (_isSpecial && access == Access::SEQUENTIAL) {
         _written = path;
-        _stream = OpenFile(path, "wb");
+        _stream = host::OpenFile(path, "wb");
         if (_stream == nullptr) Fail(errno);
         return;
     }
     if (fs::is_regular_file(status)) {
         // Renaming would replace a symbolic link by the file, and a file that the person may not write.
         _target = fs::canonical(path);
-        std::FILE* probe = OpenFile(_target, "ab");
+        std::FILE* probe = host::OpenFile(_target, "ab");
         if (probe == nullptr) Fail(errno);
         std::fclose(probe);
     }
@@ -54,7 +54,7 @@ void OutputFile::MakeTemporary(const fs::path& folder, const std::string& extens
     do {
         _written = folder / host::ToPath(".nuvra-cl-" + std::to_string(random()) + extension);
         RemoveWhenInterrupted(_written);
-        _stream = OpenFile(_written, "wbx");
+        _stream = host::OpenFile(_written, "wbx");
     } while (_stream == nullptr && errno == EEXIST);
     if (_stream == nullptr) {
         const int code = errno;
@@ -81,7 +81,7 @@ void OutputFile::Commit() {
 
 void OutputFile::CopyToTarget() {
     std::ifstream source(_written, std::ios::binary);
-    _stream = OpenFile(_target, "wb");
+    _stream = host::OpenFile(_target, "wb");
     if (_stream == nullptr) Fail(errno);
     std::vector<char> piece(size_t{1} << 20);
     while (source.read(piece.data(), static_cast<std::streamsize>(piece.size())), source.gcount() > 0)

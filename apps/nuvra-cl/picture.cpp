@@ -43,7 +43,7 @@ void CheckIsFile(const std::string& name) {
     const auto status = std::filesystem::status(path, error);
     if (!std::filesystem::exists(status)) fail(error ? error.message() : "there is no such file");
     if (std::filesystem::is_directory(status)) fail("it is a folder");
-    std::FILE* file = OpenFile(path, "rb");
+    std::FILE* file = host::OpenFile(path, "rb");
     if (file == nullptr) fail(DescribeSystemError(errno));
     std::fclose(file);
 }

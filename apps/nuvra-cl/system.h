@@ -18,9 +18,6 @@ const char* GetRuntimeAdvice();
 /// The arguments of `main`, from the program's name on, in UTF-8.
 std::vector<std::string> GetArguments(int argc, char** argv);
 
-/// As std::fopen, for any name that a file can have; "x" makes a file that is not there yet, or fails.
-std::FILE* OpenFile(const std::filesystem::path& path, const char* mode);
-
 /// The standard input, whose bytes are not touched on their way.
 std::FILE* GetStandardInput();
 

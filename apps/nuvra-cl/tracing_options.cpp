@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "nuvra/file_name.h"
 #include "system.h"
 
 namespace nuvra::app {
@@ -40,8 +41,9 @@ void StartTracing(Environment& environment) {
     if (options.traceFile.empty() && options.logFile.empty() && !options.countsCalls &&
         !options.checksLeaks && !options.isSerialized)
         return;
-    environment.tracing = std::make_shared<host::Tracing>(host::TracingOptions{
-        options.traceFile, options.logFile, options.countsCalls, options.checksLeaks, options.isSerialized});
+    environment.tracing = std::make_shared<host::Tracing>(
+        host::TracingOptions{host::ToPath(options.traceFile), host::ToPath(options.logFile),
+                             options.countsCalls, options.checksLeaks, options.isSerialized});
     RunWhenInterrupted([tracing = environment.tracing, isCounting = options.countsCalls] {
         tracing->Finish();
         if (isCounting) PrintCallTable(*tracing);

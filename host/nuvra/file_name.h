@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -15,5 +16,8 @@ inline std::string ToText(const std::filesystem::path& path) {
     const std::u8string text = path.u8string();
     return {text.begin(), text.end()};
 }
+
+/// As std::fopen, for any name that a file can have; "x" makes a file that is not there yet, or fails.
+std::FILE* OpenFile(const std::filesystem::path& path, const char* mode);
 
 }  // namespace nuvra::host

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include "nuvra/file_name.h"
 #include "values.h"
 
 namespace nuvra::host {
@@ -14,7 +15,7 @@ constexpr size_t kFull = size_t{1} << 16;  // bytes
 }  // namespace
 
 RecordFile::RecordFile(const std::filesystem::path& path, Int64 patience) : _path(path), _patience(patience) {
-    _stream = path == "-" ? stderr : std::fopen(path.string().c_str(), "wb");
+    _stream = path == "-" ? stderr : OpenFile(path, "wb");
     if (_stream == nullptr)
         Fail(errno);
     else if (_stream != stderr)
@@ -46,7 +47,7 @@ void RecordFile::Flush() {
 
 void RecordFile::Fail(int systemError) {
     _problem = "cannot write ";
-    AppendQuoted(_problem, _path.string());
+    AppendQuoted(_problem, ToText(_path));
     _problem += ": " + std::generic_category().message(systemError);
     if (_stream == nullptr || _stream == stderr) return;
     std::fclose(_stream);

@@ -133,7 +133,8 @@ private:
 
     static UInt32 Checksum(Checksummer& checksummer, const std::string& name,
                            const Environment& environment) {
-        const Stream stream(name == kStandardInput ? GetStandardInput() : OpenFile(host::ToPath(name), "rb"));
+        const Stream stream(name == kStandardInput ? GetStandardInput()
+                                                   : host::OpenFile(host::ToPath(name), "rb"));
         if (stream == nullptr)
             throw Failure("cannot read " + Quote(name) + ": " + DescribeSystemError(errno));
         std::error_code unknown;

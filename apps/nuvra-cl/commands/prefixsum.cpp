@@ -20,7 +20,7 @@ std::vector<UInt32> ReadWords(const std::string& path) {
     const auto fail = [&](const std::string& why) {
         throw Failure("cannot read " + Quote(path) + ": " + why);
     };
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenFile(host::ToPath(path), "rb"),
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(host::OpenFile(host::ToPath(path), "rb"),
                                                                std::fclose);
     if (file == nullptr) fail(DescribeSystemError(errno));
     std::vector<UInt32> words;

@@ -68,10 +68,6 @@ std::vector<std::string> GetArguments(int argc, char** argv) {
     return {argv, argv + argc};
 }
 
-std::FILE* OpenFile(const std::filesystem::path& path, const char* mode) {
-    return std::fopen(path.c_str(), mode);
-}
-
 std::FILE* GetStandardInput() {
     return stdin;
 }

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <io.h>
-#include <sys/stat.h>
 #include <windows.h>
 // It builds upon the header above.
 #include <shellapi.h>
@@ -10,7 +9,9 @@
 #include <atomic>
 #include <cerrno>
 #include <cwchar>
+#include <functional>
 #include <iterator>
+#include <utility>
 
 #include "nuvra/file_name.h"
 
@@ -24,19 +25,19 @@ constexpr int kStandardError = 2;
 /// whether it is complete.
 wchar_t g_removedPath[4096];
 std::atomic<bool> g_hasRemovedPath{false};
+std::atomic<std::function<void()>*> g_interruptAction{nullptr};
 
-BOOL WINAPI RemoveThenEnd(DWORD) {
+BOOL WINAPI EndByConsole(DWORD) {
+    if (const auto* action = g_interruptAction.exchange(nullptr)) (*action)();
     // The system deletes no file that is open; it is opened by the program alone, which ends now.
     if (g_hasRemovedPath.exchange(false))
         for (int tries = 0; tries < 50 && DeleteFileW(g_removedPath) == FALSE; tries++) Sleep(10);
     return FALSE;  // the next handler ends the program
 }
 
-/// `mode` in the form of the system's wide functions.
-std::wstring ToWideMode(const char* mode) {
-    std::wstring wide(mode, mode + std::char_traits<char>::length(mode));
-    std::erase(wide, L'x');
-    return wide;
+void InstallHandlerOnce() {
+    static const bool installed = SetConsoleCtrlHandler(EndByConsole, TRUE) != FALSE;
+    static_cast<void>(installed);
 }
 
 }  // namespace
@@ -59,15 +60,6 @@ std::vector<std::string> GetArguments(int argc, char** argv) {
     // What the program prints is UTF-8 as well.
     SetConsoleOutputCP(CP_UTF8);
     return arguments;
-}
-
-std::FILE* OpenFile(const std::filesystem::path& path, const char* mode) {
-    const std::wstring wide = ToWideMode(mode);
-    const bool isNew = wide.size() < std::char_traits<char>::length(mode);
-    if (!isNew) return _wfopen(path.c_str(), wide.c_str());
-    // The C library at hand may not know "x".
-    const int file = _wopen(path.c_str(), _O_CREAT | _O_EXCL | _O_RDWR | _O_BINARY, _S_IREAD | _S_IWRITE);
-    return file < 0 ? nullptr : _wfdopen(file, wide.c_str());
 }
 
 std::FILE* GetStandardInput() {
@@ -96,13 +88,17 @@ std::FILE* OpenTerminal() {
 }
 
 void RemoveWhenInterrupted(const std::filesystem::path& path) {
-    static const bool installed = SetConsoleCtrlHandler(RemoveThenEnd, TRUE) != FALSE;
-    static_cast<void>(installed);
+    InstallHandlerOnce();
     g_hasRemovedPath = false;
     const std::wstring absolute = path.empty() ? std::wstring() : std::filesystem::absolute(path).wstring();
     if (absolute.empty() || absolute.size() >= std::size(g_removedPath)) return;
     std::wmemcpy(g_removedPath, absolute.c_str(), absolute.size() + 1);
     g_hasRemovedPath = true;
+}
+
+void RunWhenInterrupted(std::function<void()> action) {
+    g_interruptAction = new std::function<void()>(std::move(action));  // for the rest of the program
+    InstallHandlerOnce();
 }
 
 SilencedStandardError::SilencedStandardError() {

@@ -131,9 +131,9 @@ TEST_F(RecorderTest, ThreadsKeepTheirSlicesApart) {
         EXPECT_TRUE(queue.ends_with("(0x" + std::to_string(thread) + ")")) << queue;
         failed += event.at("args").at("results").at("result") == "CL_INVALID_COMMAND_QUEUE" ? 1 : 0;
     }
-    EXPECT_EQ(counts.size(), kThreads);
+    EXPECT_EQ(counts.size(), size_t{kThreads});
     for (const auto& [thread, count] : counts) EXPECT_EQ(count, kCalls);
-    EXPECT_EQ(failed, kThreads * kCalls / 2);
+    EXPECT_EQ(failed, int{kThreads} * kCalls / 2);
 }
 
 TEST_F(RecorderTest, ADurationIsTheCallsOwn) {
