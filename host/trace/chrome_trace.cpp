@@ -93,7 +93,7 @@ void ChromeTrace::Write(const Call& call) {
 
 void ChromeTrace::Finish() {
     _file.GetBuffer() += "\n]\n";
-    _file.Flush();
+    _file.Close();
 }
 
 }  // namespace nuvra::host

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 #include "nuvra/file_name.h"
 #include "values.h"
@@ -22,9 +23,10 @@ RecordFile::RecordFile(const std::filesystem::path& path, Int64 patience) : _pat
         std::setvbuf(_stream, nullptr, _IONBF, 0);  // the buffer here is enough
 }
 
-RecordFile::~RecordFile() {
+void RecordFile::Close() {
     Flush();
-    if (_stream != nullptr && _stream != stderr) std::fclose(_stream);
+    std::FILE* stream = std::exchange(_stream, nullptr);
+    if (stream != nullptr && stream != stderr && std::fclose(stream) != 0) Fail(errno);
 }
 
 void RecordFile::Commit(Int64 now) {

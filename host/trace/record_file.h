@@ -14,7 +14,7 @@ public:
     /// "-" is standard error. A record is written after at most `patience` nanoseconds, seen when another
     /// comes.
     RecordFile(const std::filesystem::path& path, Int64 patience);
-    ~RecordFile();
+    ~RecordFile() { Close(); }
     RecordFile(const RecordFile&) = delete;
     RecordFile& operator=(const RecordFile&) = delete;
 
@@ -23,6 +23,8 @@ public:
     /// What was appended is a whole record, complete at the time `now`.
     void Commit(Int64 now);
     void Flush();
+    /// Flushes and gives the file up: what is committed later is dropped.
+    void Close();
 
     /// "cannot write "x": No space left on device", empty while all is well. Records are dropped then.
     const std::string& GetProblem() const { return _problem; }

@@ -34,6 +34,8 @@ TracingTest::TracingTest()
 }
 
 TracingTest::~TracingTest() {
+    // A module that stays loaded holds the tracer; a file that is open is not removed on every system.
+    if (tracing != nullptr) tracing->Finish();
     tracing = nullptr;
     fs::remove_all(folder);
 }
