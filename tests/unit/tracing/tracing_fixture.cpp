@@ -16,11 +16,11 @@ constexpr UInt64 kThread = 7;
 std::string Normalize(const std::string& line) {
     static const std::regex kHead("^[0-9.]+ ms, thread [0-9]+: ");
     static const std::regex kHandle(" \\(0x[0-9a-f]+\\)");
-    static const std::regex kPointer("0x[0-9a-f]{9,}");
+    static const std::regex kPointer("([= \\[])0x[0-9a-f]{6,}");  // not the bits behind the names of others
     static const std::regex kDuration(", [0-9.]+ us");
     std::string text = std::regex_replace(line, kHead, "");
     text = std::regex_replace(text, kHandle, "");
-    text = std::regex_replace(text, kPointer, "ptr");
+    text = std::regex_replace(text, kPointer, "$1ptr");
     return std::regex_replace(text, kDuration, "");
 }
 
