@@ -1,4 +1,4 @@
-#include <list>
+#include <regex>
 
 #include "nuvra/open_cl_task.h"
 #include "tracing_fixture.h"
@@ -84,6 +84,20 @@ protected:
         return calls;
     }
 
+    /// The whole life of a task of one kernel that makes `calls` in between, where "*" stands for the
+    /// kernel's name.
+    static std::string LifeOf(const std::string& kernel, const std::string& calls) {
+        const std::string life =
+            "\nclCreateProgramWithSource context#1 1 = program#1\n"
+            "clBuildProgram program#1 1 [device#1 Fake device] -cl-fast-relaxed-math\n"
+            "clCreateKernel program#1 * = kernel#1 *" +
+            calls +
+            "clReleaseKernel kernel#1 *\n"
+            "clReleaseProgram program#1\n"
+            "clReleaseContext context#1\n";
+        return std::regex_replace(life, std::regex("\\*"), kernel);
+    }
+
     OpenCLMemoryObjectRef images[2];   ///< image#1 and image#2
     OpenCLMemoryObjectRef buffers[2];  ///< buffer#1 and buffer#2
 };
@@ -134,66 +148,42 @@ clReleaseContext context#1
 
 TEST_F(GoldenTest, Invert) {
     const InvertImageParameters record{1, &images[0], &images[1], 10, 20, 5, 4};
-    EXPECT_EQ(RunTask("image.invert", &record), R"(
-clCreateProgramWithSource context#1 1 = program#1
-clBuildProgram program#1 1 [device#1 Fake device] -cl-fast-relaxed-math
-clCreateKernel program#1 InvertImage = kernel#1 InvertImage
-clSetKernelArg kernel#1 InvertImage 0 8 cl_mem [image#1]
-clSetKernelArg kernel#1 InvertImage 1 8 cl_mem [image#2]
-clEnqueueNDRangeKernel queue#1 kernel#1 InvertImage 2 [10 20] [5 4]
-clReleaseKernel kernel#1 InvertImage
-clReleaseProgram program#1
-clReleaseContext context#1
-)");
+    EXPECT_EQ(RunTask("image.invert", &record), LifeOf("InvertImage", R"(
+clSetKernelArg kernel#1 * 0 8 cl_mem [image#1]
+clSetKernelArg kernel#1 * 1 8 cl_mem [image#2]
+clEnqueueNDRangeKernel queue#1 kernel#1 * 2 [10 20] [5 4]
+)"));
 }
 
 TEST_F(GoldenTest, Gamma) {
     const GammaImageParameters record{1, &images[0], &images[1], 10, 20, 5, 4, 2.2};
-    EXPECT_EQ(RunTask("image.gamma", &record), R"(
-clCreateProgramWithSource context#1 1 = program#1
-clBuildProgram program#1 1 [device#1 Fake device] -cl-fast-relaxed-math
-clCreateKernel program#1 InvertImage = kernel#1 InvertImage
-clSetKernelArg kernel#1 InvertImage 0 8 cl_mem [image#1]
-clSetKernelArg kernel#1 InvertImage 1 8 cl_mem [image#2]
-clSetKernelArg kernel#1 InvertImage 2 4 cl_float [2.2]
-clEnqueueNDRangeKernel queue#1 kernel#1 InvertImage 2 [10 20] [5 4]
-clReleaseKernel kernel#1 InvertImage
-clReleaseProgram program#1
-clReleaseContext context#1
-)");
+    EXPECT_EQ(RunTask("image.gamma", &record), LifeOf("InvertImage", R"(
+clSetKernelArg kernel#1 * 0 8 cl_mem [image#1]
+clSetKernelArg kernel#1 * 1 8 cl_mem [image#2]
+clSetKernelArg kernel#1 * 2 4 cl_float [2.2]
+clEnqueueNDRangeKernel queue#1 kernel#1 * 2 [10 20] [5 4]
+)"));
 }
 
 TEST_F(GoldenTest, Stereo) {
     const StereoSbsParameters record{1, &images[0], &images[0], &images[1], 2, 3, 30, 21};
-    EXPECT_EQ(RunTask("image.stereo.sbs", &record), R"(
-clCreateProgramWithSource context#1 1 = program#1
-clBuildProgram program#1 1 [device#1 Fake device] -cl-fast-relaxed-math
-clCreateKernel program#1 InvertImage = kernel#1 InvertImage
-clSetKernelArg kernel#1 InvertImage 0 8 cl_mem [image#1]
-clSetKernelArg kernel#1 InvertImage 1 8 cl_mem [image#1]
-clSetKernelArg kernel#1 InvertImage 2 8 cl_mem [image#2]
-clEnqueueNDRangeKernel queue#1 kernel#1 InvertImage 2 [2 3] [30 21]
-clReleaseKernel kernel#1 InvertImage
-clReleaseProgram program#1
-clReleaseContext context#1
-)");
+    EXPECT_EQ(RunTask("image.stereo.sbs", &record), LifeOf("InvertImage", R"(
+clSetKernelArg kernel#1 * 0 8 cl_mem [image#1]
+clSetKernelArg kernel#1 * 1 8 cl_mem [image#1]
+clSetKernelArg kernel#1 * 2 8 cl_mem [image#2]
+clEnqueueNDRangeKernel queue#1 kernel#1 * 2 [2 3] [30 21]
+)"));
 }
 
 TEST_F(GoldenTest, ScaleNearest) {
     const ScaleParameters record{1, &images[0], &images[1], 5, 6, 10, 9, 30, 20, -20, -18};
-    EXPECT_EQ(RunTask("image.scalenearest", &record), R"(
-clCreateProgramWithSource context#1 1 = program#1
-clBuildProgram program#1 1 [device#1 Fake device] -cl-fast-relaxed-math
-clCreateKernel program#1 ScaleNearest = kernel#1 ScaleNearest
-clSetKernelArg kernel#1 ScaleNearest 0 8 cl_mem [image#1]
-clSetKernelArg kernel#1 ScaleNearest 1 8 cl_mem [image#2]
-clSetKernelArg kernel#1 ScaleNearest 2 16 cl_int [14 14 11 3]
-clSetKernelArg kernel#1 ScaleNearest 3 8 cl_float [-0.5 -0.5]
-clEnqueueNDRangeKernel queue#1 kernel#1 ScaleNearest 2 [0 0] [20 18]
-clReleaseKernel kernel#1 ScaleNearest
-clReleaseProgram program#1
-clReleaseContext context#1
-)");
+    EXPECT_EQ(RunTask("image.scalenearest", &record), LifeOf("ScaleNearest", R"(
+clSetKernelArg kernel#1 * 0 8 cl_mem [image#1]
+clSetKernelArg kernel#1 * 1 8 cl_mem [image#2]
+clSetKernelArg kernel#1 * 2 16 cl_int [14 14 11 3]
+clSetKernelArg kernel#1 * 3 8 cl_float [-0.5 -0.5]
+clEnqueueNDRangeKernel queue#1 kernel#1 * 2 [0 0] [20 18]
+)"));
 }
 
 TEST_F(GoldenTest, ScaleBicubic) {
