@@ -4,6 +4,7 @@
 #include <system_error>
 #include <utility>
 
+#include "file_write.h"
 #include "nuvra/file_name.h"
 #include "values.h"
 
@@ -37,8 +38,7 @@ void RecordFile::Commit(Int64 now) {
 
 void RecordFile::Flush() {
     if (_stream != nullptr && !_buffer.empty()) {
-        errno = 0;
-        if (std::fwrite(_buffer.data(), 1, _buffer.size(), _stream) == _buffer.size())
+        if (WriteAll(_stream, _buffer))
             _written += static_cast<Int64>(_buffer.size());
         else
             Fail(errno);
@@ -51,9 +51,9 @@ void RecordFile::Fail(int systemError) {
     _problem = "cannot write ";
     AppendQuoted(_problem, ToText(_path));
     _problem += ": " + std::generic_category().message(systemError);
-    if (_stream == nullptr || _stream == stderr) return;
-    std::fclose(_stream);
-    _stream = nullptr;
+    std::FILE* stream = std::exchange(_stream, nullptr);
+    if (stream == nullptr || stream == stderr) return;
+    std::fclose(stream);
     std::error_code ignored;
     if (std::filesystem::is_regular_file(_path, ignored))
         std::filesystem::resize_file(_path, static_cast<std::uintmax_t>(_written), ignored);

@@ -157,6 +157,11 @@ TEST_F(TracingOptionsTest, ATracerThatFailsChangesNothingAndIsToldOnce) {
     const std::string command =
         "FAKE_PLATFORMS=One $PROGRAM crc32c --piece 10 words --trace t.json --runtime " SCRIPTED_RUNTIME;
     const Outcome whole = RunShell(command);
+    // Who reads it goes away.
+    const Outcome unread = RunShell("mkfifo log; head -c 1 log >first & " + command + " --log log");
+    EXPECT_EQ(unread.status, 0) << unread.err;
+    EXPECT_EQ(unread.out, whole.out);
+    EXPECT_NE(unread.err.find("\"log\": Broken pipe"), std::string::npos) << unread.err;
     const Outcome full = RunShell("trap '' XFSZ; ulimit -f 200; " + command);
     EXPECT_EQ(full.status, 0) << full.err;
     EXPECT_EQ(full.out, whole.out);

@@ -1,0 +1,28 @@
+#include "file_write.h"
+
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+
+namespace nuvra::host {
+
+bool WriteAll(std::FILE* stream, std::string_view text) {
+    sigset_t pipe;
+    sigset_t earlier;
+    sigset_t pending;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    sigpending(&pending);
+    pthread_sigmask(SIG_BLOCK, &pipe, &earlier);
+    errno = 0;
+    const bool isWritten = std::fwrite(text.data(), 1, text.size(), stream) == text.size();
+    const int error = errno;
+    constexpr timespec kNoTime{};
+    // The signal of this thread's own write; one that was there before is not for this.
+    if (error == EPIPE && sigismember(&pending, SIGPIPE) == 0) sigtimedwait(&pipe, nullptr, &kNoTime);
+    pthread_sigmask(SIG_SETMASK, &earlier, nullptr);
+    errno = error;
+    return isWritten;
+}
+
+}  // namespace nuvra::host

@@ -1,0 +1,12 @@
+#include "file_write.h"
+
+#include <cerrno>
+
+namespace nuvra::host {
+
+bool WriteAll(std::FILE* stream, std::string_view text) {
+    errno = 0;
+    return std::fwrite(text.data(), 1, text.size(), stream) == text.size();
+}
+
+}  // namespace nuvra::host
