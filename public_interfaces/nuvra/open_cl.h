@@ -4,10 +4,9 @@
 #include "nuvra/open_cl_error.h"
 #include "nuvra/open_cl_platform.h"
 #include "nuvra/open_cl_task.h"
+#include "nuvra/opengl_context.h"
 
 namespace nuvra {
-
-class OpenGLContextRef;
 
 /// The way in. Every operation but `IsAvailable` fails with OPENCL_UNINITIALIZED when no OpenCL runtime could
 /// be bound at start-up, and with the null-pointer error where no module is started. Nothing is cached: each
@@ -39,7 +38,8 @@ struct OpenCL {
         return InvokeStatic<OpenCL, &Operations::GetDeviceFromId>(device);
     }
     /// A context of the platform's devices that can share memory with the OpenGL context; a null platform
-    /// means one that can. EXTENSION_NOT_SUPPORTED where the system has no such sharing.
+    /// means one that can. EXTENSION_NOT_SUPPORTED where the system has no such sharing, or no device of the
+    /// given platform lists cl_khr_gl_sharing; the null-pointer error for an empty OpenGL context.
     static Result<OpenCLContextRef> CreateGLSharedContext(const OpenGLContextRef& glContext,
                                                           cl_platform_id platform) {
         return InvokeStatic<OpenCL, &Operations::CreateGLSharedContext>(glContext, platform);

@@ -100,7 +100,8 @@ public:
     }
 
     /// Memory of an OpenGL texture's mip level. `access` is READ_WRITE, READ_ONLY or WRITE_ONLY, `target`
-    /// GL_TEXTURE_2D; anything else is CL_INVALID_VALUE.
+    /// GL_TEXTURE_2D; anything else is CL_INVALID_VALUE. CL_INVALID_CONTEXT for a context that was not made
+    /// for sharing memory with OpenGL.
     Result<OpenCLMemoryObjectRef> CreateFromGLTexture2D(UInt32 access, UInt32 target, Int32 mipLevel,
                                                         UInt32 texture) const {
         return Invoke<&Operations::CreateFromGLTexture2D>(access, target, mipLevel, texture);
@@ -126,13 +127,14 @@ public:
     }
 
     /// A program, not yet built, of `count` source texts; without `lengths` they are NUL-terminated, as is
-    /// each text with length 0.
+    /// each text with length 0. CL_INVALID_VALUE for a count without an array.
     Result<OpenCLProgramRef> CreateProgramWithSource(UInt32 count, const char* const* strings,
                                                      const size_t* lengths = nullptr) const {
         return Invoke<&Operations::CreateProgramWithSource>(count, strings, lengths);
     }
     /// A program of a device binary, as `OpenCLProgramRef::GetBinary` gives it. An empty device is the
-    /// null-pointer error.
+    /// null-pointer error. Some runtimes end the process over bytes that they have not made: keep binaries
+    /// where nothing else writes.
     Result<OpenCLProgramRef> CreateProgramWithBinary(OpenCLDeviceRef device,
                                                      const BaseArray<UChar>& binary) const {
         return Invoke<&Operations::CreateProgramWithBinary>(std::move(device), binary);

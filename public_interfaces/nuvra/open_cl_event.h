@@ -17,8 +17,9 @@ struct OpenCLEventInterface {
     };
 };
 
-/// The event of one enqueued command, for wait lists. Made by the queue's operations alone; after a failed
-/// enqueue it holds no event, and waiting for it is the runtime's error.
+/// The event of one enqueued command, for wait lists. Made by the queue's operations alone. After a failed
+/// enqueue it holds no event: a wait list with it is CL_INVALID_EVENT_WAIT_LIST, `WaitForEvents`
+/// CL_INVALID_EVENT.
 class OpenCLEventRef : public ObjectRef<OpenCLEventInterface> {
 public:
     using ObjectRef::ObjectRef;

@@ -61,11 +61,13 @@ public:
                                   size_t* written = nullptr) const {
         return Invoke<&Operations::GetWorkGroupInfo>(device, which, size, value, written);
     }
-    /// CL_INVALID_MEM_OBJECT for an empty reference or released memory.
+    /// CL_INVALID_MEM_OBJECT for an empty reference or released memory. The kernel does not keep the memory:
+    /// it must live until the launch is enqueued, as some runtimes end the process otherwise.
     Result<void> SetArg(UInt32 index, const OpenCLMemoryObjectRef& memory) const {
         return Invoke<&Operations::SetArgMemoryObject>(index, memory);
     }
-    /// Gives the kernel `size` bytes of local memory.
+    /// Gives the kernel `size` bytes of local memory, for a `__local` argument alone: to a `__global` one,
+    /// the size of a pointer means no memory, of which a kernel then dies.
     Result<void> SetArgLocalMemory(UInt32 index, size_t size) const {
         return Invoke<&Operations::SetArgLocalMemory>(index, size);
     }

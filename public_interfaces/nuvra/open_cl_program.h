@@ -34,7 +34,7 @@ public:
     /// Releases the cl_program now; it is gone whatever the result. A second time: CL_INVALID_PROGRAM.
     Result<void> Release() const { return Invoke<&Operations::Release>(); }
     /// Compiles and links for the devices, all of the program's when the list is empty; `options` may be
-    /// null. The error carries no log: see GetBuildLog.
+    /// null. CL_INVALID_DEVICE for a null device. The error carries no log: see GetBuildLog.
     Result<void> Build(const BaseArray<cl_device_id>& devices, const char* options) const {
         return Invoke<&Operations::Build>(devices, options);
     }
@@ -46,7 +46,8 @@ public:
         return Invoke<&Operations::CreateKernel>(name);
     }
     /// Replaces `binary` by the device binary of a program built for exactly one device; for several the
-    /// runtime answers CL_INVALID_VALUE. CL_INVALID_PROGRAM after Release.
+    /// runtime answers CL_INVALID_VALUE. CL_INVALID_PROGRAM after Release, CL_INVALID_PROGRAM_EXECUTABLE for
+    /// source whose latest build has not succeeded.
     Result<void> GetBinary(BaseArray<UChar>& binary) const { return Invoke<&Operations::GetBinary>(binary); }
 };
 

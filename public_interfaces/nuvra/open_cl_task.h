@@ -33,10 +33,17 @@ public:
     /// Compiles the task for the context's devices; done by `GetTask`. When the build fails, the log of each
     /// device goes to the host's diagnostics.
     Result<void> Init(const OpenCLContextRef& context) const { return Invoke<&Operations::Init>(context); }
-    /// Enqueues the work on a queue of the context and returns without waiting for it; memory objects of the
-    /// record must live until the queue has finished. `parameters` is the task's own record below. Fails with
-    /// CL_INVALID_VALUE for a null record, another version or values out of range, CL_INVALID_PROGRAM before
-    /// a successful Init, and the codes of the calls that fail.
+    /// Enqueues the work on a queue of the context; memory objects of the record must live until the queue
+    /// has finished. `parameters` is the task's own record below. Returns without waiting for the work, but
+    /// "prefixsum" and "image.scalebicubic", whose calls share buffers: these wait for what their latest call
+    /// enqueued on another queue, and on an out-of-order queue for each launch that the next one needs.
+    ///
+    /// Before any OpenCL call fails with CL_INVALID_VALUE for a null record, another version, a null pointer
+    /// to memory or values out of range; CL_INVALID_PROGRAM unless the latest Init succeeded and nothing was
+    /// freed since; and for the record's memory with CL_INVALID_MEM_OBJECT when it is empty, released or not
+    /// of the kind that the record names, CL_INVALID_CONTEXT when it is another context's, and
+    /// CL_INVALID_BUFFER_SIZE when it does not hold what the record says. Then the codes of the calls that
+    /// fail.
     Result<void> Execute(const OpenCLContextRef& context, const OpenCLCommandQueueRef& queue,
                          const void* parameters) const {
         return Invoke<&Operations::Execute>(context, queue, parameters);
@@ -55,7 +62,7 @@ Result<OpenCLTaskRef> OpenCLContextRef::GetTask(const String& name) const {
     return Invoke<&Operations::GetTask>(name);
 }
 
-/// "clearmem": fills the first `size` bytes of a buffer.
+/// "clearmem": fills the first `size` bytes of a buffer, which must hold them.
 struct ClearMemParameters {
     Int64 version = 1;
     const OpenCLMemoryObjectRef* buffer = nullptr;
@@ -65,8 +72,8 @@ struct ClearMemParameters {
 
 /// "image.invert": each colour channel c of a rectangle becomes 1 - c, alpha stays. `destination` receives
 /// the pixels at the coordinates that they have in `source`; source coordinates outside the source read its
-/// nearest edge. CL_INVALID_MEM_OBJECT for memory that is no image, CL_INVALID_VALUE for an empty rectangle
-/// and for one that leaves the destination.
+/// nearest edge. Both are 2D images. CL_INVALID_VALUE for an empty rectangle and for one that leaves the
+/// destination.
 struct InvertImageParameters {
     Int64 version = 1;
     const OpenCLMemoryObjectRef* source = nullptr;
@@ -92,8 +99,9 @@ struct GammaImageParameters {
 
 /// "crc32c": advances a running CRC-32C (polynomial 0x1EDC6F41, reflected, as in RFC 3720) by the first
 /// `size` bytes of `data`. The register is the first 32-bit word of `crc`, a buffer of at least 4 bytes; the
-/// checksum is the register with all bits inverted after the last piece. One work-item does it, so that a
-/// long piece can exceed what a driver lets a kernel take.
+/// checksum is the register with all bits inverted after the last piece. The pieces of one checksum must go
+/// to one in-order queue, or the caller waits for each. One work-item does it, so that a long piece can
+/// exceed what a driver lets a kernel take.
 struct Crc32cParameters {
     Int64 version = 1;
     const OpenCLMemoryObjectRef* data = nullptr;
@@ -118,8 +126,8 @@ struct PrefixSumParameters {
 
 /// "image.scalenearest" and "image.scalebicubic": a rectangle of the source, resampled to the size of a
 /// rectangle of the destination. A negative destination extent names its rectangle by the far end (a width of
-/// -50 at x 99 covers 50 to 99) and mirrors. CL_INVALID_MEM_OBJECT for memory that is no image,
-/// CL_INVALID_VALUE for an extent of 0, a rectangle that leaves the destination and numbers beyond 32 bits.
+/// -50 at x 99 covers 50 to 99) and mirrors; a source extent is positive. CL_INVALID_VALUE for other extents,
+/// a rectangle that leaves the destination, numbers beyond 32 bits, and one image as source and destination.
 /// Source coordinates outside the source read its nearest edge.
 struct ScaleParameters {
     Int64 version = 1;
@@ -137,7 +145,8 @@ struct ScaleParameters {
 
 /// "image.stereo.sbs": two images side by side, each squeezed to half of `width` by averaging pairs of
 /// pixels; alpha is the sum of a pair's. The columns left of width / 2 come from `first`, the others from
-/// `second`. `x` and `y` move the written rectangle, not the split. Errors as for "image.invert".
+/// `second`. `x` and `y` move the written rectangle, not the split. Errors as for "image.invert", and
+/// CL_INVALID_VALUE for a destination that is also a source.
 struct StereoSbsParameters {
     Int64 version = 1;
     const OpenCLMemoryObjectRef* first = nullptr;

@@ -104,16 +104,6 @@ TEST_F(DeviceTest, ImagesAnswerForTheirShapeAndBuffersDoNot) {
     EXPECT_GT(formats.GetCount(), 4);
 }
 
-TEST_F(DeviceTest, ReleasedMemoryIsRefusedBeforeAKernelCanTouchIt) {
-    const OpenCLProgramRef program = BuildProgram("__kernel void Set(__global int* x) { x[0] = 1; }");
-    const OpenCLKernelRef kernel = Get(program.CreateKernel("Set"));
-    const OpenCLMemoryObjectRef buffer = CreateBuffer(std::vector<UChar>(4));
-    ASSERT_TRUE(IsOk(buffer.Release()));
-    EXPECT_EQ(CodeOf(kernel.SetArg(0, buffer)), CL_INVALID_MEM_OBJECT);
-    EXPECT_EQ(CodeOf(buffer.Release()), CL_INVALID_MEM_OBJECT);
-    EXPECT_EQ(CodeOf(context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE, 0)), CL_INVALID_BUFFER_SIZE);
-}
-
 }  // namespace
 
 }  // namespace nuvra::test

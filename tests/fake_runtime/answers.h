@@ -86,14 +86,24 @@ H Make(Object** made = nullptr) {
     return reinterpret_cast<H>(&object);
 }
 
-/// A release: drops a count whatever it is to answer.
+/// A release: drops a count whatever it is to answer or throw.
 template <class H>
 cl_int Release(const char* name, H handle, cl_int invalid) {
-    const cl_int code = Record(name, handle);
-    Object* object = Find(handle);
-    if (object != nullptr) object->count--;
+    const auto drop = [handle] {
+        Object* object = Find(handle);
+        if (object != nullptr) object->count--;
+        return object != nullptr;
+    };
+    cl_int code = CL_SUCCESS;
+    try {
+        code = Record(name, handle);
+    } catch (...) {
+        drop();
+        throw;
+    }
+    const bool isDropped = drop();
     if (code != CL_SUCCESS) return code;
-    return object != nullptr ? CL_SUCCESS : invalid;
+    return isDropped ? CL_SUCCESS : invalid;
 }
 
 /// Ends a creating call: the failing code with no object, or a new object filled by `fill`.

@@ -32,8 +32,9 @@ cl_int Enqueue(cl_command_queue queue, cl_int code, const Waiting& waiting) {
 cl_int CheckRange(cl_mem memory, std::size_t offset, std::size_t size, const void* host) {
     const Object* object = Find(memory);
     if (object == nullptr) return CL_INVALID_MEM_OBJECT;
-    const bool fits = offset <= object->bytes.size() && size <= object->bytes.size() - offset;
-    return fits && host != nullptr ? CL_SUCCESS : CL_INVALID_VALUE;
+    const bool fits = offset <= object->byteCount && size <= object->byteCount - offset;
+    if (!fits || host == nullptr) return CL_INVALID_VALUE;
+    return offset + size <= object->bytes.size() ? CL_SUCCESS : CL_MEM_OBJECT_ALLOCATION_FAILURE;
 }
 
 cl_int CheckMemory(cl_mem memory) {
@@ -64,8 +65,9 @@ extern "C" {
 cl_int clEnqueueNDRangeKernel(cl_command_queue queue, cl_kernel kernel, cl_uint dimensions,
                               const size_t* offset, const size_t* global, const size_t* local,
                               cl_uint waitCount, const cl_event* waitList, cl_event* event) {
-    const std::vector<Value> ranges = {ToValue(List(offset, dimensions)), ToValue(List(global, dimensions)),
-                                       ToValue(List(local, dimensions))};
+    const cl_uint sizes = std::min<cl_uint>(dimensions, 3);  // as many as an array has at most
+    const std::vector<Value> ranges = {ToValue(List(offset, sizes)), ToValue(List(global, sizes)),
+                                       ToValue(List(local, sizes))};
     if (const cl_int code = Record(__func__, queue, kernel, dimensions, ranges[0], ranges[1], ranges[2],
                                    waitCount, List(waitList, waitCount), event))
         return code;

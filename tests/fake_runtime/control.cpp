@@ -132,6 +132,7 @@ void Control::Fail(const std::string& name, cl_int code, int nth) {
 
 cl_int Control::Record(const char* name, std::vector<Value> values) {
     calls.push_back({name, std::move(values)});
+    EndIfDeadly(calls.back());
     for (Failure& failure : _failures) {
         if (!failure.name.empty() && failure.name != name) continue;
         failure.seen++;
@@ -192,6 +193,13 @@ Handle Control::Describe(Kind kind, const void* handle) const {
     if (handle == nullptr) return {kind, 0};
     const Object* object = FindAny(handle);
     return {kind, object != nullptr && object->kind == kind ? object->serial : -1};
+}
+
+const Object* Control::FindLive(const Handle& handle) const {
+    for (const auto& object : _objects)
+        if (object->kind == handle.kind && object->serial == handle.serial && object->count > 0)
+            return object.get();
+    return nullptr;
 }
 
 std::string Control::NameOf(const void* pointer) const {

@@ -67,13 +67,18 @@ struct Object {
     int count = 1;
     Info info;                             ///< platforms, devices
     std::vector<Object*> devices;          ///< of a platform, a context or a program
-    Bytes bytes;                           ///< of memory
+    Bytes bytes;                           ///< of memory, of which a large one keeps the beginning
+    std::size_t byteCount = 0;             ///< of memory
     std::optional<cl_image_format> image;  ///< images: their format
     std::size_t size[3] = {};              ///< images: pixels
     std::string text;                      ///< a program's source, a kernel's name
-    bool isBuilt = false;
-    std::map<cl_uint, Value> arguments;  ///< of a kernel
+    bool isBuilt = false;                  ///< or made of a binary
+    bool isSharing = false;                ///< contexts and queues: with OpenGL
+    std::map<cl_uint, Value> arguments;    ///< of a kernel
 };
+
+/// Ends the process with a sentence when some real runtime does not survive the call.
+void EndIfDeadly(const Call& call);
 
 class Control {
 public:
@@ -90,7 +95,6 @@ public:
     Info workGroupInfo;                              ///< of kernels
     std::map<std::string, Info> namedWorkGroupInfo;  ///< of kernels by their name, in place of the former
     cl_int createdCode = CL_SUCCESS;                 ///< written by the creating calls that succeed
-    bool answersForAnyMemory = false;                ///< image queries of buffers, too, get a number
     bool allowsNoDevices = false;                    ///< lets a context have none
     /// What can share with any OpenGL context; without it, the runtime has no clGetGLContextInfoKHR.
     std::optional<std::vector<Object*>> sharingDevices;
@@ -100,6 +104,7 @@ public:
     /// Makes the nth call (from 1; 0: every call) of the function (empty: of all functions together) fail. A
     /// failing release releases all the same.
     void Fail(const std::string& name, cl_int code, int nth = 0);
+    void FailNothing() { _failures.clear(); }
     /// Asked about each call; a code other than 0 makes it fail.
     std::function<cl_int(const Call& call)> intercept;
 
@@ -118,6 +123,7 @@ public:
     /// The live object of that kind, or null; anything else but a null handle is a fault.
     Object* Find(Kind kind, const void* handle);
     Handle Describe(Kind kind, const void* handle) const;
+    const Object* FindLive(const Handle& handle) const;
     const Object* FindAny(const void* handle) const;
     /// "queue1" for a handle, "null", or "ptr" for any other address.
     std::string NameOf(const void* pointer) const;

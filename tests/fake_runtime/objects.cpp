@@ -12,6 +12,13 @@ cl_int CheckMemory(cl_context context, cl_mem_flags flags, const void* host) {
     return wantsHost == (host != nullptr) ? CL_SUCCESS : CL_INVALID_HOST_PTR;
 }
 
+/// A test may ask for more memory than the machine has.
+void SetSize(Object& memory, std::size_t size) {
+    constexpr std::size_t kKept = std::size_t{1} << 20;
+    memory.byteCount = size;
+    memory.bytes.resize(std::min(size, kKept), 0xEE);
+}
+
 cl_mem CreateImage(cl_int code, cl_context context, cl_mem_flags flags, const cl_image_format* format,
                    std::initializer_list<std::size_t> size, const void* host, cl_int* codeOut) {
     const std::size_t pixels = size.begin()[0] * size.begin()[1] * std::max<std::size_t>(size.begin()[2], 1);
@@ -19,22 +26,29 @@ cl_mem CreateImage(cl_int code, cl_context context, cl_mem_flags flags, const cl
     if (code == CL_SUCCESS && pixels == 0) code = CL_INVALID_IMAGE_SIZE;
     return Create<cl_mem>(code, codeOut, [&](Object& image) {
         image.image = *format;
-        image.bytes.resize(pixels * PixelSize(*format));
+        SetSize(image, pixels * PixelSize(*format));
         std::copy(size.begin(), size.end(), image.size);
     });
 }
 
-cl_mem CreateShared(cl_int code, cl_context context, cl_int* codeOut) {
+cl_mem CreateShared(cl_int code, cl_context context, cl_int* codeOut, bool isTexture) {
     if (code == CL_SUCCESS && Find(context) == nullptr) code = CL_INVALID_CONTEXT;
-    return Create<cl_mem>(code, codeOut, [](Object& memory) { memory.bytes.resize(64); });
+    return Create<cl_mem>(code, codeOut, [&](Object& memory) {
+        SetSize(memory, 64);
+        if (!isTexture) return;
+        memory.image = {CL_RGBA, CL_UNORM_INT8};
+        memory.size[0] = memory.size[1] = 4;
+    });
 }
 
-cl_program CreateProgram(cl_int code, cl_context context, cl_int* codeOut, const std::string& text) {
+cl_program CreateProgram(cl_int code, cl_context context, cl_int* codeOut, const std::string& text,
+                         bool isBinary) {
     Object* owner = code == CL_SUCCESS ? Find(context) : nullptr;
     if (code == CL_SUCCESS && owner == nullptr) code = CL_INVALID_CONTEXT;
     return Create<cl_program>(code, codeOut, [&](Object& program) {
         program.text = text;
         program.devices = owner->devices;
+        program.isBuilt = isBinary;
     });
 }
 
@@ -107,6 +121,8 @@ cl_context clCreateContext(const cl_context_properties* properties, cl_uint coun
         if (Find(devices[i]) == nullptr) code = CL_INVALID_DEVICE;
     return Create<cl_context>(code, codeOut, [&](Object& context) {
         for (cl_uint i = 0; i < count; i++) context.devices.push_back(Find(devices[i]));
+        for (const auto* one = properties; *one != 0; one += 2)
+            context.isSharing = context.isSharing || *one == CL_GL_CONTEXT_KHR;
     });
 }
 
@@ -125,7 +141,8 @@ cl_command_queue clCreateCommandQueue(cl_context context, cl_device_id device,
     cl_int code = Record(__func__, context, device, properties, codeOut);
     if (code == CL_SUCCESS && Find(context) == nullptr) code = CL_INVALID_CONTEXT;
     if (code == CL_SUCCESS && Find(device) == nullptr) code = CL_INVALID_DEVICE;
-    return Create<cl_command_queue>(code, codeOut, [](Object&) {});
+    return Create<cl_command_queue>(code, codeOut,
+                                    [&](Object& queue) { queue.isSharing = Find(context)->isSharing; });
 }
 
 cl_int clReleaseCommandQueue(cl_command_queue queue) {
@@ -142,17 +159,17 @@ void* clGetExtensionFunctionAddress(const char* name) {
 cl_mem clCreateFromGLTexture2D(cl_context context, cl_mem_flags flags, cl_GLenum target, cl_GLint mipLevel,
                                cl_GLuint texture, cl_int* codeOut) {
     return CreateShared(Record(__func__, context, flags, target, mipLevel, texture, codeOut), context,
-                        codeOut);
+                        codeOut, true);
 }
 
 cl_mem clCreateFromGLTexture3D(cl_context context, cl_mem_flags flags, cl_GLenum target, cl_GLint mipLevel,
                                cl_GLuint texture, cl_int* codeOut) {
     return CreateShared(Record(__func__, context, flags, target, mipLevel, texture, codeOut), context,
-                        codeOut);
+                        codeOut, true);
 }
 
 cl_mem clCreateFromGLBuffer(cl_context context, cl_mem_flags flags, cl_GLuint buffer, cl_int* codeOut) {
-    return CreateShared(Record(__func__, context, flags, buffer, codeOut), context, codeOut);
+    return CreateShared(Record(__func__, context, flags, buffer, codeOut), context, codeOut, false);
 }
 
 cl_mem clCreateBuffer(cl_context context, cl_mem_flags flags, size_t size, void* host, cl_int* codeOut) {
@@ -160,8 +177,8 @@ cl_mem clCreateBuffer(cl_context context, cl_mem_flags flags, size_t size, void*
     if (code == CL_SUCCESS) code = CheckMemory(context, flags, host);
     if (code == CL_SUCCESS && size == 0) code = CL_INVALID_BUFFER_SIZE;
     return Create<cl_mem>(code, codeOut, [&](Object& buffer) {
-        buffer.bytes.resize(size, 0xEE);
-        if (host != nullptr) std::memcpy(buffer.bytes.data(), host, size);
+        SetSize(buffer, size);
+        if (host != nullptr) std::memcpy(buffer.bytes.data(), host, buffer.bytes.size());
     });
 }
 
@@ -196,9 +213,9 @@ cl_int clGetSupportedImageFormats(cl_context context, cl_mem_flags flags, cl_mem
 cl_int clGetImageInfo(cl_mem memory, cl_image_info which, size_t size, void* value, size_t* sizeOut) {
     if (const cl_int code = Record(__func__, memory, which, size, value, sizeOut)) return code;
     const Object* image = Find(memory);
-    if (image != nullptr && !image->image && Control::Get().answersForAnyMemory)
-        return Answer(NumberBytes<std::size_t>({7}), size, value, sizeOut);
-    if (image == nullptr || !image->image) return CL_INVALID_MEM_OBJECT;
+    if (image == nullptr) return CL_INVALID_MEM_OBJECT;
+    // Real runtimes answer image queries for buffers, too, with whatever stands there.
+    if (!image->image) return Answer(NumberBytes<std::size_t>({7}), size, value, sizeOut);
     const std::size_t pixel = PixelSize(*image->image);
     const std::size_t row = pixel * image->size[0];
     const std::size_t slice = image->size[2] > 0 ? row * image->size[1] : 0;
@@ -220,23 +237,23 @@ cl_int clGetMemObjectInfo(cl_mem memory, cl_mem_info which, size_t size, void* v
     if (const cl_int code = Record(__func__, memory, which, size, value, sizeOut)) return code;
     const Object* object = Find(memory);
     if (object == nullptr) return CL_INVALID_MEM_OBJECT;
-    cl_mem_object_type type = CL_MEM_OBJECT_BUFFER;
-    if (object->image) type = object->size[2] > 0 ? CL_MEM_OBJECT_IMAGE3D : CL_MEM_OBJECT_IMAGE2D;
-    return Answer({{CL_MEM_TYPE, NumberBytes<cl_mem_object_type>({type})}}, which, size, value, sizeOut);
+    return Answer({{CL_MEM_SIZE, NumberBytes<std::size_t>({object->byteCount})}}, which, size, value,
+                  sizeOut);
 }
 
 cl_program clCreateProgramWithSource(cl_context context, cl_uint count, const char** strings,
                                      const size_t* lengths, cl_int* codeOut) {
     std::string source;
     bool isComplete = true;
-    for (cl_uint i = 0; i < count; i++) {
+    for (cl_uint i = 0; strings != nullptr && i < count; i++) {
         isComplete = isComplete && strings[i] != nullptr;
         if (isComplete)
             source += lengths != nullptr && lengths[i] > 0 ? std::string(strings[i], lengths[i]) : strings[i];
     }
-    cl_int code = Record(__func__, context, count, Value(source), List(lengths, count), codeOut);
-    if (code == CL_SUCCESS && !isComplete) code = CL_INVALID_VALUE;
-    return CreateProgram(code, context, codeOut, source);
+    cl_int code = Record(__func__, context, count, strings != nullptr ? Value(source) : ToValue(strings),
+                         List(lengths, count), codeOut);
+    if (code == CL_SUCCESS && (!isComplete || count == 0)) code = CL_INVALID_VALUE;
+    return CreateProgram(code, context, codeOut, source, false);
 }
 
 cl_program clCreateProgramWithBinary(cl_context context, cl_uint count, const cl_device_id* devices,
@@ -246,7 +263,7 @@ cl_program clCreateProgramWithBinary(cl_context context, cl_uint count, const cl
                          List(binaries[0], lengths[0]), status, codeOut);
     if (code == CL_SUCCESS && (lengths[0] == 0 || binaries[0] == nullptr)) code = CL_INVALID_VALUE;
     const auto* first = reinterpret_cast<const char*>(binaries[0]);
-    return CreateProgram(code, context, codeOut, std::string(first, first + lengths[0]));
+    return CreateProgram(code, context, codeOut, std::string(first, first + lengths[0]), true);
 }
 
 cl_int clReleaseProgram(cl_program program) {

@@ -141,21 +141,27 @@ std::string Transfer(World& world) {
 
 std::string RunTasks(World& world) {
     OpenCLContextRef context;
+    OpenCLCommandQueueRef queue;
+    OpenCLMemoryObjectRef buffer;
+    OpenCLMemoryObjectRef image;
     OpenCLTaskRef clear;
     OpenCLTaskRef invert;
-    const ClearMemParameters clearParameters{1, &world.cl.buffer, 35, 7};
-    const InvertImageParameters invertParameters{1, &world.image, &world.image, 1, 1, 3, 3};
+    const ClearMemParameters clearParameters{1, &buffer, 35, 7};
+    const InvertImageParameters invertParameters{1, &image, &image, 1, 1, 3, 3};
     const String names[] = {MakeText("clearmem"), MakeText("image.invert")};
     if (names[0].IsEmpty() || names[1].IsEmpty()) return kOutOfMemory;
     return RunAll(
         [&]() -> Result<void> {
             NUVRA_ASSIGN_OR_RETURN(context, OpenCL::CreateContext(world.platform, world.devices));
+            NUVRA_ASSIGN_OR_RETURN(queue, context.CreateCommandQueue());
+            NUVRA_ASSIGN_OR_RETURN(buffer, context.CreateBuffer(1, 64));
+            NUVRA_ASSIGN_OR_RETURN(image, context.CreateImage2D(1, {}, 8, 8));
             NUVRA_ASSIGN_OR_RETURN(clear, context.GetTask(names[0]));
             NUVRA_ASSIGN_OR_RETURN(invert, context.GetTask(names[1]));
             return {};
         },
-        [&] { return clear.Execute(context, world.cl.queue, &clearParameters); },
-        [&] { return invert.Execute(context, world.cl.queue, &invertParameters); });
+        [&] { return clear.Execute(context, queue, &clearParameters); },
+        [&] { return invert.Execute(context, queue, &invertParameters); });
 }
 
 const Scenario kScenarios[] = {
@@ -174,8 +180,10 @@ const Scenario kScenarios[] = {
 class FaultTest : public ModuleTest, public testing::WithParamInterface<Scenario> {
 protected:
     static constexpr cl_int kCode = CL_OUT_OF_RESOURCES;
+    /// How a call fails; an exception is thrown by the runtime.
+    enum class Failure { CODE, BAD_ALLOC, EXCEPTION };
 
-    void SetUp() override {}
+    void SetUp() override { isSharing = true; }
     void TearDown() override { g_trace = {}; }
 
     /// Runs the scenario on a module of its own after `arm`; `look` judges the outcome. The same scenario
@@ -211,18 +219,34 @@ protected:
     }
 
     /// The outcomes that a scenario may have when a call of this function fails.
-    static Allowed OutcomesAfter(const std::string& function) {
+    static Allowed OutcomesAfter(const std::string& function, const std::string& code) {
         if (function.starts_with("clRelease") || function == "clGetProgramBuildInfo") return {"OK"};
         if (function == "clGetPlatformInfo") return {"OK", "UNSPECIFIED"};
-        if (function == "clGetDeviceInfo") return {"OK", "UNSPECIFIED", CodeName(kCode)};
-        if (function == "clGetImageInfo") return {"CL_INVALID_MEM_OBJECT"};
-        if (function == "clGetMemObjectInfo") return {"OK"};  // only tells a buffer from an image
-        return {CodeName(kCode)};
+        if (function == "clGetDeviceInfo") return {"OK", "UNSPECIFIED", code};
+        return {code};
+    }
+
+    /// Makes the nth call fail as the kind says, and gives the code that is to come back.
+    std::string FailNth(Failure kind, int nth) {
+        if (kind == Failure::CODE) {
+            fake.Fail("", kCode, nth);
+            return CodeName(kCode);
+        }
+        fake.intercept = [kind, nth, seen = 0](const fake::Call&) mutable -> cl_int {
+            if (++seen != nth) return CL_SUCCESS;
+            if (kind == Failure::BAD_ALLOC) throw std::bad_alloc();
+            throw 7;
+        };
+        return kind == Failure::BAD_ALLOC ? "CL_OUT_OF_HOST_MEMORY" : "UNSPECIFIED";
     }
 };
 
 TEST_P(FaultTest, EveryFailingCallIsReportedAndLeavesNothing) {
-    for (const bool isTraced : {false, true}) {
+    const std::tuple<Failure, bool> kinds[] = {{Failure::CODE, false},
+                                               {Failure::CODE, true},
+                                               {Failure::BAD_ALLOC, false},
+                                               {Failure::EXCEPTION, true}};
+    for (const auto& [kind, isTraced] : kinds) {
         g_trace.isOffered = g_trace.isCapturing = isTraced;
         int count = 0;
         const auto countCalls = [&](const std::string& outcome) {
@@ -232,11 +256,14 @@ TEST_P(FaultTest, EveryFailingCallIsReportedAndLeavesNothing) {
         Run([] {}, countCalls);
         ASSERT_GT(count, 0);
         for (int failing = 1; failing <= count; failing++) {
+            std::string code;
             const auto look = [&](const std::string& outcome) {
                 const std::string& function = fake.calls.at(static_cast<size_t>(failing) - 1).name;
-                EXPECT_TRUE(OutcomesAfter(function).contains(outcome)) << function << " gave " << outcome;
+                EXPECT_TRUE(OutcomesAfter(function, code).contains(outcome))
+                    << function << " gave " << outcome;
+                fake.intercept = nullptr;
             };
-            Run([&] { fake.Fail("", kCode, failing); }, look);
+            Run([&] { code = FailNth(kind, failing); }, look);
             ASSERT_FALSE(HasFailure()) << "call " << failing;
         }
     }

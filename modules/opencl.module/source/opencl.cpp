@@ -20,6 +20,7 @@ Result<void> FillPlatforms(BaseArray<OpenCLPlatformRef>& platforms) {
     cl_uint count = 0;
     NUVRA_RETURN_IF_ERROR(CheckCode(CountPlatforms(count)));
     if (count == 0) return {};
+    NUVRA_RETURN_IF_ERROR(CheckCount(count));
     BaseArray<cl_platform_id> ids;
     NUVRA_RETURN_IF_ERROR(platforms.Resize(count));
     NUVRA_RETURN_IF_ERROR(ids.Resize(count));
@@ -65,6 +66,7 @@ struct OpenCLImpl {
     static Result<OpenCLContextRef> CreateGLSharedContext(const OpenGLContextRef& glContext,
                                                           cl_platform_id platform) {
         NUVRA_RETURN_IF_ERROR(CheckLoaded());
+        if (!glContext) return NullPointerError();
         return OpenGLSharedContext(glContext, platform);
     }
 
@@ -81,6 +83,7 @@ struct OpenCLImpl {
     static Result<OpenCLContextRef> CreateGLSharedContextForDevices(
         const OpenGLContextRef& glContext, const BaseArray<OpenCLDeviceRef>& devices) {
         NUVRA_RETURN_IF_ERROR(CheckLoaded());
+        if (!glContext) return NullPointerError();
         return OpenGLSharedContextForDevices(glContext, devices);
     }
 

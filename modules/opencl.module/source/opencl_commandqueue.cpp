@@ -9,13 +9,34 @@ namespace nuvra {
 
 namespace {
 
+/// What a transfer works on; a runtime may die of the other.
+enum class Wanted { BUFFER, IMAGE, ANY };
+
+/// Whether there is memory, of the kind that is wanted.
+template <Wanted Kind>
+bool IsFit(const OpenCLMemoryObjectRef& memory) {
+    return memory && (Kind == Wanted::ANY || memory.Get()->IsBuffer() == (Kind == Wanted::BUFFER));
+}
+
+/// Whether a number holds the end of a range. A runtime may add without looking.
+bool HasEnd(size_t offset, size_t size) {
+    return size <= SIZE_MAX - offset;
+}
+
+/// A released kernel counts as none: a runtime may die of a null handle.
+bool IsFit(const OpenCLKernelRef& kernel) {
+    return kernel && kernel.Get()->GetHandle() != nullptr;
+}
+
 /// Acquires or releases objects shared with OpenGL.
 template <class Entry>
-Result<void> EnqueueGLObjects(cl_command_queue queue, Int count, const OpenCLMemoryObjectRef* objects,
-                              Int waitCount, const OpenCLEventRef* waitList, OpenCLEventRef* event) {
+Result<void> EnqueueGLObjects(cl_command_queue queue, bool isSharing, Int count,
+                              const OpenCLMemoryObjectRef* objects, Int waitCount,
+                              const OpenCLEventRef* waitList, OpenCLEventRef* event) {
+    // What the extension prescribes; a runtime that does not have it may die of the call.
+    if (!isSharing) return OpenCLError(CL_INVALID_CONTEXT);
     HandleList<cl_mem> handles;
-    NUVRA_RETURN_IF_ERROR(handles.Collect(
-        count, objects, [](const OpenCLMemoryObjectRef& memory) { return memory.Get()->GetHandle(); }));
+    NUVRA_RETURN_IF_ERROR(handles.Collect(count, objects, CL_INVALID_MEM_OBJECT));
     // Nothing is to be skipped here: an empty reference is a mistake.
     if (count > 0 && handles.GetCount() != count) return OpenCLError(CL_INVALID_MEM_OBJECT);
     Enqueue enqueue;
@@ -26,12 +47,12 @@ Result<void> EnqueueGLObjects(cl_command_queue queue, Int count, const OpenCLMem
 
 /// A transfer between host memory and an object, or the end of a mapping: checks the object, opens the wait
 /// list and the event slot, and makes the call with `arguments` between the memory object and the wait list.
-template <class Entry, class... Arguments>
+template <class Entry, Wanted Kind, class... Arguments>
 [[gnu::always_inline]] inline Result<void> EnqueueTransfer(cl_command_queue queue,
                                                            const OpenCLMemoryObjectRef& memory, Int waitCount,
                                                            const OpenCLEventRef* waitList,
                                                            OpenCLEventRef* event, Arguments... arguments) {
-    if (!memory) return OpenCLError(CL_INVALID_MEM_OBJECT);
+    if (!IsFit<Kind>(memory)) return OpenCLError(CL_INVALID_MEM_OBJECT);
     return RunEnqueue(waitCount, waitList, event,
                       [=, handle = memory.Get()->GetHandle()](auto after, cl_uint count, const cl_event* list,
                                                               cl_event* slot) {
@@ -40,10 +61,10 @@ template <class Entry, class... Arguments>
 }
 
 /// The same for the mappings, which return an address and write their code.
-template <class Entry, class... Arguments>
+template <class Entry, Wanted Kind, class... Arguments>
 Result<void*> EnqueueMapping(cl_command_queue queue, const OpenCLMemoryObjectRef& memory, Int waitCount,
                              const OpenCLEventRef* waitList, OpenCLEventRef* event, Arguments... arguments) {
-    if (!memory) return OpenCLError(CL_INVALID_MEM_OBJECT);
+    if (!IsFit<Kind>(memory)) return OpenCLError(CL_INVALID_MEM_OBJECT);
     Enqueue enqueue;
     NUVRA_RETURN_IF_ERROR(enqueue.Open(waitCount, waitList, event));
     cl_int error = CL_SUCCESS;
@@ -63,15 +84,15 @@ cl_bool ToOpenCLBool(Bool value) {
 Result<void> OpenCLCommandQueueImpl::EnqueueAcquireGLObjects(Int count, const OpenCLMemoryObjectRef* objects,
                                                              Int waitCount, const OpenCLEventRef* waitList,
                                                              OpenCLEventRef* event) {
-    return EnqueueGLObjects<entry::clEnqueueAcquireGLObjects>(_handle.Get(), count, objects, waitCount,
-                                                              waitList, event);
+    return EnqueueGLObjects<entry::clEnqueueAcquireGLObjects>(_handle.Get(), _origin.isSharing, count,
+                                                              objects, waitCount, waitList, event);
 }
 
 Result<void> OpenCLCommandQueueImpl::EnqueueReleaseGLObjects(Int count, const OpenCLMemoryObjectRef* objects,
                                                              Int waitCount, const OpenCLEventRef* waitList,
                                                              OpenCLEventRef* event) {
-    return EnqueueGLObjects<entry::clEnqueueReleaseGLObjects>(_handle.Get(), count, objects, waitCount,
-                                                              waitList, event);
+    return EnqueueGLObjects<entry::clEnqueueReleaseGLObjects>(_handle.Get(), _origin.isSharing, count,
+                                                              objects, waitCount, waitList, event);
 }
 
 Result<void> OpenCLCommandQueueImpl::EnqueueNDRangeKernel(const OpenCLKernelRef& kernel, UInt32 dimensions,
@@ -79,7 +100,7 @@ Result<void> OpenCLCommandQueueImpl::EnqueueNDRangeKernel(const OpenCLKernelRef&
                                                           const size_t* localSize, Int waitCount,
                                                           const OpenCLEventRef* waitList,
                                                           OpenCLEventRef* event) {
-    if (!kernel) return OpenCLError(CL_INVALID_KERNEL);
+    if (!IsFit(kernel)) return OpenCLError(CL_INVALID_KERNEL);
     return RunEnqueue(waitCount, waitList, event,
                       [=, queue = _handle.Get(), handle = kernel.Get()->GetHandle()](
                           auto after, cl_uint count, const cl_event* list, cl_event* slot) {
@@ -92,7 +113,7 @@ Result<void> OpenCLCommandQueueImpl::EnqueueNDRangeKernel(const OpenCLKernelRef&
 Result<void> OpenCLCommandQueueImpl::EnqueueRange(const OpenCLKernelRef& kernel, const size_t* limits,
                                                   size_t offset, size_t count, Int waitCount,
                                                   const OpenCLEventRef* waitList, OpenCLEventRef* event) {
-    if (!kernel) return OpenCLError(CL_INVALID_KERNEL);
+    if (!IsFit(kernel)) return OpenCLError(CL_INVALID_KERNEL);
     Enqueue enqueue;
     NUVRA_RETURN_IF_ERROR(enqueue.Open(waitCount, waitList, event));
     const RangeLaunch launch{_handle.Get(), kernel.Get()->GetHandle(), kernel.Get()->GetHandle(), 0};
@@ -104,7 +125,7 @@ Result<void> OpenCLCommandQueueImpl::EnqueueGroupedRange(const OpenCLKernelRef& 
                                                          const size_t* limits, size_t offset, size_t count,
                                                          Int waitCount, const OpenCLEventRef* waitList,
                                                          OpenCLEventRef* event) {
-    if (!mainKernel || !tailKernel) return OpenCLError(CL_INVALID_KERNEL);
+    if (!IsFit(mainKernel) || !IsFit(tailKernel)) return OpenCLError(CL_INVALID_KERNEL);
     if (groupSize < 1) return OpenCLError(CL_INVALID_WORK_GROUP_SIZE);
     Enqueue enqueue;
     NUVRA_RETURN_IF_ERROR(enqueue.Open(waitCount, waitList, event));
@@ -122,7 +143,7 @@ cl_map_flags OpenCLCommandQueueImpl::ToOpenCLMapFlags(UChar flags) const {
     static_assert(OpenCLMapFlags::READ == CL_MAP_READ && OpenCLMapFlags::WRITE == CL_MAP_WRITE);
     cl_map_flags result = flags & (OpenCLMapFlags::READ | OpenCLMapFlags::WRITE);
     if ((flags & OpenCLMapFlags::WRITE_INVALIDATE_REGION) != 0)
-        result |= _openCLCVersion >= 120 ? CL_MAP_WRITE_INVALIDATE_REGION : CL_MAP_WRITE;
+        result |= _origin.openCLCVersion >= 120 ? CL_MAP_WRITE_INVALIDATE_REGION : CL_MAP_WRITE;
     return result;
 }
 
@@ -130,41 +151,44 @@ Result<void*> OpenCLCommandQueueImpl::EnqueueMapBuffer(const OpenCLMemoryObjectR
                                                        UChar flags, size_t offset, size_t size, Int waitCount,
                                                        const OpenCLEventRef* waitList,
                                                        OpenCLEventRef* event) {
-    return EnqueueMapping<entry::clEnqueueMapBuffer>(_handle.Get(), memory, waitCount, waitList, event,
-                                                     ToOpenCLBool(blocking), ToOpenCLMapFlags(flags), offset,
-                                                     size);
+    if (!HasEnd(offset, size)) return OpenCLError(CL_INVALID_VALUE);
+    return EnqueueMapping<entry::clEnqueueMapBuffer, Wanted::BUFFER>(_handle.Get(), memory, waitCount,
+                                                                     waitList, event, ToOpenCLBool(blocking),
+                                                                     ToOpenCLMapFlags(flags), offset, size);
 }
 
 Result<void*> OpenCLCommandQueueImpl::EnqueueMapImage(const OpenCLMemoryObjectRef& memory, Bool blocking,
                                                       UChar flags, const size_t* origin, const size_t* region,
                                                       size_t* rowPitch, size_t* slicePitch, Int waitCount,
                                                       const OpenCLEventRef* waitList, OpenCLEventRef* event) {
-    return EnqueueMapping<entry::clEnqueueMapImage>(_handle.Get(), memory, waitCount, waitList, event,
-                                                    ToOpenCLBool(blocking), ToOpenCLMapFlags(flags), origin,
-                                                    region, rowPitch, slicePitch);
+    return EnqueueMapping<entry::clEnqueueMapImage, Wanted::IMAGE>(
+        _handle.Get(), memory, waitCount, waitList, event, ToOpenCLBool(blocking), ToOpenCLMapFlags(flags),
+        origin, region, rowPitch, slicePitch);
 }
 
 Result<void> OpenCLCommandQueueImpl::EnqueueUnmapMemObject(const OpenCLMemoryObjectRef& memory, void* mapped,
                                                            Int waitCount, const OpenCLEventRef* waitList,
                                                            OpenCLEventRef* event) {
-    return EnqueueTransfer<entry::clEnqueueUnmapMemObject>(_handle.Get(), memory, waitCount, waitList, event,
-                                                           mapped);
+    return EnqueueTransfer<entry::clEnqueueUnmapMemObject, Wanted::ANY>(_handle.Get(), memory, waitCount,
+                                                                        waitList, event, mapped);
 }
 
 Result<void> OpenCLCommandQueueImpl::EnqueueReadBuffer(const OpenCLMemoryObjectRef& memory, Bool blocking,
                                                        size_t offset, size_t size, void* destination,
                                                        Int waitCount, const OpenCLEventRef* waitList,
                                                        OpenCLEventRef* event) {
-    return EnqueueTransfer<entry::clEnqueueReadBuffer>(_handle.Get(), memory, waitCount, waitList, event,
-                                                       ToOpenCLBool(blocking), offset, size, destination);
+    if (!HasEnd(offset, size)) return OpenCLError(CL_INVALID_VALUE);
+    return EnqueueTransfer<entry::clEnqueueReadBuffer, Wanted::BUFFER>(
+        _handle.Get(), memory, waitCount, waitList, event, ToOpenCLBool(blocking), offset, size, destination);
 }
 
 Result<void> OpenCLCommandQueueImpl::EnqueueWriteBuffer(const OpenCLMemoryObjectRef& memory, Bool blocking,
                                                         size_t offset, size_t size, const void* source,
                                                         Int waitCount, const OpenCLEventRef* waitList,
                                                         OpenCLEventRef* event) {
-    return EnqueueTransfer<entry::clEnqueueWriteBuffer>(_handle.Get(), memory, waitCount, waitList, event,
-                                                        ToOpenCLBool(blocking), offset, size, source);
+    if (!HasEnd(offset, size)) return OpenCLError(CL_INVALID_VALUE);
+    return EnqueueTransfer<entry::clEnqueueWriteBuffer, Wanted::BUFFER>(
+        _handle.Get(), memory, waitCount, waitList, event, ToOpenCLBool(blocking), offset, size, source);
 }
 
 Result<void> OpenCLCommandQueueImpl::EnqueueReadImage(const OpenCLMemoryObjectRef& memory, Bool blocking,
@@ -172,9 +196,9 @@ Result<void> OpenCLCommandQueueImpl::EnqueueReadImage(const OpenCLMemoryObjectRe
                                                       size_t rowPitch, size_t slicePitch, void* destination,
                                                       Int waitCount, const OpenCLEventRef* waitList,
                                                       OpenCLEventRef* event) {
-    return EnqueueTransfer<entry::clEnqueueReadImage>(_handle.Get(), memory, waitCount, waitList, event,
-                                                      ToOpenCLBool(blocking), origin, region, rowPitch,
-                                                      slicePitch, destination);
+    return EnqueueTransfer<entry::clEnqueueReadImage, Wanted::IMAGE>(
+        _handle.Get(), memory, waitCount, waitList, event, ToOpenCLBool(blocking), origin, region, rowPitch,
+        slicePitch, destination);
 }
 
 Result<void> OpenCLCommandQueueImpl::EnqueueWriteImage(const OpenCLMemoryObjectRef& memory, Bool blocking,
@@ -182,17 +206,16 @@ Result<void> OpenCLCommandQueueImpl::EnqueueWriteImage(const OpenCLMemoryObjectR
                                                        size_t rowPitch, size_t slicePitch, const void* source,
                                                        Int waitCount, const OpenCLEventRef* waitList,
                                                        OpenCLEventRef* event) {
-    return EnqueueTransfer<entry::clEnqueueWriteImage>(_handle.Get(), memory, waitCount, waitList, event,
-                                                       ToOpenCLBool(blocking), origin, region, rowPitch,
-                                                       slicePitch, source);
+    return EnqueueTransfer<entry::clEnqueueWriteImage, Wanted::IMAGE>(
+        _handle.Get(), memory, waitCount, waitList, event, ToOpenCLBool(blocking), origin, region, rowPitch,
+        slicePitch, source);
 }
 
 Result<void> OpenCLCommandQueueImpl::WaitForEvents(Int count, const OpenCLEventRef* events) {
-    Enqueue enqueue;
-    NUVRA_RETURN_IF_ERROR(enqueue.Open(count, events, nullptr));
-    if (enqueue.GetWaitCount() == 0) return {};
-    return CheckCode(
-        Call<entry::clWaitForEvents>(ResultCode(), enqueue.GetWaitCount(), enqueue.GetWaitList()));
+    HandleList<cl_event> handles;
+    NUVRA_RETURN_IF_ERROR(handles.Collect(count, events, CL_INVALID_EVENT));
+    if (handles.GetCount() == 0) return {};
+    return CheckCode(Call<entry::clWaitForEvents>(ResultCode(), handles.GetCount(), handles.GetFirst()));
 }
 
 namespace {

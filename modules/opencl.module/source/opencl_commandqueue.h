@@ -5,18 +5,20 @@
 
 namespace nuvra {
 
+/// What the maker of a queue knows.
+struct QueueOrigin {
+    Int64 openCLCVersion;  ///< the device's, as major * 100 + minor * 10
+    UInt32 flags;          ///< `OpenCLQueueFlags`
+    bool isSharing;        ///< whether its context shares memory with OpenGL
+};
+
 class OpenCLCommandQueueImpl : public ObjectHeader {
 public:
-    explicit OpenCLCommandQueueImpl(OwnedCommandQueue handle) : _handle(std::move(handle)) {}
+    OpenCLCommandQueueImpl(OwnedCommandQueue handle, const QueueOrigin& origin)
+        : _handle(std::move(handle)), _origin(origin) {}
 
-    /// What the maker knows: the device's OpenCL C version as major * 100 + minor * 10, and the queue's
-    /// flags.
-    void SetOrigin(Int64 openCLCVersion, UInt32 flags) {
-        _openCLCVersion = openCLCVersion;
-        _flags = flags;
-    }
     /// Whether commands may overtake each other.
-    bool IsOutOfOrder() const { return (_flags & OpenCLQueueFlags::OUT_OF_ORDER_EXEC_MODE) != 0; }
+    bool IsOutOfOrder() const { return (_origin.flags & OpenCLQueueFlags::OUT_OF_ORDER_EXEC_MODE) != 0; }
 
     Result<void> Release() { return _handle.Release(); }
     Result<void> EnqueueAcquireGLObjects(Int count, const OpenCLMemoryObjectRef* objects, Int waitCount,
@@ -62,8 +64,7 @@ private:
     cl_map_flags ToOpenCLMapFlags(UChar flags) const;
 
     OwnedCommandQueue _handle;
-    Int64 _openCLCVersion = 0;
-    UInt32 _flags = 0;
+    QueueOrigin _origin;
 };
 
 }  // namespace nuvra

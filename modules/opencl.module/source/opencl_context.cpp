@@ -34,6 +34,7 @@ Result<void> OpenCLContextImpl::Open(const cl_context_properties* properties) {
         _devices.IsEmpty() ? nullptr : _devices.GetFirst(), IgnoreNotification, this, &error));
     if (!context || error != CL_SUCCESS) return OpenCLError(error);
     _handle = std::move(context);
+    for (; *properties != 0; properties += 2) _isSharing = _isSharing || *properties == CL_GL_CONTEXT_KHR;
     return {};
 }
 
@@ -54,13 +55,17 @@ Result<void> OpenCLContextImpl::GetSupportedImageFormats(UInt32 flags, OpenCLIma
     const cl_mem_flags memoryFlags = ToOpenCLMemoryFlags(flags);
     const cl_mem_object_type objectType = ToOpenCLImageType(type);
     cl_uint count = 0;
-    NUVRA_RETURN_IF_ERROR(CheckCode(
-        g_openCL.clGetSupportedImageFormats(_handle.Get(), memoryFlags, objectType, 0, nullptr, &count)));
+    const auto query = [&](BaseArray<cl_image_format>& found, cl_uint& foundCount) {
+        return CheckCode(CallUntraced<entry::clGetSupportedImageFormats>(
+            _handle.Get(), memoryFlags, objectType, static_cast<cl_uint>(found.GetCount()), found.GetFirst(),
+            &foundCount));
+    };
     BaseArray<cl_image_format> found;
+    NUVRA_RETURN_IF_ERROR(query(found, count));
+    NUVRA_RETURN_IF_ERROR(CheckCount(count));
     NUVRA_RETURN_IF_ERROR(found.Resize(count));
     cl_uint foundCount = 0;
-    NUVRA_RETURN_IF_ERROR(CheckCode(g_openCL.clGetSupportedImageFormats(
-        _handle.Get(), memoryFlags, objectType, count, found.GetFirst(), &foundCount)));
+    NUVRA_RETURN_IF_ERROR(query(found, foundCount));
     if (foundCount != count) return OpenCLError(OpenCLErrorCode::UNSPECIFIED);
     NUVRA_RETURN_IF_ERROR(formats.Resize(count));
     for (Int i = 0; i < found.GetCount(); i++) formats[i] = FromOpenCL(found[i]);
@@ -79,10 +84,7 @@ Result<OpenCLCommandQueueRef> OpenCLContextImpl::CreateCommandQueue(UInt32 flags
                                      version, nullptr) != CL_SUCCESS)
         version[0] = '\0';
     NUVRA_ASSIGN_OR_RETURN(const Int64 number, ParseVersion(version, "OpenCL C "));
-    NUVRA_ASSIGN_OR_RETURN(OpenCLCommandQueueRef queue,
-                           Wrap<OpenCLCommandQueueRef>(std::move(handle), error));
-    queue.Get()->SetOrigin(number, flags);
-    return queue;
+    return Wrap<OpenCLCommandQueueRef>(std::move(handle), error, QueueOrigin{number, flags, _isSharing});
 }
 
 Result<OpenCLMemoryObjectRef> OpenCLContextImpl::CreateBuffer(UInt32 flags, UInt64 size, void* hostPointer) {
@@ -94,26 +96,31 @@ Result<OpenCLMemoryObjectRef> OpenCLContextImpl::CreateBuffer(UInt32 flags, UInt
     };
     OwnedMemoryObject memory(CallAttaching<entry::clCreateBuffer>(
         attach, Created{&error}, _handle.Get(), ToOpenCLMemoryFlags(flags), size, hostPointer, &error));
-    return Wrap<OpenCLMemoryObjectRef>(std::move(memory), error);
+    return Wrap<OpenCLMemoryObjectRef>(std::move(memory), error,
+                                       MemoryOrigin{MemoryOrigin::Kind::BUFFER, _handle.Get(), size});
 }
 
 Result<OpenCLMemoryObjectRef> OpenCLContextImpl::CreateFromGLTexture2D(UInt32 access, UInt32 target,
                                                                        Int32 mipLevel, UInt32 texture) {
     const cl_mem_flags flags = ToOpenCLAccess(access);
     if (flags == 0 || target != kGLTexture2D) return OpenCLError(CL_INVALID_VALUE);
+    if (!_isSharing) return OpenCLError(CL_INVALID_CONTEXT);
     cl_int error = CL_SUCCESS;
     OwnedMemoryObject memory(Call<entry::clCreateFromGLTexture2D>(Created{&error}, _handle.Get(), flags,
                                                                   target, mipLevel, texture, &error));
-    return Wrap<OpenCLMemoryObjectRef>(std::move(memory), error);
+    return Wrap<OpenCLMemoryObjectRef>(std::move(memory), error,
+                                       MemoryOrigin{MemoryOrigin::Kind::IMAGE_2D, _handle.Get()});
 }
 
 Result<OpenCLMemoryObjectRef> OpenCLContextImpl::CreateFromGLBuffer(UInt32 access, UInt32 buffer) {
     const cl_mem_flags flags = ToOpenCLAccess(access);
     if (flags == 0) return OpenCLError(CL_INVALID_VALUE);
+    if (!_isSharing) return OpenCLError(CL_INVALID_CONTEXT);
     cl_int error = CL_SUCCESS;
     OwnedMemoryObject memory(
         Call<entry::clCreateFromGLBuffer>(Created{&error}, _handle.Get(), flags, buffer, &error));
-    return Wrap<OpenCLMemoryObjectRef>(std::move(memory), error);
+    return Wrap<OpenCLMemoryObjectRef>(std::move(memory), error,
+                                       MemoryOrigin{MemoryOrigin::Kind::BUFFER, _handle.Get()});
 }
 
 Result<OpenCLMemoryObjectRef> OpenCLContextImpl::CreateImage2D(UInt32 flags, const OpenCLImageFormat& format,
@@ -124,7 +131,9 @@ Result<OpenCLMemoryObjectRef> OpenCLContextImpl::CreateImage2D(UInt32 flags, con
     OwnedMemoryObject memory(Call<entry::clCreateImage2D>(
         Created{&error}, _handle.Get(), ToOpenCLMemoryFlags(flags & kAccessFlags), &imageFormat, width,
         height, rowPitch, hostPointer, &error));
-    return Wrap<OpenCLMemoryObjectRef>(std::move(memory), error);
+    return Wrap<OpenCLMemoryObjectRef>(
+        std::move(memory), error,
+        MemoryOrigin{MemoryOrigin::Kind::IMAGE_2D, _handle.Get(), 0, width, height});
 }
 
 Result<OpenCLMemoryObjectRef> OpenCLContextImpl::CreateImage3D(UInt32 flags, const OpenCLImageFormat& format,
@@ -136,14 +145,16 @@ Result<OpenCLMemoryObjectRef> OpenCLContextImpl::CreateImage3D(UInt32 flags, con
     OwnedMemoryObject memory(Call<entry::clCreateImage3D>(
         Created{&error}, _handle.Get(), ToOpenCLMemoryFlags(flags & kAccessFlags), &imageFormat, width,
         height, depth, rowPitch, slicePitch, hostPointer, &error));
-    return Wrap<OpenCLMemoryObjectRef>(std::move(memory), error);
+    return Wrap<OpenCLMemoryObjectRef>(
+        std::move(memory), error,
+        MemoryOrigin{MemoryOrigin::Kind::IMAGE_3D, _handle.Get(), 0, width, height});
 }
 
 Result<OpenCLProgramRef> OpenCLContextImpl::CreateProgramWithSource(UInt32 count, const char* const* strings,
                                                                     const size_t* lengths) {
+    if (strings == nullptr && count > 0) return OpenCLError(CL_INVALID_VALUE);
     cl_int error = CL_SUCCESS;
     const auto attach = [&](UInt32 cookie) {
-        if (strings == nullptr) return;
         for (UInt32 i = 0; i < count; i++) {
             if (strings[i] == nullptr) continue;  // which the runtime refuses
             AttachTraceData(cookie, TraceData::TEXT, lengths == nullptr ? 0 : static_cast<Int>(lengths[i]),
@@ -152,7 +163,7 @@ Result<OpenCLProgramRef> OpenCLContextImpl::CreateProgramWithSource(UInt32 count
     };
     OwnedProgram program(CallAttaching<entry::clCreateProgramWithSource>(
         attach, Created{&error}, _handle.Get(), count, const_cast<const char**>(strings), lengths, &error));
-    return Wrap<OpenCLProgramRef>(std::move(program), error);
+    return Wrap<OpenCLProgramRef>(std::move(program), error, OpenCLProgramImpl::Origin::SOURCE);
 }
 
 Result<OpenCLProgramRef> OpenCLContextImpl::CreateProgramWithBinary(OpenCLDeviceRef device,
@@ -164,7 +175,7 @@ Result<OpenCLProgramRef> OpenCLContextImpl::CreateProgramWithBinary(OpenCLDevice
     cl_int error = CL_SUCCESS;
     OwnedProgram program(Call<entry::clCreateProgramWithBinary>(Created{&error}, _handle.Get(), 1, &deviceId,
                                                                 &length, &bytes, &binaryStatus, &error));
-    return Wrap<OpenCLProgramRef>(std::move(program), error);
+    return Wrap<OpenCLProgramRef>(std::move(program), error, OpenCLProgramImpl::Origin::BINARY);
 }
 
 Result<OpenCLTaskRef> OpenCLContextImpl::GetTask(const String& name) {

@@ -17,6 +17,7 @@ public:
     Result<void> AddDevice(cl_device_id device) { return _devices.Append(device); }
     /// Creates the cl_context for the object's devices with the zero-terminated property list.
     Result<void> Open(const cl_context_properties* properties);
+    cl_context GetHandle() const { return _handle.Get(); }
 
     const BaseArray<cl_device_id>& GetDevices() const { return _devices; }
     Result<void> GetSupportedImageFormats(UInt32 flags, OpenCLImageType type,
@@ -41,6 +42,7 @@ private:
 
     BaseArray<cl_device_id> _devices;
     OwnedContext _handle;
+    bool _isSharing = false;  ///< memory with OpenGL
     HashMap<String, OpenCLTaskRef> _tasks;
 };
 

@@ -4,6 +4,7 @@
 
 #include "module_records.h"
 #include "nuvra/open_cl_context.h"
+#include "opencl_error.h"
 #include "opencl_text.h"
 
 namespace nuvra {
@@ -129,6 +130,7 @@ Result<void> OpenCLDeviceImpl::Init(cl_device_id device, cl_platform_id platform
     _platform = platform;
     NUVRA_RETURN_IF_ERROR(ReadTexts());
     ReadInto(_device, kNumbersBeforeSizes, _numbers);
+    NUVRA_RETURN_IF_ERROR(CheckCount(_numbers.maxWorkItemDimensions));
     ReadWorkItemSizes();
     ReadInto(_device, kNumbersAfterSizes, _numbers);
     return {};
@@ -136,11 +138,12 @@ Result<void> OpenCLDeviceImpl::Init(cl_device_id device, cl_platform_id platform
 
 Result<void> OpenCLDeviceImpl::ReadTexts() {
     TextReader reader;
-    const auto read = [&](cl_device_info which) {
-        return reader.Read([&](size_t size, char* value, size_t* written) {
+    const auto readBytes = [&](cl_device_info which) {
+        return reader.ReadBytes([&](size_t size, char* value, size_t* written) {
             return GetDeviceInfo(_device, which, size, value, written);
         });
     };
+    const auto read = [&](cl_device_info which) { return ToString(readBytes(which)); };
     _name = read(CL_DEVICE_NAME);
     _vendor = read(CL_DEVICE_VENDOR);
     // The versions are parsed from the scratch buffer, which holds the text before when one cannot be read.
@@ -150,7 +153,8 @@ Result<void> OpenCLDeviceImpl::ReadTexts() {
     NUVRA_ASSIGN_OR_RETURN(_versionNumber, ParseVersion(reader.GetBytes(), "OpenCL "));
     _openCLCVersion = read(CL_DEVICE_OPENCL_C_VERSION);
     NUVRA_ASSIGN_OR_RETURN(_openCLCVersionNumber, ParseVersion(reader.GetBytes(), "OpenCL C "));
-    return SplitExtensions(read(CL_DEVICE_EXTENSIONS).GetChars(), _extensions);
+    NUVRA_ASSIGN_OR_RETURN(const char* extensions, readBytes(CL_DEVICE_EXTENSIONS));
+    return SplitExtensions(extensions, _extensions);
 }
 
 void OpenCLDeviceImpl::ReadWorkItemSizes() {

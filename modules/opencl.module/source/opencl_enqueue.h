@@ -14,16 +14,21 @@ public:
     /// Null when the list is empty, as OpenCL wants it.
     const Handle* GetFirst() const { return _count == 0 ? nullptr : _handles; }
 
-    /// Collects what `handleOf` gives for each of `count` references; it is asked only for non-empty ones.
-    template <class Ref, class HandleOf>
-    Result<void> Collect(Int count, const Ref* references, const HandleOf& handleOf) {
+    /// Collects the handles of the non-empty ones of `count` references; fails with `nullCode` where one has
+    /// none. A runtime may take a null handle for nothing to wait for, or die of it.
+    template <class Ref>
+    Result<void> Collect(Int count, const Ref* references, cl_int nullCode) {
         if (references == nullptr || count <= 0) return {};
         if (count > kLocalCount) {
             NUVRA_RETURN_IF_ERROR(_allocated.Resize(count));
             _handles = _allocated.GetFirst();
         }
-        for (Int i = 0; i < count; i++)
-            if (references[i]) _handles[_count++] = handleOf(references[i]);
+        for (Int i = 0; i < count; i++) {
+            if (!references[i]) continue;
+            const Handle handle = references[i].Get()->GetHandle();
+            if (handle == nullptr) return OpenCLError(nullCode);
+            _handles[_count++] = handle;
+        }
         return {};
     }
 
@@ -39,7 +44,8 @@ private:
 class Enqueue {
 public:
     /// Collects the wait list, then gives the slot its new event: a slot may hold an event of its own wait
-    /// list, which lives until the operation returns. Fails with the out-of-memory error.
+    /// list, which lives until the operation returns. Fails with CL_INVALID_EVENT_WAIT_LIST, the slot
+    /// untouched, and with the out-of-memory error.
     Result<void> Open(Int waitCount, const OpenCLEventRef* waitList, OpenCLEventRef* slot);
 
     cl_uint GetWaitCount() const { return _waitList.GetCount(); }
@@ -66,8 +72,7 @@ private:
 };
 
 inline Result<void> Enqueue::Open(Int waitCount, const OpenCLEventRef* waitList, OpenCLEventRef* slot) {
-    NUVRA_RETURN_IF_ERROR(_waitList.Collect(
-        waitCount, waitList, [](const OpenCLEventRef& event) { return event.Get()->handle.Get(); }));
+    NUVRA_RETURN_IF_ERROR(_waitList.Collect(waitCount, waitList, CL_INVALID_EVENT_WAIT_LIST));
     if (slot == nullptr) return {};
     _event = NewObject<OpenCLEventImpl>();
     if (_event == nullptr) return OutOfMemoryError();

@@ -21,4 +21,13 @@ inline Result<void> CheckCode(cl_int code, SourceLocation location = SourceLocat
     return {};
 }
 
+/// The most platforms, devices, formats or dimensions that a runtime is believed to have.
+inline constexpr UInt32 kMostListed = 65536;
+
+/// UNSPECIFIED for a number of things beyond belief, for which memory would be taken in vain.
+inline Result<void> CheckCount(cl_uint count, SourceLocation location = SourceLocation::Here()) {
+    if (count > kMostListed) return OpenCLError(OpenCLErrorCode::UNSPECIFIED, location);
+    return {};
+}
+
 }  // namespace nuvra

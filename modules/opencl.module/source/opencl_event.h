@@ -8,6 +8,8 @@ namespace nuvra {
 /// Made by the queue, which lets the runtime write the event into `handle`.
 class OpenCLEventImpl : public ObjectHeader {
 public:
+    cl_event GetHandle() const { return handle.Get(); }
+
     OwnedEvent handle;
 };
 

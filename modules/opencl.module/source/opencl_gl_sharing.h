@@ -1,7 +1,6 @@
 #pragma once
 
 #include "nuvra/open_cl.h"
-#include "nuvra/opengl_context.h"
 
 /// Contexts that share memory with OpenGL, as far as the system has them. The runtime is loaded.
 namespace nuvra {

@@ -51,13 +51,21 @@ using OwnedProgram = OwnedHandle<cl_program, entry::clReleaseProgram, CL_INVALID
 using OwnedKernel = OwnedHandle<cl_kernel, entry::clReleaseKernel, CL_INVALID_KERNEL>;
 using OwnedEvent = OwnedHandle<cl_event, entry::clReleaseEvent, CL_INVALID_EVENT>;
 
-/// The object around a new handle, or the error that the creating call wrote when it gave none. Without
-/// memory for the object the handle is released.
-template <class Ref, class Owned>
-Result<Ref> Wrap(Owned handle, cl_int error, SourceLocation location = SourceLocation::Here()) {
-    if (!handle) return OpenCLError(error, location);
-    auto* object = NewObject<typename Ref::Object>(std::move(handle));
-    if (object == nullptr) return OutOfMemoryError(location);
+/// The error that a creating call wrote, with the place at which it is raised.
+struct CreationError {
+    CreationError(cl_int value, SourceLocation raised = SourceLocation::Here())  // NOLINT
+        : code(value), location(raised) {}
+    cl_int code;
+    SourceLocation location;
+};
+
+/// The object around a new handle and what its maker knows of it, or the error that the creating call wrote
+/// when it gave none. Without memory for the object the handle is released.
+template <class Ref, class Owned, class... Origin>
+Result<Ref> Wrap(Owned handle, const CreationError& error, Origin&&... origin) {
+    if (!handle) return OpenCLError(error.code, error.location);
+    auto* object = NewObject<typename Ref::Object>(std::move(handle), std::forward<Origin>(origin)...);
+    if (object == nullptr) return OutOfMemoryError(error.location);
     return Ref(object);
 }
 

@@ -58,7 +58,7 @@ Result<void> SetArgument(cl_kernel kernel, cl_uint index, size_t size, const voi
                          SourceLocation location = SourceLocation::Here()) {
     if (g_tracer) [[unlikely]]
         return CheckCode(SetArgumentTraced<T>(kernel, index, size, value, count), location);
-    return CheckCode(g_openCL.clSetKernelArg(kernel, index, size, value), location);
+    return CheckCode(CallUntraced<entry::clSetKernelArg>(kernel, index, size, value), location);
 }
 
 /// After values of the work-group queries; a value that was not read counts as 0.

@@ -65,25 +65,25 @@ Enum FindEnumerator(const Constant (&table)[N], cl_uint value) {
 
 }  // namespace
 
-/// Some runtimes answer image queries for buffers too, with whatever stands there.
-bool OpenCLMemoryObjectImpl::IsBuffer() const {
-    cl_mem_object_type type = 0;
-    return g_openCL.clGetMemObjectInfo(GetHandle(), CL_MEM_TYPE, sizeof(type), &type, nullptr) ==
-               CL_SUCCESS &&
-           type == CL_MEM_OBJECT_BUFFER;
+UInt64 OpenCLMemoryObjectImpl::GetByteCount() const {
+    size_t bytes = _origin.bytes;
+    // Not traced, as image queries are not.
+    if (bytes == 0)
+        CallUntraced<entry::clGetMemObjectInfo>(GetHandle(), CL_MEM_SIZE, sizeof(bytes), &bytes, nullptr);
+    return bytes;
 }
 
 Data OpenCLMemoryObjectImpl::GetImageInfo(UInt32 which) const {
-    if (which >= std::size(kImageQueries)) return Data();
+    // Some runtimes answer image queries for buffers too, with whatever stands there.
+    if (which >= std::size(kImageQueries) || IsBuffer()) return Data();
     union {
         size_t number = 0;
         cl_image_format format;
     } value;
     static_assert(sizeof(value) == 8);
-    // Not traced: callers ask for sizes before every use of an image, and a buffer's failure is an answer.
-    const cl_int code =
-        g_openCL.clGetImageInfo(GetHandle(), kImageQueries[which], sizeof(value), &value, nullptr);
-    if (code != CL_SUCCESS || IsBuffer()) return Data();
+    const cl_int code = CallUntraced<entry::clGetImageInfo>(GetHandle(), kImageQueries[which], sizeof(value),
+                                                            &value, nullptr);
+    if (code != CL_SUCCESS) return Data();
     if (which == OpenCLImageInfo::FORMAT) return Data::Of(FromOpenCL(value.format)).GetValue();
     return Data::Of(static_cast<Int64>(value.number)).GetValue();
 }

@@ -5,9 +5,22 @@
 
 namespace nuvra {
 
+/// What the maker of a memory object knows. Runtimes do not all tell a buffer from an image, and die of the
+/// one where they want the other.
+struct MemoryOrigin {
+    enum class Kind { BUFFER, IMAGE_2D, IMAGE_3D };
+    Kind kind;
+    /// For comparing alone: the context lives as long as its memory.
+    cl_context context;
+    UInt64 bytes = 0;  ///< of a buffer; 0 when it is OpenGL's, which the runtime then knows
+    UInt64 width = 0;  ///< pixels of an image; 0 when it is OpenGL's
+    UInt64 height = 0;
+};
+
 class OpenCLMemoryObjectImpl : public ObjectHeader {
 public:
-    explicit OpenCLMemoryObjectImpl(OwnedMemoryObject handle) : _handle(std::move(handle)) {}
+    OpenCLMemoryObjectImpl(OwnedMemoryObject handle, const MemoryOrigin& origin)
+        : _handle(std::move(handle)), _origin(origin) {}
 
     Result<void> Release() { return _handle.Release(); }
     Data GetImageInfo(UInt32 which) const;
@@ -15,10 +28,14 @@ public:
     cl_mem GetHandle() const { return _handle.Get(); }
     const cl_mem* GetHandleAddress() const { return _handle.GetAddress(); }
 
-private:
-    bool IsBuffer() const;
+    const MemoryOrigin& GetOrigin() const { return _origin; }
+    bool IsBuffer() const { return _origin.kind == MemoryOrigin::Kind::BUFFER; }
+    /// The size of a buffer in bytes; 0 when the runtime does not tell that of OpenGL's.
+    UInt64 GetByteCount() const;
 
+private:
     OwnedMemoryObject _handle;
+    MemoryOrigin _origin;
 };
 
 /// Orders and types that OpenCL has and the module has not become RED and SNORM_INT8.

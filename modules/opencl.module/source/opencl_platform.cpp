@@ -10,18 +10,20 @@ namespace nuvra {
 Result<void> OpenCLPlatformImpl::Init(cl_platform_id platform) {
     _platform = platform;
     TextReader reader;
-    const auto read = [&](cl_platform_info which) {
-        return reader.Read([&](size_t size, char* value, size_t* written) {
+    const auto readBytes = [&](cl_platform_info which) {
+        return reader.ReadBytes([&](size_t size, char* value, size_t* written) {
             return Call<entry::clGetPlatformInfo>(TextRead{value, written}, platform, which, size, value,
                                                   written);
         });
     };
+    const auto read = [&](cl_platform_info which) { return ToString(readBytes(which)); };
     _name = read(CL_PLATFORM_NAME);
     _profile = read(CL_PLATFORM_PROFILE);
     _version = read(CL_PLATFORM_VERSION);
     NUVRA_ASSIGN_OR_RETURN(const Int64 versionNumber, ParseVersion(_version.GetChars(), "OpenCL "));
     _vendor = read(CL_PLATFORM_VENDOR);
-    NUVRA_RETURN_IF_ERROR(SplitExtensions(read(CL_PLATFORM_EXTENSIONS).GetChars(), _extensions));
+    NUVRA_ASSIGN_OR_RETURN(const char* extensions, readBytes(CL_PLATFORM_EXTENSIONS));
+    NUVRA_RETURN_IF_ERROR(SplitExtensions(extensions, _extensions));
     _versionNumber = versionNumber;
     return {};
 }
@@ -47,12 +49,11 @@ Result<Data> OpenCLPlatformImpl::GetInfo(UInt32 which) const {
     }
 }
 
-namespace {
-
-Result<void> FillDevices(cl_platform_id platform, BaseArray<OpenCLDeviceRef>& devices) {
+Result<void> ListDevices(cl_platform_id platform, BaseArray<OpenCLDeviceRef>& devices) {
     cl_uint count = 0;
     NUVRA_RETURN_IF_ERROR(CheckCode(Call<entry::clGetDeviceIDs>(Listed{&count, 0, nullptr}, platform,
                                                                 CL_DEVICE_TYPE_ALL, 0, nullptr, &count)));
+    NUVRA_RETURN_IF_ERROR(CheckCount(count));
     BaseArray<cl_device_id> ids;
     NUVRA_RETURN_IF_ERROR(devices.Resize(count));
     NUVRA_RETURN_IF_ERROR(ids.Resize(count));
@@ -69,11 +70,9 @@ Result<void> FillDevices(cl_platform_id platform, BaseArray<OpenCLDeviceRef>& de
     return {};
 }
 
-}  // namespace
-
 Result<void> OpenCLPlatformImpl::GetDevices(BaseArray<OpenCLDeviceRef>& devices) const {
     devices.Reset();
-    Result<void> result = FillDevices(_platform, devices);
+    Result<void> result = ListDevices(_platform, devices);
     if (!result.IsOk()) devices.Reset();
     return result;
 }

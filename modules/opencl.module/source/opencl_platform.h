@@ -23,4 +23,8 @@ private:
     BaseArray<String> _extensions;
 };
 
+/// Appends objects for the platform's devices; fails as `OpenCLPlatformRef::GetDevices`, with `devices` half
+/// filled.
+Result<void> ListDevices(cl_platform_id platform, BaseArray<OpenCLDeviceRef>& devices);
+
 }  // namespace nuvra

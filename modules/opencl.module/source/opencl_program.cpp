@@ -7,19 +7,23 @@
 namespace nuvra {
 
 Result<void> OpenCLProgramImpl::Build(const BaseArray<cl_device_id>& devices, const char* options) {
-    return CheckCode(Call<entry::clBuildProgram>(
+    // A runtime may die of a null device.
+    for (const cl_device_id device : devices)
+        if (device == nullptr) return OpenCLError(CL_INVALID_DEVICE);
+    const cl_int code = Call<entry::clBuildProgram>(
         ResultCode(), _handle.Get(), static_cast<cl_uint>(devices.GetCount()),
-        devices.IsEmpty() ? nullptr : devices.GetFirst(), options, nullptr, nullptr));
+        devices.IsEmpty() ? nullptr : devices.GetFirst(), options, nullptr, nullptr);
+    _hasBinary = code == CL_SUCCESS || _origin == Origin::BINARY;
+    return CheckCode(code);
 }
 
 Result<String> OpenCLProgramImpl::GetBuildLog(cl_device_id device) {
-    bool isOutOfMemory = false;
-    TextReader reader(&isOutOfMemory);
-    const String log = reader.Read([&](size_t size, char* value, size_t* written) {
+    TextReader reader;
+    const Result<const char*> log = reader.ReadBytes([&](size_t size, char* value, size_t* written) {
         return Call<entry::clGetProgramBuildInfo>(TextRead{value, written}, _handle.Get(), device,
                                                   CL_PROGRAM_BUILD_LOG, size, value, written);
     });
-    return isOutOfMemory ? String::FromCText("OutOfMemoryError").GetValue() : log;
+    return String::FromCText(log.IsOk() ? log.GetValue() : "OutOfMemoryError").GetValue();
 }
 
 Result<OpenCLKernelRef> OpenCLProgramImpl::CreateKernel(const char* name) {
@@ -30,6 +34,8 @@ Result<OpenCLKernelRef> OpenCLProgramImpl::CreateKernel(const char* name) {
 
 Result<void> OpenCLProgramImpl::GetBinary(BaseArray<UChar>& binary) {
     if (!_handle) return OpenCLError(CL_INVALID_PROGRAM);
+    // A runtime may end the process for want of a binary.
+    if (!_hasBinary) return OpenCLError(CL_INVALID_PROGRAM_EXECUTABLE);
     const auto query = [&](cl_program_info which, void* value) {
         return CheckCode(Call<entry::clGetProgramInfo>(TextRead{nullptr, nullptr}, _handle.Get(), which,
                                                        sizeof(void*), value, nullptr));

@@ -7,7 +7,9 @@ namespace nuvra {
 
 class OpenCLProgramImpl : public ObjectHeader {
 public:
-    explicit OpenCLProgramImpl(OwnedProgram handle) : _handle(std::move(handle)) {}
+    enum class Origin { SOURCE, BINARY };
+    OpenCLProgramImpl(OwnedProgram handle, Origin origin)
+        : _handle(std::move(handle)), _origin(origin), _hasBinary(origin == Origin::BINARY) {}
 
     Result<void> Release() { return _handle.Release(); }
     Result<void> Build(const BaseArray<cl_device_id>& devices, const char* options);
@@ -17,6 +19,8 @@ public:
 
 private:
     OwnedProgram _handle;
+    Origin _origin;
+    bool _hasBinary;
 };
 
 }  // namespace nuvra

@@ -11,19 +11,17 @@ namespace nuvra {
 /// Reads texts that OpenCL gives in two calls, size first, through one scratch buffer.
 class TextReader {
 public:
-    TextReader() = default;
-    /// Tells through `isOutOfMemory` when a text was not read for want of memory.
-    explicit TextReader(bool* isOutOfMemory) : _isOutOfMemory(isOutOfMemory) {}
-
-    /// `query(size, value, sizeOutput)` makes the call. The text is empty when it cannot be read; a failed
-    /// size query leaves the buffer as it was.
+    /// `query(size, value, sizeOutput)` makes the call. The text, valid until the next one, is empty when the
+    /// runtime does not give it; a failed size query leaves the buffer as it was. Fails with the
+    /// out-of-memory error.
     template <class Query>
-    String Read(const Query& query) {
+    Result<const char*> ReadBytes(const Query& query) {
         size_t size = 0;
-        if (query(0, nullptr, &size) != CL_SUCCESS || !Prepare(size)) return String();
+        if (query(0, nullptr, &size) != CL_SUCCESS) return "";
+        NUVRA_RETURN_IF_ERROR(Prepare(size));
         // A runtime may fail half way: what it then left is no text.
-        if (query(size, _buffer.GetFirst(), nullptr) != CL_SUCCESS) Prepare(size);
-        return String::FromCText(GetBytes()).GetValue();
+        if (query(size, _buffer.GetFirst(), nullptr) != CL_SUCCESS) std::memset(_buffer.GetFirst(), 0, size);
+        return GetBytes();
     }
 
     /// The buffer's content up to its first NUL.
@@ -31,18 +29,20 @@ public:
 
 private:
     /// One byte more than asked for, all zero: a text without its NUL then still ends.
-    bool Prepare(size_t size) {
-        if (size >= PTRDIFF_MAX || !_buffer.Resize(static_cast<Int>(size) + 1).IsOk()) {
-            if (_isOutOfMemory != nullptr) *_isOutOfMemory = true;
-            return false;
-        }
+    Result<void> Prepare(size_t size) {
+        if (size >= PTRDIFF_MAX) return OutOfMemoryError();
+        NUVRA_RETURN_IF_ERROR(_buffer.Resize(static_cast<Int>(size) + 1));
         std::memset(_buffer.GetFirst(), 0, size + 1);
-        return true;
+        return {};
     }
 
     BaseArray<char> _buffer;
-    bool* _isOutOfMemory = nullptr;
 };
+
+/// The text as a String; empty when it could not be read or held.
+inline String ToString(const Result<const char*>& text) {
+    return text.IsOk() ? String::FromCText(text.GetValue()).GetValue() : String();
+}
 
 /// The numbers of "<prefix>MAJOR.MINOR..." as major * 100 + minor * 10. The prefix matches as scanf does: a
 /// space stands for any white space. Fails with UNSPECIFIED when two numbers are not read.

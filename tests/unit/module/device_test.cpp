@@ -147,6 +147,17 @@ TEST_F(DeviceTest, ThereAreAsManyWorkItemSizesAsDimensions) {
     EXPECT_TRUE(isWithoutSizes) << "without memory for its sizes a device has no dimensions";
 }
 
+TEST_F(DeviceTest, WhatCannotBeHeldOrBelievedIsAnError) {
+    SetText(CL_DEVICE_EXTENSIONS, std::string(500, 'x'));
+    for (Int distance = 0; distance < 40; distance++) {
+        host->allocations.FailFrom(distance);
+        EXPECT_NE(Ask(Info::EXTENSIONS), "") << "of allocation " << distance;
+    }
+    host->allocations.FailNone();
+    id->info[CL_DEVICE_MAX_WORK_ITEM_DIMENSIONS] = fake::NumberBytes<cl_uint>({65537});
+    EXPECT_EQ(Ask(Info::NAME), "UNSPECIFIED");
+}
+
 TEST_F(DeviceTest, AnIdWithoutAPlatformMakesNoDevice) {
     id->info.erase(CL_DEVICE_PLATFORM);
     EXPECT_EQ(Ask(Info::NAME), "CL_INVALID_VALUE");

@@ -2,27 +2,12 @@
 
 #include <sstream>
 
-#include "nuvra/opengl_context.h"
+#include "gl_context.h"
+#include "nuvra/open_cl_task.h"
 #include "tracer.h"
-
-namespace nuvra {
-
-/// A rendering context as the module sees it: two handles, which are numbers here.
-class OpenGLContextImpl : public ObjectHeader {};
-
-}  // namespace nuvra
 
 namespace nuvra::test {
 namespace {
-
-constexpr OpenGLContextInterface::Operations kContextOperations{
-    DeleteObject<OpenGLContextImpl>,
-    [](const OpenGLContextImpl*) { return reinterpret_cast<void*>(17); },
-    [](const OpenGLContextImpl*) { return reinterpret_cast<void*>(34); },
-};
-constinit InterfaceRecord g_record =
-    ImplementInterface<OpenGLContextInterface>("net.nuvra.test.gl", "TestContext", kContextOperations);
-SourceUnit g_unit{g_program, "gl_sharing_test", {&g_record}};
 
 constexpr cl_device_type kGpu = CL_DEVICE_TYPE_GPU;
 constexpr cl_device_type kCpu = CL_DEVICE_TYPE_CPU;
@@ -37,6 +22,7 @@ std::string Properties(const std::string& platform) {
 class GLSharingTest : public ModuleTest {
 protected:
     void SetUp() override {
+        isSharing = true;
         Restart(FakeLibrary());
         Clear();
     }
@@ -48,8 +34,8 @@ protected:
     void Restart(const std::string& runtime) {
         gl = nullptr;
         Stop();
-        Start(runtime, GL_MODULE_FILE);
-        gl = OpenGLContextRef(NewObject<OpenGLContextImpl>());
+        Start(runtime);
+        gl = MakeGLContext();
         fake.calls.clear();
     }
     /// Leaves a runtime without platforms, which can share.
@@ -91,13 +77,46 @@ TEST_F(GLSharingTest, TheContextIsMadeOfThePropertiesAndTheDevicesThatTheRuntime
         const OpenCLContextRef context = OpenCL::CreateGLSharedContext(gl, nullptr).GetValue();
         ASSERT_EQ(context.GetDevices().GetCount(), 1);
         EXPECT_EQ(context.GetDevices()[0], reinterpret_cast<cl_device_id>((*fake.sharingDevices)[0]));
-        EXPECT_EQ(Outcome(context.CreateFromGLBuffer(OpenCLMemoryFlags::READ_WRITE, 5)), "OK");
     }
     EXPECT_EQ(fake.TextsOf("clGetExtensionFunctionAddress"), (Texts{"\"clGetGLContextInfoKHR\""}));
     EXPECT_EQ(fake.TextsOf("clGetGLContextInfoKHR"),
               (Texts{Properties("platform2") + ", 8199, 800, ptr, ptr"}));
     EXPECT_EQ(fake.TextsOf("clCreateContext"),
               (Texts{Properties("platform2") + ", 1, [device2], ptr, ptr, ptr"}));
+}
+
+TEST_F(GLSharingTest, ASharingContextTakesOpenGLsMemory) {
+    AddSharing();
+    const OpenCLContextRef context = OpenCL::CreateGLSharedContext(gl, nullptr).GetValue();
+    const OpenCLCommandQueueRef queue = context.CreateCommandQueue().GetValue();
+    fake.calls.clear();
+    const OpenCLMemoryObjectRef texture =
+        context.CreateFromGLTexture2D(OpenCLMemoryFlags::READ_ONLY, 3553, 2, 9).GetValue();
+    const OpenCLMemoryObjectRef buffer =
+        context.CreateFromGLBuffer(OpenCLMemoryFlags::WRITE_ONLY, 9).GetValue();
+    EXPECT_EQ(fake.TextsOf("clCreateFromGLTexture2D"), (Texts{"context1, 4, 3553, 2, 9, ptr"}));
+    EXPECT_EQ(fake.TextsOf("clCreateFromGLBuffer"), (Texts{"context1, 2, 9, ptr"}));
+
+    const std::vector<OpenCLMemoryObjectRef> many(20, texture);
+    EXPECT_EQ(Outcome(queue.EnqueueAcquireGLObjects(20, many.data())), "OK");
+    EXPECT_EQ(std::get<fake::Handles>(fake.calls.back().values[2]).size(), 20U);
+    for (const Int none : {Int{0}, Int{-3}})
+        EXPECT_EQ(Outcome(queue.EnqueueReleaseGLObjects(none, nullptr)), "OK");
+    EXPECT_EQ(Take("clEnqueueReleaseGLObjects"),
+              (Texts{"queue1, 0, null, 0, null, null", "queue1, 0, null, 0, null, null"}));
+    const OpenCLMemoryObjectRef empty;
+    EXPECT_EQ(Outcome(queue.EnqueueAcquireGLObjects(1, &empty)), "CL_INVALID_MEM_OBJECT");
+    EXPECT_EQ(fake.calls.size(), 0U);
+
+    // The runtime alone knows how large they are.
+    const InvertImageParameters invert{1, &texture, &texture, 0, 0, 4, 5};
+    EXPECT_EQ(Outcome(context.GetTask(MakeText("image.invert")).GetValue().Execute(context, queue, &invert)),
+              "CL_INVALID_VALUE");
+    const ClearMemParameters clear{1, &buffer, 65, 0};
+    EXPECT_EQ(Outcome(context.GetTask(MakeText("clearmem")).GetValue().Execute(context, queue, &clear)),
+              "CL_INVALID_BUFFER_SIZE");
+    ASSERT_EQ(Outcome(buffer.Release()), "OK");
+    EXPECT_EQ(Outcome(queue.EnqueueAcquireGLObjects(1, &buffer)), "CL_INVALID_MEM_OBJECT");
 }
 
 struct Search {
@@ -144,7 +163,12 @@ TEST_F(GLSharingTest, ASearchPrefersPlainGpusThatCanShare) {
 TEST_F(GLSharingTest, AGivenPlatformIsTakenWithoutASearch) {
     AddSharing();
     fake.AddPlatform("Given");
-    EXPECT_EQ(Create(reinterpret_cast<cl_platform_id>(fake.platforms[1])), "OK");
+    AddDevice(kGpu, false);
+    const auto given = reinterpret_cast<cl_platform_id>(fake.platforms[1]);
+    EXPECT_EQ(Create(given), "EXTENSION_NOT_SUPPORTED") << "none of its devices can share";
+    EXPECT_EQ(fake.TextsOf("clGetExtensionFunctionAddress"), Texts());
+    AddDevice(kGpu, true);
+    EXPECT_EQ(Create(given), "OK");
     EXPECT_EQ(fake.TextsOf("clGetPlatformIDs"), Texts());
     EXPECT_EQ(fake.TextsOf("clCreateContext"),
               (Texts{Properties("platform3") + ", 1, [device2], ptr, ptr, ptr"}));
@@ -169,10 +193,14 @@ TEST_F(GLSharingTest, TheContextHoldsTheGpusOrElseEveryDevice) {
 TEST_F(GLSharingTest, ADeviceThatDoesNotTellItsTypeIsNoGpu) {
     AddSharing();
     fake.sharingDevices->push_back(&AddDevice(kGpu, true));
-    fake.Fail("clGetDeviceInfo", CL_OUT_OF_RESOURCES, 1);
+    bool isListed = false;
+    fake.intercept = [&](const fake::Call& call) {
+        if (call.name == "clGetGLContextInfoKHR") isListed = true;
+        return isListed && fake::ToText(call) == "clGetDeviceInfo(device2, 4096, 8, ptr, null)"
+                   ? CL_OUT_OF_RESOURCES
+                   : CL_SUCCESS;
+    };
     EXPECT_EQ(Create(Platform()), "OK");
-    EXPECT_EQ(fake.TextsOf("clGetDeviceInfo"),
-              (Texts{"device2, 4096, 8, ptr, null", "device3, 4096, 8, ptr, null"}));
     EXPECT_EQ(fake.TextsOf("clCreateContext"),
               (Texts{Properties("platform2") + ", 1, [device3], ptr, ptr, ptr"}));
 }
@@ -226,11 +254,19 @@ TEST_F(GLSharingTest, WithoutTheFunctionOrTheRuntimeNothingIsShared) {
     for (const auto& [runtime, outcome] : cases) {
         Restart(runtime);
         EXPECT_EQ(Create(Platform()), outcome);
-        EXPECT_EQ(fake.calls.size(), 0U);
+        EXPECT_EQ(fake.TextsOf("clCreateContext"), Texts());
     }
     const BaseArray<OpenCLDeviceRef> devices;
     EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices(gl, devices)), "OPENCL_UNINITIALIZED");
     EXPECT_EQ(Create(), "OPENCL_UNINITIALIZED");
+}
+
+TEST_F(GLSharingTest, AnEmptyOpenGLContextIsTheNullPointerError) {
+    AddSharing();
+    const BaseArray<OpenCLDeviceRef> devices = GetDevices(0);
+    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContext({}, nullptr)), kNullPointer);
+    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices({}, devices)), kNullPointer);
+    EXPECT_EQ(fake.calls.size(), 0U);
 }
 
 TEST_F(GLSharingTest, GivenDevicesArePassedInOrderWithTheFirstOnesPlatform) {
@@ -280,10 +316,13 @@ TEST_F(GLSharingTest, EveryAllocationMayFail) {
             host->allocations.FailNone();
             EXPECT_EQ(fake.CountLive(), 0);
             if (outcome == "OK") break;
-            EXPECT_EQ(outcome, kOutOfMemory);
-            ASSERT_LT(failures, 10);
+            // A device's texts may be missing; a missing version does not parse, and no extension shares.
+            EXPECT_TRUE(outcome == kOutOfMemory || outcome == "UNSPECIFIED" ||
+                        outcome == "EXTENSION_NOT_SUPPORTED")
+                << outcome;
+            ASSERT_LT(failures, 100);
         }
-        EXPECT_EQ(failures, 2) << "the context object and its list of devices";
+        EXPECT_GE(failures, 2) << "the context object and its list of devices";
     }
 }
 
@@ -292,13 +331,16 @@ TEST_F(GLSharingTest, BothQueriesAreTracedWithTheirValues) {
     g_trace = {};
     g_trace.isOffered = true;
     Restart(FakeLibrary());
-    fake.sharingDevices = {fake.platforms[0]->devices[0], &fake.AddDevice(*fake.platforms[0], "Second")};
+    fake.sharingDevices = {fake.platforms[0]->devices[0], &AddDevice(kGpu, true)};
     const auto events = [&] {
         g_trace.events.clear();
         static_cast<void>(Create(Platform()));
-        Texts first(g_trace.events.begin(), g_trace.events.begin() + 4);
-        for (std::string& event : first) event.erase(2, 24);
-        return first;
+        const auto first = std::find_if(g_trace.events.begin(), g_trace.events.end(), [](const auto& event) {
+            return event.find("clGetExtensionFunctionAddress") != event.npos;
+        });
+        Texts found(first, first + 4);
+        for (std::string& event : found) event.erase(2, 24);
+        return found;
     };
     const Texts before{"> clGetExtensionFunctionAddress Tx \"clGetGLContextInfoKHR\"",
                        "< clGetExtensionFunctionAddress p ptr",

@@ -204,16 +204,33 @@ TEST_F(LaunchTest, AFailedCheckLeavesTheSlotAndAFailedCallAFreshEvent) {
     fake.Fail("clEnqueueNDRangeKernel", CL_OUT_OF_RESOURCES, 1);
     EXPECT_EQ(Launch(0, nullptr, &event), "CL_OUT_OF_RESOURCES");
     EXPECT_FALSE(event == before);
-    EXPECT_EQ(Outcome(cl.queue.WaitForEvents(1, &event)), "CL_INVALID_EVENT");
-    EXPECT_EQ(Launch(1, &event, nullptr), "CL_INVALID_EVENT_WAIT_LIST");
-    EXPECT_EQ(Take("clWaitForEvents"), (Texts{"1, [null]"}));
 }
 
-TEST_F(LaunchTest, AReleasedKernelIsTheRuntimesAffair) {
+TEST_F(LaunchTest, AnEventThatHoldsNoneCannotBeWaitedFor) {
+    fake.Fail("clEnqueueNDRangeKernel", CL_OUT_OF_RESOURCES, 1);
+    EXPECT_EQ(Launch(0, nullptr, &event), "CL_OUT_OF_RESOURCES");
+    const OpenCLEventRef before = event;
+    fake.calls.clear();
+    EXPECT_EQ(Outcome(cl.queue.WaitForEvents(1, &event)), "CL_INVALID_EVENT");
+    waited = event;
+    for (const std::string& outcome :
+         {Launch(1, &event, &event), Range(nullptr, 0, 1, &event), Grouped(4, nullptr, 0, 1)})
+        EXPECT_EQ(outcome, "CL_INVALID_EVENT_WAIT_LIST");
+    EXPECT_TRUE(event == before);
+    EXPECT_EQ(fake.calls.size(), 0U);
+}
+
+TEST_F(LaunchTest, AReleasedKernelIsNone) {
+    const OpenCLKernelRef whole = cl.program.CreateKernel("Main").GetValue();
     ASSERT_EQ(Outcome(tail.Release()), "OK");
-    const size_t size = 1;
-    EXPECT_EQ(Outcome(cl.queue.EnqueueNDRangeKernel(tail, 1, nullptr, &size, nullptr)), "CL_INVALID_KERNEL");
-    EXPECT_EQ(Launches(), (Texts{"queue1, null, 1, null, [1], null, 0, null, null"}));
+    fake.calls.clear();
+    const size_t one = 1;
+    for (const auto& result : {cl.queue.EnqueueNDRangeKernel(tail, 1, nullptr, &one, nullptr),
+                               cl.queue.EnqueueRange(tail, nullptr, 0, 1),
+                               cl.queue.EnqueueGroupedRange(tail, 1, whole, nullptr, 0, 1),
+                               cl.queue.EnqueueGroupedRange(whole, 1, tail, nullptr, 0, 1)})
+        EXPECT_EQ(Outcome(result), "CL_INVALID_KERNEL");
+    EXPECT_EQ(fake.calls.size(), 0U);
 }
 
 TEST_F(LaunchTest, EmptyReferencesInAWaitListAreSkipped) {

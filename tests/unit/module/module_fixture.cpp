@@ -1,5 +1,6 @@
 #include "module_fixture.h"
 
+#include "gl_context.h"
 #include "nuvra/error_names.h"
 
 namespace nuvra::test {
@@ -42,10 +43,10 @@ void ModuleTest::SetUp() {
     ASSERT_EQ(Take("clGetPlatformIDs").size(), 1U) << "this is another runtime";
 }
 
-void ModuleTest::Start(const std::string& runtime, const std::string& module) {
+void ModuleTest::Start(const std::string& runtime) {
     host.emplace(std::map<std::string, std::string>{{"libOpenCL.so.1", runtime}, {"opencl.dll", runtime}},
                  tracing);
-    ASSERT_TRUE(IsOk(host->Start({module})));
+    ASSERT_TRUE(IsOk(host->Start({isSharing ? GL_MODULE_FILE : OPENCL_MODULE_FILE})));
 }
 
 void ModuleTest::Stop() {
@@ -71,13 +72,19 @@ cl_platform_id ModuleTest::Platform() const {
 }
 
 void ModuleTest::MakeObjects() {
-    cl.context = OpenCL::CreateContext(Platform(), Devices()).GetValue();
+    if (isSharing) {
+        BaseArray<OpenCLDeviceRef> devices;
+        ASSERT_TRUE(devices.Append(OpenCL::GetDeviceFromId(Devices()[0]).GetValue()).IsOk());
+        cl.context = OpenCL::CreateGLSharedContextForDevices(MakeGLContext(), devices).GetValue();
+    } else {
+        cl.context = OpenCL::CreateContext(Platform(), Devices()).GetValue();
+    }
     cl.queue = cl.context.CreateCommandQueue().GetValue();
     const char* source = "kernel void Main() {} kernel void Tail() {}";
     cl.program = cl.context.CreateProgramWithSource(1, &source).GetValue();
     ASSERT_EQ(Outcome(cl.program.Build(Devices(), nullptr)), "OK");
     cl.kernel = cl.program.CreateKernel("Main").GetValue();
-    cl.buffer = cl.context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE, 64).GetValue();
+    cl.buffer = cl.context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE, bufferSize).GetValue();
     ASSERT_TRUE(cl.queue && cl.kernel && cl.buffer);
     fake.calls.clear();
 }

@@ -52,10 +52,10 @@ protected:
     void SetUp() override;
     void TearDown() override { Stop(); }
 
-    void Start(const std::string& runtime, const std::string& module = OPENCL_MODULE_FILE);
+    void Start(const std::string& runtime);
     void Stop();
 
-    /// Makes a context, a queue, a built program, a kernel and a buffer of 64 bytes, and forgets the calls.
+    /// Makes a context, a queue, a built program, a kernel and a buffer, and forgets the calls.
     void MakeObjects();
     BaseArray<cl_device_id> Devices() const;
     cl_platform_id Platform() const;
@@ -67,7 +67,10 @@ protected:
     fake::Control& fake = fake::Control::Get();
     std::shared_ptr<host::Tracing> tracing;  ///< of the host that is started next
     std::optional<TestHost> host;            ///< the running host, with what it was asked and told
-    int expectedLive = 0;                    ///< handles that the end of the test may find alive
+    /// Whether the module is one that shares memory with OpenGL, and `MakeObjects` makes a context that does.
+    bool isSharing = false;
+    int expectedLive = 0;    ///< handles that the end of the test may find alive
+    UInt64 bufferSize = 64;  ///< of the objects' buffer, in bytes
 
     Objects cl;
 };

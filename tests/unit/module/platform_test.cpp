@@ -103,6 +103,8 @@ TEST_F(PlatformTest, ListingReplacesWhatTheArrayHeld) {
     fake.Fail("clGetPlatformIDs", -1001, 1);
     EXPECT_EQ(GetPlatforms(), "CL_PLATFORM_NOT_FOUND_KHR");
     EXPECT_EQ(platforms.GetCount(), 0);
+    fake.platforms.resize(65537, fake.platforms[0]);
+    EXPECT_EQ(GetPlatforms(), "UNSPECIFIED") << "a number beyond belief";
     fake.platforms.clear();
     EXPECT_EQ(GetPlatforms(), "OK") << "a runtime without platforms";
     EXPECT_EQ(platforms.GetCount(), 0);
@@ -117,6 +119,11 @@ TEST_F(PlatformTest, ANumberThatChangesBetweenTheTwoQueriesIsUnspecified) {
     EXPECT_EQ(GetPlatforms(), "UNSPECIFIED");
     fake.intercept = nullptr;
     ASSERT_EQ(GetPlatforms(), "OK");
+    fake::Object& platform = *fake.platforms[0];
+    const auto devicesOnce = platform.devices;
+    platform.devices.resize(65537, devicesOnce[0]);
+    EXPECT_EQ(GetDevices(), "UNSPECIFIED") << "a number beyond belief";
+    platform.devices = devicesOnce;
     for (const int difference : {1, -1}) {
         seen = 0;
         fake.intercept = [&](const fake::Call& call) {

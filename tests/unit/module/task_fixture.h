@@ -17,6 +17,7 @@ class TaskFixture : public ModuleTest {
 protected:
     void SetUp() override {
         ModuleTest::SetUp();
+        bufferSize = kLargeSize;
         MakeObjects();
     }
     void TearDown() override {
@@ -57,6 +58,9 @@ protected:
     void SetDevice(cl_device_info which, fake::Bytes answer) {
         fake.platforms[0]->devices[0]->info[which] = std::move(answer);
     }
+
+    /// Bytes that suffice for any record.
+    static constexpr UInt64 kLargeSize = UInt64{1} << 35;
 
     OpenCLTaskRef task;
 };

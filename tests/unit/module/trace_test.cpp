@@ -103,10 +103,12 @@ TEST_F(TraceTest, EventsCarryTheCallingThread) {
 }
 
 TEST_F(TraceTest, EveryCallHasItsCodesAndValues) {
+    isSharing = true;
     StartWithObjects();
     const OpenCLDeviceRef device = OpenCL::GetDeviceFromId(Devices()[0]).GetValue();
     const auto devices = Devices();
     const auto binaryIn = MakeArray<UChar>({1, 2});
+    fake.binary = {1, 2};
     BaseArray<UChar> binary;
     OpenCLEventRef event;
     OpenCLEventRef second;
@@ -127,6 +129,7 @@ TEST_F(TraceTest, EveryCallHasItsCodesAndValues) {
     const OpenCLProgramRef& program = cl.program;
     const OpenCLKernelRef& kernel = cl.kernel;
     const OpenCLMemoryObjectRef& buffer = cl.buffer;
+    OpenCLMemoryObjectRef image;
 
     struct Case {
         std::function<void()> operation;
@@ -146,8 +149,8 @@ TEST_F(TraceTest, EveryCallHasItsCodesAndValues) {
              "clCreateCommandQueue iP 0 queue2"),
         CASE(context.CreateBuffer(33, 16, bytes), "clCreateBuffer Pwsppx context1 33 16 ptr ptr",
              "clCreateBuffer iP 0 memory2"),
-        CASE(context.CreateImage2D(1, {}, 8, 4, 0), "clCreateImage2D Pwpsssppx context1 1 ptr 8 4 0 null ptr",
-             "clCreateImage2D iP 0 memory3"),
+        CASE(image = context.CreateImage2D(1, {}, 8, 4, 0).GetValue(),
+             "clCreateImage2D Pwpsssppx context1 1 ptr 8 4 0 null ptr", "clCreateImage2D iP 0 memory3"),
         CASE(context.CreateImage3D(1, {}, 8, 4, 2),
              "clCreateImage3D Pwpsssssppx context1 1 ptr 8 4 2 0 0 null ptr", "clCreateImage3D iP 0 memory4"),
         CASE(context.CreateFromGLTexture2D(1, 3553, 2, 9),
@@ -186,8 +189,8 @@ TEST_F(TraceTest, EveryCallHasItsCodesAndValues) {
         CASE(queue.EnqueueMapBuffer(buffer, true, 1, 4, 8, 0, nullptr, &second),
              "clEnqueueMapBuffer PPbWssuaPpx queue1 memory1 1 1 4 8 0 [] ptr",
              "clEnqueueMapBuffer pP ptr event2"),
-        CASE(queue.EnqueueMapImage(buffer, false, 2, local, global, &pitch, &pitch, 1, &event),
-             "clEnqueueMapImage PPbasasppuaPpx queue1 memory1 0 [1 2 1] [8 6 1] ptr ptr 1 [event1] null",
+        CASE(queue.EnqueueMapImage(image, false, 2, local, global, &pitch, &pitch, 1, &event),
+             "clEnqueueMapImage PPbasasppuaPpx queue1 memory3 0 [1 2 1] [8 6 1] ptr ptr 1 [event1] null",
              "clEnqueueMapImage pP ptr null"),
         CASE(queue.EnqueueUnmapMemObject(buffer, bytes, 1, &event),
              "clEnqueueUnmapMemObject PPpuaPpx queue1 memory1 ptr 1 [event1] null",
@@ -198,12 +201,15 @@ TEST_F(TraceTest, EveryCallHasItsCodesAndValues) {
         CASE(queue.EnqueueWriteBuffer(buffer, true, 4, 8, bytes),
              "clEnqueueWriteBuffer PPbsspuaPpx queue1 memory1 1 4 8 ptr 0 [] null",
              "clEnqueueWriteBuffer iP 0 null"),
-        CASE(queue.EnqueueReadImage(buffer, true, local, global, 5, 6, bytes),
-             "clEnqueueReadImage PPbasassspuaPpx queue1 memory1 1 [1 2 1] [8 6 1] 5 6 ptr 0 [] null",
+        CASE(queue.EnqueueReadImage(image, true, local, global, 5, 6, bytes),
+             "clEnqueueReadImage PPbasassspuaPpx queue1 memory3 1 [1 2 1] [8 6 1] 5 6 ptr 0 [] null",
              "clEnqueueReadImage iP 0 null"),
-        CASE(queue.EnqueueWriteImage(buffer, true, local, global, 5, 6, bytes),
-             "clEnqueueWriteImage PPbasassspuaPpx queue1 memory1 1 [1 2 1] [8 6 1] 5 6 ptr 0 [] null",
+        CASE(queue.EnqueueWriteImage(image, true, local, global, 5, 6, bytes),
+             "clEnqueueWriteImage PPbasassspuaPpx queue1 memory3 1 [1 2 1] [8 6 1] 5 6 ptr 0 [] null",
              "clEnqueueWriteImage iP 0 null"),
+        CASE(queue.EnqueueNDRangeKernel(kernel, 70, nullptr, global, global),
+             "clEnqueueNDRangeKernel PPuasasasuaPPx queue1 kernel1 70 [] [8 6 1] [8 6 1] 0 [] null",
+             "clEnqueueNDRangeKernel iP -53 null"),
         CASE(queue.EnqueueAcquireGLObjects(1, &buffer),
              "clEnqueueAcquireGLObjects PuaPuaPpx queue1 1 [memory1] 0 [] null",
              "clEnqueueAcquireGLObjects iP 0 null"),

@@ -16,42 +16,42 @@ protected:
         event = nullptr;
         ModuleTest::TearDown();
     }
-    using Transfer = std::function<Result<void>(const OpenCLMemoryObjectRef&, OpenCLEventRef*)>;
-    /// Every operation on memory, by the function that it calls.
-    std::vector<std::pair<std::string, Transfer>> Transfers() {
+    /// An operation on memory.
+    struct Transfer {
+        std::string function;  ///< that it calls
+        const OpenCLMemoryObjectRef& memory;
+        std::function<Result<void>(const OpenCLMemoryObjectRef&, OpenCLEventRef*)> run;
+    };
+    std::vector<Transfer> Transfers() {
         using Memory = const OpenCLMemoryObjectRef&;
         using Slot = OpenCLEventRef*;
         const OpenCLCommandQueueRef& queue = cl.queue;
         return {
-            {"clEnqueueMapBuffer",
+            {"clEnqueueMapBuffer", cl.buffer,
              [&](Memory m, Slot e) {
                  return queue.EnqueueMapBuffer(m, true, 3, 4, 8, 0, nullptr, e).GetError();
              }},
-            {"clEnqueueMapImage",
+            {"clEnqueueReadBuffer", cl.buffer,
+             [&](Memory m, Slot e) { return queue.EnqueueReadBuffer(m, true, 4, 8, bytes, 0, nullptr, e); }},
+            {"clEnqueueWriteBuffer", cl.buffer,
+             [&](Memory m, Slot e) {
+                 return queue.EnqueueWriteBuffer(m, false, 4, 8, bytes, 0, nullptr, e);
+             }},
+            {"clEnqueueMapImage", image,
              [&](Memory m, Slot e) {
                  return queue.EnqueueMapImage(m, false, 1, box, box, &pitch, &pitch, 0, nullptr, e)
                      .GetError();
              }},
-            {"clEnqueueUnmapMemObject",
-             [&](Memory m, Slot e) { return queue.EnqueueUnmapMemObject(m, bytes, 0, nullptr, e); }},
-            {"clEnqueueReadBuffer",
-             [&](Memory m, Slot e) { return queue.EnqueueReadBuffer(m, true, 4, 8, bytes, 0, nullptr, e); }},
-            {"clEnqueueWriteBuffer",
-             [&](Memory m, Slot e) {
-                 return queue.EnqueueWriteBuffer(m, false, 4, 8, bytes, 0, nullptr, e);
-             }},
-            {"clEnqueueReadImage",
+            {"clEnqueueReadImage", image,
              [&](Memory m, Slot e) {
                  return queue.EnqueueReadImage(m, true, box, box, 32, 0, bytes, 0, nullptr, e);
              }},
-            {"clEnqueueWriteImage",
+            {"clEnqueueWriteImage", image,
              [&](Memory m, Slot e) {
                  return queue.EnqueueWriteImage(m, false, box, box, 32, 5, bytes, 0, nullptr, e);
              }},
-            {"clEnqueueAcquireGLObjects",
-             [&](Memory m, Slot e) { return queue.EnqueueAcquireGLObjects(1, &m, 0, nullptr, e); }},
-            {"clEnqueueReleaseGLObjects",
-             [&](Memory m, Slot e) { return queue.EnqueueReleaseGLObjects(1, &m, 0, nullptr, e); }},
+            {"clEnqueueUnmapMemObject", image,
+             [&](Memory m, Slot e) { return queue.EnqueueUnmapMemObject(m, bytes, 0, nullptr, e); }},
         };
     }
 
@@ -64,44 +64,59 @@ protected:
 
 TEST_F(TransferTest, ArgumentsArePassedUnchanged) {
     const Texts expected = {
-        "queue1, memory2, 1, 3, 4, 8, 0, null, null, ptr",
+        "queue1, memory1, 1, 3, 4, 8, 0, null, null, ptr",
+        "queue1, memory1, 1, 4, 8, ptr, 0, null, null",
+        "queue1, memory1, 0, 4, 8, ptr, 0, null, null",
         "queue1, memory2, 0, 1, [1 2 1], [1 2 1], ptr, ptr, 0, null, null, ptr",
-        "queue1, memory2, ptr, 0, null, null",
-        "queue1, memory2, 1, 4, 8, ptr, 0, null, null",
-        "queue1, memory2, 0, 4, 8, ptr, 0, null, null",
         "queue1, memory2, 1, [1 2 1], [1 2 1], 32, 0, ptr, 0, null, null",
         "queue1, memory2, 0, [1 2 1], [1 2 1], 32, 5, ptr, 0, null, null",
-        "queue1, 1, [memory2], 0, null, null",
-        "queue1, 1, [memory2], 0, null, null",
+        "queue1, memory2, ptr, 0, null, null",
     };
     const auto transfers = Transfers();
     ASSERT_EQ(transfers.size(), expected.size());
     for (size_t i = 0; i < transfers.size(); i++) {
-        EXPECT_EQ(Outcome(transfers[i].second(image, nullptr)), "OK");
-        EXPECT_EQ(Take(transfers[i].first), Texts{expected[i]}) << transfers[i].first;
+        EXPECT_EQ(Outcome(transfers[i].run(transfers[i].memory, nullptr)), "OK");
+        EXPECT_EQ(Take(transfers[i].function), Texts{expected[i]}) << transfers[i].function;
     }
 }
 
-TEST_F(TransferTest, AnEmptyMemoryReferenceFailsBeforeTheSlotIsTouched) {
-    for (const auto& [name, transfer] : Transfers()) {
-        ASSERT_EQ(Outcome(transfer(image, &event)), "OK");
+TEST_F(TransferTest, MemoryThatIsEmptyOrOfTheOtherKindFailsBeforeTheSlotIsTouched) {
+    for (const auto& [function, memory, run] : Transfers()) {
+        ASSERT_EQ(Outcome(run(memory, &event)), "OK");
         const OpenCLEventRef before = event;
         fake.calls.clear();
-        EXPECT_EQ(Outcome(transfer({}, &event)), "CL_INVALID_MEM_OBJECT") << name;
-        EXPECT_EQ(fake.calls.size(), 0U) << name;
-        EXPECT_TRUE(event == before) << name;
+        EXPECT_EQ(Outcome(run({}, &event)), "CL_INVALID_MEM_OBJECT") << function;
+        if (function != "clEnqueueUnmapMemObject") {
+            EXPECT_EQ(Outcome(run(memory == image ? cl.buffer : image, &event)), "CL_INVALID_MEM_OBJECT")
+                << function;
+        }
+        EXPECT_EQ(fake.calls.size(), 0U) << function;
+        EXPECT_TRUE(event == before) << function;
     }
+}
+
+TEST_F(TransferTest, ARangeThatNoNumberEndsIsRefused) {
+    for (const auto& [offset, size] : {std::pair<size_t, size_t>{1, SIZE_MAX}, {SIZE_MAX, 1}})
+        for (const ErrorRef& error :
+             {cl.queue.EnqueueReadBuffer(cl.buffer, true, offset, size, bytes).GetError(),
+              cl.queue.EnqueueWriteBuffer(cl.buffer, true, offset, size, bytes).GetError(),
+              cl.queue.EnqueueMapBuffer(cl.buffer, true, 1, offset, size).GetError()})
+            EXPECT_EQ(Describe(error), "CL_INVALID_VALUE");
+    EXPECT_EQ(fake.calls.size(), 0U);
+    EXPECT_EQ(Outcome(cl.queue.EnqueueReadBuffer(cl.buffer, true, 0, SIZE_MAX, bytes)), "CL_INVALID_VALUE");
+    EXPECT_EQ(fake.calls.size(), 1U) << "which the runtime refuses";
 }
 
 TEST_F(TransferTest, ReleasedMemoryAndAReleasedQueueAreTheRuntimesAffair) {
     ASSERT_EQ(Outcome(image.Release()), "OK");
-    for (const auto& [name, transfer] : Transfers())
-        EXPECT_EQ(Outcome(transfer(image, &event)), "CL_INVALID_MEM_OBJECT") << name;
+    ASSERT_EQ(Outcome(cl.buffer.Release()), "OK");
+    for (const auto& [function, memory, run] : Transfers())
+        EXPECT_EQ(Outcome(run(memory, &event)), "CL_INVALID_MEM_OBJECT") << function;
     EXPECT_EQ(Outcome(cl.queue.Release()), "OK");
     EXPECT_EQ(Outcome(cl.queue.Release()), "CL_INVALID_COMMAND_QUEUE");
     EXPECT_EQ(Take("clReleaseCommandQueue"), Texts{"queue1"});
-    for (const auto& [name, transfer] : Transfers())
-        EXPECT_NE(Outcome(transfer(cl.buffer, &event)), "OK") << name;
+    for (const auto& [function, memory, run] : Transfers())
+        EXPECT_NE(Outcome(run(memory, &event)), "OK") << function;
     EXPECT_EQ(Outcome(cl.queue.Finish()), "CL_INVALID_COMMAND_QUEUE");
     cl.queue = nullptr;
     EXPECT_EQ(fake.TextsOf("clReleaseCommandQueue"), Texts());
@@ -155,16 +170,6 @@ TEST_F(TransferTest, InvalidatingMapsAreWritesBelowOpenCLC12) {
         EXPECT_EQ(mapFlags(cl.queue, flags), current) << int{flags};
         EXPECT_EQ(mapFlags(old, flags), before) << int{flags};
     }
-}
-
-TEST_F(TransferTest, OpenGLObjectsMayBeNoneOrMany) {
-    std::vector<OpenCLMemoryObjectRef> many(20, image);
-    EXPECT_EQ(Outcome(cl.queue.EnqueueAcquireGLObjects(20, many.data())), "OK");
-    EXPECT_EQ(std::get<fake::Handles>(fake.calls.back().values[2]).size(), 20U);
-    for (const Int none : {Int{0}, Int{-3}})
-        EXPECT_EQ(Outcome(cl.queue.EnqueueReleaseGLObjects(none, nullptr)), "OK");
-    EXPECT_EQ(fake.TextsOf("clEnqueueReleaseGLObjects"),
-              (Texts{"queue1, 0, null, 0, null, null", "queue1, 0, null, 0, null, null"}));
 }
 
 TEST_F(TransferTest, AnEmptyQueueReferenceIsTheNullPointerError) {

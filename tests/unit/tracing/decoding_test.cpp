@@ -34,11 +34,13 @@ TEST_F(DecodingTest, EveryCodeOfEveryFunctionHasItsParametersByName) {
 }
 
 TEST_F(DecodingTest, EveryFunctionsValuesAreInWords) {
+    isSharing = true;
     StartTraced();
     MakeObjects();
     const OpenCLDeviceRef device = OpenCL::GetDeviceFromId(Devices()[0]).GetValue();
     const auto devices = Devices();
     const auto binaryIn = MakeArray<UChar>({1, 2});
+    fake.binary = {1, 2};
     BaseArray<UChar> binary;
     OpenCLEventRef event;
     OpenCLEventRef second;
@@ -58,6 +60,7 @@ TEST_F(DecodingTest, EveryFunctionsValuesAreInWords) {
     const OpenCLProgramRef& program = cl.program;
     const OpenCLKernelRef& kernel = cl.kernel;
     const OpenCLMemoryObjectRef& buffer = cl.buffer;
+    OpenCLMemoryObjectRef image;
 
     struct Case {
         std::function<void()> operation;
@@ -82,7 +85,7 @@ TEST_F(DecodingTest, EveryFunctionsValuesAreInWords) {
         CASE(context.CreateBuffer(33, 16, bytes),
              "clCreateBuffer(context=context#1, flags=CL_MEM_READ_WRITE|CL_MEM_COPY_HOST_PTR, size=16, "
              "host_ptr=ptr, errcode_ret=ptr) -> result=CL_SUCCESS, buffer=buffer#2"),
-        CASE(context.CreateImage2D(1, {}, 8, 4, 0),
+        CASE(image = context.CreateImage2D(1, {}, 8, 4, 0).GetValue(),
              "clCreateImage2D(context=context#1, flags=CL_MEM_READ_WRITE, image_format=ptr, image_width=8, "
              "image_height=4, image_row_pitch=0, host_ptr=null, errcode_ret=ptr) -> result=CL_SUCCESS, "
              "image=image#1"),
@@ -131,8 +134,8 @@ TEST_F(DecodingTest, EveryFunctionsValuesAreInWords) {
              "clEnqueueMapBuffer(command_queue=queue#1, buffer=buffer#1, blocking_map=CL_TRUE, "
              "map_flags=CL_MAP_READ|CL_MAP_WRITE, offset=4, size=8, num_events_in_wait_list=0, "
              "event_wait_list=null, event=ptr) -> result=ptr, event=event#2"),
-        CASE(queue.EnqueueMapImage(buffer, false, 2, local, global, &pitch, &pitch, 1, &event),
-             "clEnqueueMapImage(command_queue=queue#1, image=buffer#1, blocking_map=CL_FALSE, "
+        CASE(queue.EnqueueMapImage(image, false, 2, local, global, &pitch, &pitch, 1, &event),
+             "clEnqueueMapImage(command_queue=queue#1, image=image#1, blocking_map=CL_FALSE, "
              "origin=[1, 2, 1], region=[8, 6, 1], image_row_pitch=ptr, image_slice_pitch=ptr, "
              "num_events_in_wait_list=1, event_wait_list=[event#1], event=null) -> result=ptr, event=null"),
         CASE(queue.EnqueueUnmapMemObject(buffer, bytes, 1, &event),
@@ -147,12 +150,12 @@ TEST_F(DecodingTest, EveryFunctionsValuesAreInWords) {
              "clEnqueueWriteBuffer(command_queue=queue#1, buffer=buffer#1, blocking_write=CL_TRUE, offset=4, "
              "size=8, ptr=ptr, num_events_in_wait_list=0, event_wait_list=null, event=null) -> "
              "result=CL_SUCCESS, event=null"),
-        CASE(queue.EnqueueReadImage(buffer, true, local, global, 5, 6, bytes),
-             "clEnqueueReadImage(command_queue=queue#1, image=buffer#1, blocking_read=CL_TRUE, "
+        CASE(queue.EnqueueReadImage(image, true, local, global, 5, 6, bytes),
+             "clEnqueueReadImage(command_queue=queue#1, image=image#1, blocking_read=CL_TRUE, "
              "origin=[1, 2, 1], region=[8, 6, 1], row_pitch=5, slice_pitch=6, ptr=ptr, "
              "num_events_in_wait_list=0, event_wait_list=null, event=null) -> result=CL_SUCCESS, event=null"),
-        CASE(queue.EnqueueWriteImage(buffer, true, local, global, 5, 6, bytes),
-             "clEnqueueWriteImage(command_queue=queue#1, image=buffer#1, blocking_write=CL_TRUE, "
+        CASE(queue.EnqueueWriteImage(image, true, local, global, 5, 6, bytes),
+             "clEnqueueWriteImage(command_queue=queue#1, image=image#1, blocking_write=CL_TRUE, "
              "origin=[1, 2, 1], region=[8, 6, 1], input_row_pitch=5, input_slice_pitch=6, ptr=ptr, "
              "num_events_in_wait_list=0, event_wait_list=null, event=null) -> result=CL_SUCCESS, event=null"),
         CASE(queue.EnqueueAcquireGLObjects(1, &buffer),

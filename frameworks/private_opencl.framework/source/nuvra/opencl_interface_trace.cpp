@@ -25,18 +25,19 @@ const char* ReadName(BaseArray<char>& buffer, const Query& query) {
 
 void TellDevices(cl_platform_id platform, BaseArray<char>& buffer) {
     cl_uint count = 0;
-    if (g_openCL.clGetDeviceIDs(platform, CL_DEVICE_TYPE_ALL, 0, nullptr, &count) != CL_SUCCESS || count == 0)
+    if (CallUntraced<entry::clGetDeviceIDs>(platform, CL_DEVICE_TYPE_ALL, 0, nullptr, &count) != CL_SUCCESS ||
+        count == 0)
         return;
     BaseArray<cl_device_id> devices;
     cl_uint found = 0;
     if (!devices.Resize(count).IsOk() ||
-        g_openCL.clGetDeviceIDs(platform, CL_DEVICE_TYPE_ALL, count, devices.GetFirst(), &found) !=
-            CL_SUCCESS ||
+        CallUntraced<entry::clGetDeviceIDs>(platform, CL_DEVICE_TYPE_ALL, count, devices.GetFirst(),
+                                            &found) != CL_SUCCESS ||
         found != count)
         return;
     for (const cl_device_id device : devices) {
         const char* name = ReadName(buffer, [device](size_t size, void* value, size_t* written) {
-            return g_openCL.clGetDeviceInfo(device, CL_DEVICE_NAME, size, value, written);
+            return CallUntraced<entry::clGetDeviceInfo>(device, CL_DEVICE_NAME, size, value, written);
         });
         if (name != nullptr) TraceEvent({"OpenCLSetDeviceInfo"}, "PT", device, name);
     }
@@ -45,11 +46,12 @@ void TellDevices(cl_platform_id platform, BaseArray<char>& buffer) {
 /// Tells the tracer every platform's and device's name. Its own OpenCL calls are not traced.
 void InitializeTracer() {
     cl_uint count = 0;
-    if (g_openCL.clGetPlatformIDs(0, nullptr, &count) != CL_SUCCESS || count == 0) return;
+    if (CallUntraced<entry::clGetPlatformIDs>(0, nullptr, &count) != CL_SUCCESS || count == 0) return;
     BaseArray<cl_platform_id> platforms;
     cl_uint found = 0;
     if (!platforms.Resize(count).IsOk() ||
-        g_openCL.clGetPlatformIDs(count, platforms.GetFirst(), &found) != CL_SUCCESS || found != count)
+        CallUntraced<entry::clGetPlatformIDs>(count, platforms.GetFirst(), &found) != CL_SUCCESS ||
+        found != count)
         return;
     Table<OpenGLCLVKTracerInterface>()->Comment(
         g_tracer,
@@ -59,7 +61,7 @@ void InitializeTracer() {
     BaseArray<char> buffer;
     for (const cl_platform_id platform : platforms) {
         const char* name = ReadName(buffer, [platform](size_t size, void* value, size_t* written) {
-            return g_openCL.clGetPlatformInfo(platform, CL_PLATFORM_NAME, size, value, written);
+            return CallUntraced<entry::clGetPlatformInfo>(platform, CL_PLATFORM_NAME, size, value, written);
         });
         if (name == nullptr) continue;
         TraceEvent({"OpenCLSetPlatformInfo"}, "PT", platform, name);
@@ -69,6 +71,17 @@ void InitializeTracer() {
 }
 
 }  // namespace
+
+cl_int GetCodeOfException() noexcept {
+    constexpr cl_int kUnspecified = 3;
+    try {
+        throw;
+    } catch (const std::bad_alloc&) {
+        return CL_OUT_OF_HOST_MEMORY;
+    } catch (...) {
+        return kUnspecified;
+    }
+}
 
 void DropTracer() {
     OpenGLCLVKTracerRef::Adopt(std::exchange(g_tracer, nullptr));

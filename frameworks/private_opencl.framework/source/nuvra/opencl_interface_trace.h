@@ -109,7 +109,9 @@ auto GatherBefore(Int32 count, std::tuple<Values...> values, std::tuple<Argument
             return GatherBefore<Entry, Position + 1>(count, values, rest);
         } else if constexpr (letter == 'a') {
             static_assert(std::is_pointer_v<std::remove_const_t<decltype(first)>>);
-            const Int32 length = first == nullptr ? 0 : count;
+            // Sizes have three dimensions at most, whatever a launch claims.
+            constexpr bool isSizes = Entry::kBefore[0][Position + 1] == 's';
+            const Int32 length = first == nullptr ? 0 : isSizes ? std::min(count, 3) : count;
             return GatherBefore<Entry, Position + 2>(
                 count, std::tuple_cat(values, std::tuple(length, static_cast<const void*>(first))), rest);
         } else {
@@ -181,6 +183,34 @@ struct TextRead {
     }
 };
 
+/// The code for the exception that is being handled: CL_OUT_OF_HOST_MEMORY where memory ran out, 3, the
+/// module's "unspecified", for anything else.
+cl_int GetCodeOfException() noexcept;
+
+/// What a call answers that threw: the code, from functions that give a handle or an address through their
+/// last argument.
+template <class R, class... Parameters>
+R AnswerException(cl_int code, Parameters... parameters) {
+    if constexpr (std::is_same_v<R, cl_int>) {
+        return code;
+    } else {
+        auto* last = std::get<sizeof...(parameters) - 1>(std::tuple(parameters...));
+        if constexpr (std::is_same_v<decltype(last), cl_int*>) *last = code;
+        return nullptr;
+    }
+}
+
+/// The call itself. An exception of the runtime becomes a code here: it must pass neither the module, whose
+/// callers know of none, nor its callers.
+template <class R, class... Parameters>
+R CallGuarded(R(CL_API_CALL* function)(Parameters...), std::type_identity_t<Parameters>... parameters) {
+    try {
+        return function(parameters...);
+    } catch (...) {
+        return AnswerException<R>(GetCodeOfException(), parameters...);
+    }
+}
+
 /// Emits the before event, runs `attach` with its cookie, makes the call, and emits the after event.
 template <class Entry, class Function, class Before, class Attach, class After, class... Parameters>
 [[gnu::noinline]] auto CallTraced(Function function, const Before& before, const Attach& attach,
@@ -191,7 +221,7 @@ template <class Entry, class Function, class Before, class Attach, class After, 
     TraceFrame frame{Entry::kName, 0, &cookie};
     before(frame);
     attach(cookie);
-    const auto result = function(parameters...);
+    const auto result = CallGuarded(function, parameters...);
     frame.phase = 1;
     std::apply([&](auto... values) { TraceEvent(frame, After::kCode.data(), values...); }, after(result));
     return result;
@@ -212,7 +242,7 @@ struct Caller<Entry, R(CL_API_CALL*)(Parameters...)> {
     template <class Attach, class After>
     static R Call(Function function, const Attach& attach, const After& after, Parameters... parameters) {
         if (!g_tracer) [[likely]]
-            return function(parameters...);
+            return CallGuarded(function, parameters...);
         return Traced(function, attach, after, parameters...);
     }
 
@@ -242,7 +272,14 @@ auto Call(const After& after, Arguments... arguments) {
     return CallAt<Entry>(g_openCL.*Entry::kFunction, after, arguments...);
 }
 
-/// The same; `attach(cookie)` runs between the before event and the call where the tracer wants data.
+/// Calls the function in the table without events.
+template <class Entry, class... Arguments>
+auto CallUntraced(Arguments... arguments) {
+    return CallGuarded(g_openCL.*Entry::kFunction, arguments...);
+}
+
+/// The same as `Call`; `attach(cookie)` runs between the before event and the call where the tracer wants
+/// data.
 template <class Entry, class Attach, class After, class... Arguments>
 auto CallAttaching(const Attach& attach, const After& after, Arguments... arguments) {
     const auto attachIfWanted = [&](UInt32 cookie) {

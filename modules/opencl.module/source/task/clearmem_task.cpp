@@ -29,7 +29,6 @@ private:
     OpenCLKernelRef _kernel1Zero;
     OpenCLKernelRef _kernel16Value;
     OpenCLKernelRef _kernel1Value;
-    bool _isInitialized = false;
     BaseArray<Int64>
         _limits;  ///< the device's maximum work-item sizes, at least three entries when it has any
 };
@@ -42,9 +41,7 @@ Result<void> OpenCLTaskClearMem::Init(const OpenCLContextRef& context) {
                                                    {"ClearMem1_v", &_kernel1Value}}));
     const BaseArray<cl_device_id>& devices = context.GetDevices();
     if (devices.IsEmpty()) return OpenCLError(CL_DEVICE_NOT_FOUND);
-    NUVRA_RETURN_IF_ERROR(ReadLimits(devices[0]));
-    _isInitialized = true;
-    return {};
+    return ReadLimits(devices[0]);
 }
 
 Result<void> OpenCLTaskClearMem::ReadLimits(cl_device_id id) {
@@ -65,10 +62,10 @@ const size_t* OpenCLTaskClearMem::GetLimits() const {
 
 Result<void> OpenCLTaskClearMem::Execute(const OpenCLContextRef&, const OpenCLCommandQueueRef& queue,
                                          const void* parameters) {
-    NUVRA_ASSIGN_OR_RETURN(const auto* record,
-                           CheckParameters<ClearMemParameters>(parameters, _isInitialized));
+    NUVRA_ASSIGN_OR_RETURN(const auto* record, CheckParameters<ClearMemParameters>(parameters));
     if (record->buffer == nullptr) return OpenCLError(CL_INVALID_VALUE);
     if (record->size <= 0) return {};
+    NUVRA_RETURN_IF_ERROR(CheckBuffer(record->buffer, record->size));
     const auto size = static_cast<size_t>(record->size);
     const size_t blocks = size / 16;
     const size_t tail = size % 16;

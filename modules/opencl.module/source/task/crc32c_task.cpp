@@ -24,7 +24,6 @@ private:
     OpenCLProgramRef _program;
     OpenCLKernelRef _kernel;
     OpenCLMemoryObjectRef _table;  ///< the cached buffer 0
-    bool _isInitialized = false;
 };
 
 constexpr UInt32 kReflectedPolynomial = 0x82F63B78;
@@ -46,16 +45,16 @@ Result<void> OpenCLTaskCrc32C::Init(const OpenCLContextRef& context) {
     NUVRA_RETURN_IF_ERROR(CreateKernels(_program, {{"CalculateCRC", &_kernel}}));
     NUVRA_ASSIGN_OR_RETURN(_table,
                            GetCachedBuffer(context, sizeof(kTable), 0, const_cast<UInt32*>(kTable.data())));
-    _isInitialized = true;
     return {};
 }
 
 Result<void> OpenCLTaskCrc32C::Execute(const OpenCLContextRef&, const OpenCLCommandQueueRef& queue,
                                        const void* parameters) {
-    NUVRA_ASSIGN_OR_RETURN(const auto* record, CheckParameters<Crc32cParameters>(parameters, _isInitialized));
-    if (record->data == nullptr || record->crc == nullptr) return OpenCLError(CL_INVALID_VALUE);
+    NUVRA_ASSIGN_OR_RETURN(const auto* record, CheckParameters<Crc32cParameters>(parameters));
+    const UInt32 initial = 0xFFFFFFFF;
+    NUVRA_RETURN_IF_ERROR(CheckBuffer(record->data, record->size));
+    NUVRA_RETURN_IF_ERROR(CheckBuffer(record->crc, sizeof(initial)));
     if (record->start) {
-        const UInt32 initial = 0xFFFFFFFF;
         NUVRA_RETURN_IF_ERROR(queue.EnqueueWriteBuffer(*record->crc, true, 0, sizeof(initial), &initial));
     }
     NUVRA_RETURN_IF_ERROR(_kernel.SetArg(0, _table));

@@ -22,11 +22,10 @@ public:
 
 Result<void> OpenCLTaskInvertImage::Execute(const OpenCLContextRef&, const OpenCLCommandQueueRef& queue,
                                             const void* parameters) {
-    NUVRA_ASSIGN_OR_RETURN(const auto* record,
-                           CheckParameters<InvertImageParameters>(parameters, _isInitialized));
+    NUVRA_ASSIGN_OR_RETURN(const auto* record, CheckParameters<InvertImageParameters>(parameters));
     if (record->width == 0 || record->height == 0) return OpenCLError(CL_INVALID_VALUE);
-    NUVRA_RETURN_IF_ERROR(GetImageSize(record->source));
-    NUVRA_ASSIGN_OR_RETURN(const ImageSize size, GetImageSize(record->destination));
+    NUVRA_RETURN_IF_ERROR(CheckImage(record->source));
+    NUVRA_ASSIGN_OR_RETURN(const ImageSize size, CheckImage(record->destination));
     NUVRA_RETURN_IF_ERROR(CheckRectangle(size, record->x, record->y, record->width, record->height));
     NUVRA_RETURN_IF_ERROR(_kernel.SetArg(0, *record->source));
     NUVRA_RETURN_IF_ERROR(_kernel.SetArg(1, *record->destination));

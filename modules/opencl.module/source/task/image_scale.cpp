@@ -33,12 +33,11 @@ Result<ScaleGeometry::Axis> MakeAxis(Int64 source, Int64 sourceExtent, Int64 des
 
 }  // namespace
 
-Result<ScaleGeometry> MakeScaleGeometry(const ScaleParameters& parameters) {
-    for (const Int64 extent :
-         {parameters.srcWidth, parameters.srcHeight, parameters.dstWidth, parameters.dstHeight})
-        if (extent == 0) return OpenCLError(CL_INVALID_VALUE);
-    NUVRA_RETURN_IF_ERROR(GetImageSize(parameters.source));
-    NUVRA_ASSIGN_OR_RETURN(const ImageSize size, GetImageSize(parameters.destination));
+Result<ScaleGeometry> MakeScaleGeometry(const ScaleParameters& parameters, const ImageSize& size) {
+    // A negative source extent has no meaning of its own: mirroring is the destination's.
+    if (parameters.srcWidth <= 0 || parameters.srcHeight <= 0 || parameters.dstWidth == 0 ||
+        parameters.dstHeight == 0 || *parameters.source == *parameters.destination)
+        return OpenCLError(CL_INVALID_VALUE);
     NUVRA_ASSIGN_OR_RETURN(
         const auto x, MakeAxis(parameters.srcX, parameters.srcWidth, parameters.dstX, parameters.dstWidth));
     NUVRA_ASSIGN_OR_RETURN(

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "nuvra/open_cl_task.h"
+#include "task/task_base.h"
 
 /// What the two scaling tasks share.
 namespace nuvra {
@@ -19,8 +19,9 @@ struct ScaleGeometry {
     Axis y;
 };
 
-/// The record's geometry, or the error that `ScaleParameters` names.
-Result<ScaleGeometry> MakeScaleGeometry(const ScaleParameters& parameters);
+/// The geometry of a record whose images have been checked, with the size of the destination; fails with
+/// CL_INVALID_VALUE as `ScaleParameters` says.
+Result<ScaleGeometry> MakeScaleGeometry(const ScaleParameters& parameters, const ImageSize& size);
 
 /// Enqueues the kernel over the destination's extents in tiles of at most 1024 x 1024 work-items, rows of
 /// tiles outermost; the global offset is the tile's place in the rectangle.

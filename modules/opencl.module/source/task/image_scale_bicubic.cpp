@@ -30,7 +30,6 @@ private:
     OpenCLKernelRef _scale;
     OpenCLKernelRef _preparePositive;
     OpenCLKernelRef _prepareNegative;
-    bool _isInitialized = false;
 };
 
 /// One axis of a call: its geometry, its place in the buffer cache, and what `Prepare` makes for it.
@@ -46,11 +45,9 @@ struct OpenCLTaskScaleBicubic::Axis {
 Result<void> OpenCLTaskScaleBicubic::Init(const OpenCLContextRef& context) {
     NUVRA_RETURN_IF_ERROR(
         BuildProgram(context, kKey, kImageScaleBicubicSource, "-cl-fast-relaxed-math", _program));
-    NUVRA_RETURN_IF_ERROR(CreateKernels(_program, {{"ScaleBicubic", &_scale},
-                                                   {"PrepareBufferPositive", &_preparePositive},
-                                                   {"PrepareBufferNegative", &_prepareNegative}}));
-    _isInitialized = true;
-    return {};
+    return CreateKernels(_program, {{"ScaleBicubic", &_scale},
+                                    {"PrepareBufferPositive", &_preparePositive},
+                                    {"PrepareBufferNegative", &_prepareNegative}});
 }
 
 Result<void> OpenCLTaskScaleBicubic::MakeBuffers(const OpenCLContextRef& context, Axis& axis) {
@@ -88,8 +85,10 @@ Result<void> OpenCLTaskScaleBicubic::Prepare(const OpenCLCommandQueueRef& queue,
 
 Result<void> OpenCLTaskScaleBicubic::Execute(const OpenCLContextRef& context,
                                              const OpenCLCommandQueueRef& queue, const void* parameters) {
-    NUVRA_ASSIGN_OR_RETURN(const auto* record, CheckParameters<ScaleParameters>(parameters, _isInitialized));
-    NUVRA_ASSIGN_OR_RETURN(const ScaleGeometry geometry, MakeScaleGeometry(*record));
+    NUVRA_ASSIGN_OR_RETURN(const auto* record, CheckParameters<ScaleParameters>(parameters));
+    NUVRA_RETURN_IF_ERROR(CheckImage(record->source));
+    NUVRA_ASSIGN_OR_RETURN(const ImageSize size, CheckImage(record->destination));
+    NUVRA_ASSIGN_OR_RETURN(const ScaleGeometry geometry, MakeScaleGeometry(*record, size));
     NUVRA_RETURN_IF_ERROR(TakeTurn(queue));
     Axis columns{geometry.x, 0, 4, 0, {}, {}};
     Axis rows{geometry.y, 2, 1, 0, {}, {}};

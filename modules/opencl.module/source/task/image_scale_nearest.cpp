@@ -23,8 +23,10 @@ public:
 
 Result<void> OpenCLTaskScaleNearest::Execute(const OpenCLContextRef&, const OpenCLCommandQueueRef& queue,
                                              const void* parameters) {
-    NUVRA_ASSIGN_OR_RETURN(const auto* record, CheckParameters<ScaleParameters>(parameters, _isInitialized));
-    NUVRA_ASSIGN_OR_RETURN(const ScaleGeometry geometry, MakeScaleGeometry(*record));
+    NUVRA_ASSIGN_OR_RETURN(const auto* record, CheckParameters<ScaleParameters>(parameters));
+    NUVRA_RETURN_IF_ERROR(CheckImage(record->source));
+    NUVRA_ASSIGN_OR_RETURN(const ImageSize size, CheckImage(record->destination));
+    NUVRA_ASSIGN_OR_RETURN(const ScaleGeometry geometry, MakeScaleGeometry(*record, size));
     const auto& [x, y] = geometry;
     const Int32 offsets[] = {x.source, y.source, x.destination, y.destination};
     const Float32 scale[] = {x.scale, y.scale};

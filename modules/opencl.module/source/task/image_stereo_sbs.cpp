@@ -22,12 +22,13 @@ public:
 
 Result<void> OpenCLTaskSBSStereo::Execute(const OpenCLContextRef&, const OpenCLCommandQueueRef& queue,
                                           const void* parameters) {
-    NUVRA_ASSIGN_OR_RETURN(const auto* record,
-                           CheckParameters<StereoSbsParameters>(parameters, _isInitialized));
+    NUVRA_ASSIGN_OR_RETURN(const auto* record, CheckParameters<StereoSbsParameters>(parameters));
     if (record->width == 0 || record->height == 0) return OpenCLError(CL_INVALID_VALUE);
-    NUVRA_RETURN_IF_ERROR(GetImageSize(record->first));
-    NUVRA_RETURN_IF_ERROR(GetImageSize(record->second));
-    NUVRA_ASSIGN_OR_RETURN(const ImageSize size, GetImageSize(record->destination));
+    NUVRA_RETURN_IF_ERROR(CheckImage(record->first));
+    NUVRA_RETURN_IF_ERROR(CheckImage(record->second));
+    NUVRA_ASSIGN_OR_RETURN(const ImageSize size, CheckImage(record->destination));
+    if (*record->first == *record->destination || *record->second == *record->destination)
+        return OpenCLError(CL_INVALID_VALUE);
     NUVRA_RETURN_IF_ERROR(CheckRectangle(size, record->x, record->y, record->width, record->height));
     NUVRA_RETURN_IF_ERROR(_kernel.SetArg(0, *record->first));
     NUVRA_RETURN_IF_ERROR(_kernel.SetArg(1, *record->second));

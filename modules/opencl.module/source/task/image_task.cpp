@@ -1,29 +1,15 @@
 #include "task/image_task.h"
 
-#include "opencl_error.h"
-
 namespace nuvra {
 
 Result<void> OpenCLOneKernelTask::MakeKernel(const OpenCLContextRef& context, const char* taskName,
                                              const char* source, const char* kernelName) {
     NUVRA_RETURN_IF_ERROR(BuildProgram(context, taskName, source, "-cl-fast-relaxed-math", _program));
-    NUVRA_RETURN_IF_ERROR(CreateKernels(_program, {{kernelName, &_kernel}}));
-    _isInitialized = true;
-    return {};
+    return CreateKernels(_program, {{kernelName, &_kernel}});
 }
 
 Result<void> OpenCLOneKernelTask::FreeResources(const OpenCLContextRef&) {
     return ReleaseAll({&_kernel}, _program);
-}
-
-Result<ImageSize> GetImageSize(const OpenCLMemoryObjectRef* image) {
-    if (image == nullptr) return OpenCLError(CL_INVALID_VALUE);
-    const Data width = image->GetImageInfo(OpenCLImageInfo::WIDTH);
-    const Data height = image->GetImageInfo(OpenCLImageInfo::HEIGHT);
-    const Int64* widthValue = width.Find<Int64>();
-    const Int64* heightValue = height.Find<Int64>();
-    if (widthValue == nullptr || heightValue == nullptr) return OpenCLError(CL_INVALID_MEM_OBJECT);
-    return ImageSize{*widthValue, *heightValue};
 }
 
 Result<void> CheckRectangle(const ImageSize& image, Int64 x, Int64 y, Int64 width, Int64 height) {

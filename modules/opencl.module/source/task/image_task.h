@@ -12,23 +12,13 @@ public:
     Result<void> FreeResources(const OpenCLContextRef& context);
 
 protected:
-    /// Builds the source, creates the kernel and, at last, makes the task initialised.
+    /// Builds the source and creates the kernel.
     Result<void> MakeKernel(const OpenCLContextRef& context, const char* taskName, const char* source,
                             const char* kernelName);
 
     OpenCLProgramRef _program;
     OpenCLKernelRef _kernel;
-    bool _isInitialized = false;
 };
-
-struct ImageSize {
-    Int64 width = 0;
-    Int64 height = 0;
-};
-
-/// The image's size in pixels; CL_INVALID_VALUE for a null pointer, CL_INVALID_MEM_OBJECT for an empty
-/// reference and for memory that is no image.
-Result<ImageSize> GetImageSize(const OpenCLMemoryObjectRef* image);
 
 /// CL_INVALID_VALUE for a rectangle that is empty, has a negative side, leaves the image, or reaches beyond
 /// what the 32-bit coordinates of a kernel hold.

@@ -56,7 +56,6 @@ private:
     OpenCLKernelRef _buildNextBuffer;
     OpenCLKernelRef _addLevel1;
     OpenCLKernelRef _addLevel2;
-    bool _isInitialized = false;
 };
 
 constexpr UInt32 kChunkShift = 14;
@@ -110,8 +109,8 @@ Result<void> OpenCLTaskPrefixsum::Init(const OpenCLContextRef& context) {
     // general, which it tells of built kernels only.
     for (; _groupSize >= kSmallestGroup; _groupSize /= 2) {
         NUVRA_RETURN_IF_ERROR(BuildForGroupSize(context));
-        NUVRA_ASSIGN_OR_RETURN(_isInitialized, DoDevicesGrantGroupSize(context));
-        if (_isInitialized) return {};
+        NUVRA_ASSIGN_OR_RETURN(const bool isGranted, DoDevicesGrantGroupSize(context));
+        if (isGranted) return {};
     }
     return OpenCLError(CL_INVALID_WORK_GROUP_SIZE);
 }
@@ -162,8 +161,7 @@ Result<bool> OpenCLTaskPrefixsum::DoDevicesGrantGroupSize(const OpenCLContextRef
 
 Result<void> OpenCLTaskPrefixsum::Execute(const OpenCLContextRef& context, const OpenCLCommandQueueRef& queue,
                                           const void* parameters) {
-    NUVRA_ASSIGN_OR_RETURN(const auto* record,
-                           CheckParameters<PrefixSumParameters>(parameters, _isInitialized));
+    NUVRA_ASSIGN_OR_RETURN(const auto* record, CheckParameters<PrefixSumParameters>(parameters));
     if (record->input == nullptr || record->output == nullptr || !*record->input || !*record->output ||
         *record->input == *record->output)
         return OpenCLError(CL_INVALID_VALUE);
@@ -172,6 +170,8 @@ Result<void> OpenCLTaskPrefixsum::Execute(const OpenCLContextRef& context, const
         !std::has_single_bit(static_cast<UInt64>(padded)))
         return OpenCLError(CL_INVALID_VALUE);
     if (padded > kMaxCount) return OpenCLError(CL_INVALID_BUFFER_SIZE);
+    NUVRA_RETURN_IF_ERROR(CheckBuffer(record->input, padded * 4));
+    NUVRA_RETURN_IF_ERROR(CheckBuffer(record->output, padded * (record->merge ? 8 : 4)));
     NUVRA_RETURN_IF_ERROR(TakeTurn(queue));
 
     Call call{context, queue, *record, {}, {}, 0};

@@ -26,6 +26,12 @@ void WriteBuildLogs(const OpenCLContextRef& context, const char* taskName, const
 
 }  // namespace
 
+void OpenCLTaskBase::Begin(const OpenCLContextRef& context) {
+    _isInitialized = false;
+    _context = context ? context.Get()->GetHandle() : nullptr;
+    static_cast<void>(ReleaseCachedBuffers());
+}
+
 Data OpenCLTaskBase::QueryParameter(Int64, const Data&) {
     return Data();
 }
@@ -33,6 +39,8 @@ Data OpenCLTaskBase::QueryParameter(Int64, const Data&) {
 Result<OpenCLMemoryObjectRef> OpenCLTaskBase::GetCachedBuffer(const OpenCLContextRef& context, Int size,
                                                               Int index, void* hostData) {
     if (index < 0 || index == INT64_MAX) return OpenCLError(CL_INVALID_VALUE);
+    if (!context) return NullPointerError();
+    if (context.Get()->GetHandle() != _context) return OpenCLError(CL_INVALID_CONTEXT);
     if (index >= _cachedBuffers.GetCount()) NUVRA_RETURN_IF_ERROR(_cachedBuffers.Resize(index + 1));
     CachedBuffer& cached = _cachedBuffers[index];
     if (size <= cached.capacity) return cached.buffer;
@@ -88,8 +96,37 @@ Result<void> OpenCLTaskBase::ReleaseAll(std::initializer_list<OpenCLKernelRef*> 
     for (const OpenCLKernelRef* kernel : kernels)
         if (*kernel) static_cast<void>(kernel->Release());
     if (program) static_cast<void>(program.Release());
+    _isInitialized = false;
     _latestQueue = nullptr;
     return ReleaseCachedBuffers();
+}
+
+Result<void> OpenCLTaskBase::CheckMemory(const OpenCLMemoryObjectRef* memory, MemoryOrigin::Kind kind) const {
+    if (memory == nullptr) return OpenCLError(CL_INVALID_VALUE);
+    if (!*memory || memory->Get()->GetHandle() == nullptr || memory->Get()->GetOrigin().kind != kind)
+        return OpenCLError(CL_INVALID_MEM_OBJECT);
+    if (memory->Get()->GetOrigin().context != _context) return OpenCLError(CL_INVALID_CONTEXT);
+    return {};
+}
+
+Result<void> OpenCLTaskBase::CheckBuffer(const OpenCLMemoryObjectRef* buffer, Int64 size) const {
+    NUVRA_RETURN_IF_ERROR(CheckMemory(buffer, MemoryOrigin::Kind::BUFFER));
+    if (size > 0 && static_cast<UInt64>(size) > buffer->Get()->GetByteCount())
+        return OpenCLError(CL_INVALID_BUFFER_SIZE);
+    return {};
+}
+
+Result<ImageSize> OpenCLTaskBase::CheckImage(const OpenCLMemoryObjectRef* image) const {
+    NUVRA_RETURN_IF_ERROR(CheckMemory(image, MemoryOrigin::Kind::IMAGE_2D));
+    const MemoryOrigin& origin = image->Get()->GetOrigin();
+    if (origin.width > 0)
+        return ImageSize{static_cast<Int64>(origin.width), static_cast<Int64>(origin.height)};
+    const Data width = image->GetImageInfo(OpenCLImageInfo::WIDTH);
+    const Data height = image->GetImageInfo(OpenCLImageInfo::HEIGHT);
+    const Int64* widthValue = width.Find<Int64>();
+    const Int64* heightValue = height.Find<Int64>();
+    if (widthValue == nullptr || heightValue == nullptr) return OpenCLError(CL_INVALID_MEM_OBJECT);
+    return ImageSize{*widthValue, *heightValue};
 }
 
 }  // namespace nuvra

@@ -6,9 +6,16 @@
 
 #include "module_records.h"
 #include "nuvra/open_cl_task.h"
-#include "opencl_error.h"
+#include "opencl_context.h"
+#include "opencl_memoryobject.h"
 
 namespace nuvra {
+
+/// In pixels.
+struct ImageSize {
+    Int64 width = 0;
+    Int64 height = 0;
+};
 
 /// What all tasks share. A task derives from it and has public operations `Init`, `Execute` and
 /// `FreeResources` as `OpenCLTaskInterface` describes them, its own `QueryParameter` where it answers one,
@@ -16,12 +23,22 @@ namespace nuvra {
 /// dot). One `TaskRegistration` in its source file makes it known.
 class OpenCLTaskBase {
 public:
+    /// The task's `Init` as its callers reach it: the task is initialised by a success alone.
+    template <class Task>
+    static Result<void> Initialize(Task& task, const OpenCLContextRef& context) {
+        OpenCLTaskBase& base = task;
+        base.Begin(context);
+        NUVRA_RETURN_IF_ERROR(task.Init(context));
+        base._isInitialized = true;
+        return {};
+    }
+
     /// The default answer: nothing.
     static Data QueryParameter(Int64 selector, const Data& value);
 
     /// A buffer of at least `size` bytes that is kept under `index`. A buffer that is large enough comes back
     /// with its contents; a larger one replaces it and starts with `hostData`, which may be null.
-    /// CL_INVALID_VALUE for a negative index.
+    /// CL_INVALID_VALUE for a negative index, CL_INVALID_CONTEXT for a context that is not the task's.
     Result<OpenCLMemoryObjectRef> GetCachedBuffer(const OpenCLContextRef& context, Int size, Int index,
                                                   void* hostData = nullptr);
     /// Releases and forgets the cached buffers; always succeeds.
@@ -40,7 +57,8 @@ protected:
     /// Creates the kernels in order, up to the first failure.
     static Result<void> CreateKernels(const OpenCLProgramRef& program,
                                       std::initializer_list<NamedKernel> kernels);
-    /// Releases the kernels, the program and the cached buffers; what is missing is skipped.
+    /// Releases the kernels, the program and the cached buffers, after which the task is not initialised;
+    /// what is missing is skipped.
     Result<void> ReleaseAll(std::initializer_list<OpenCLKernelRef*> kernels, const OpenCLProgramRef& program);
 
     /// For a task whose calls share buffers: lets what an earlier call enqueued on another queue, or on one
@@ -54,27 +72,43 @@ protected:
     /// The parameter record of an `Execute`: CL_INVALID_VALUE when it is null or of another version,
     /// CL_INVALID_PROGRAM when the task is not initialised.
     template <class Parameters>
-    static Result<const Parameters*> CheckParameters(const void* parameters, bool isInitialized) {
+    Result<const Parameters*> CheckParameters(const void* parameters) const {
         const auto* record = static_cast<const Parameters*>(parameters);
         if (record == nullptr || record->version != 1) return OpenCLError(CL_INVALID_VALUE);
-        if (!isInitialized) return OpenCLError(CL_INVALID_PROGRAM);
+        if (!_isInitialized) return OpenCLError(CL_INVALID_PROGRAM);
         return record;
     }
 
+    // Runtimes do not look at a record's memory, and a kernel that leaves it damages the process.
+
+    /// CL_INVALID_VALUE for a null pointer, CL_INVALID_MEM_OBJECT for memory that is empty, released or no
+    /// buffer, CL_INVALID_CONTEXT for another context's, CL_INVALID_BUFFER_SIZE for less than `size` bytes.
+    Result<void> CheckBuffer(const OpenCLMemoryObjectRef* buffer, Int64 size) const;
+    /// The size of a 2D image; the same errors. Asks the runtime for that of OpenGL's alone.
+    Result<ImageSize> CheckImage(const OpenCLMemoryObjectRef* image) const;
+
 private:
+    /// Forgets what an earlier `Init`, perhaps for another context, has made.
+    void Begin(const OpenCLContextRef& context);
+    Result<void> CheckMemory(const OpenCLMemoryObjectRef* memory, MemoryOrigin::Kind kind) const;
+
     struct CachedBuffer {
         OpenCLMemoryObjectRef buffer;
         Int capacity = 0;  ///< bytes that the buffer was created with
     };
     BaseArray<CachedBuffer> _cachedBuffers;
     OpenCLCommandQueueRef _latestQueue;  ///< of the latest call that took a turn
+    cl_context _context = nullptr;       ///< of the latest `Init`, for comparing alone
+    bool _isInitialized = false;
 };
 
 /// The operations of a task class as an object's component has them.
 template <class Task>
 inline constexpr OpenCLTaskInterface::Operations kTaskOperations{
     nullptr,
-    [](void* task, const OpenCLContextRef& context) { return static_cast<Task*>(task)->Init(context); },
+    [](void* task, const OpenCLContextRef& context) {
+        return OpenCLTaskBase::Initialize(*static_cast<Task*>(task), context);
+    },
     [](void* task, const OpenCLContextRef& context, const OpenCLCommandQueueRef& queue,
        const void* parameters) { return static_cast<Task*>(task)->Execute(context, queue, parameters); },
     [](void* task, const OpenCLContextRef& context) {

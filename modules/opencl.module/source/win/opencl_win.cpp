@@ -4,6 +4,7 @@
 #include "opencl_context.h"
 #include "opencl_device.h"
 #include "opencl_gl_sharing.h"
+#include "opencl_platform.h"
 
 namespace nuvra {
 
@@ -85,6 +86,17 @@ Result<cl_platform_id> FindPlatform(const BaseArray<OpenCLPlatformRef>& platform
     return cl_platform_id{};
 }
 
+/// EXTENSION_NOT_SUPPORTED where no device of the platform can share. A loader of several runtimes gives an
+/// address of its own for the extension's function and may die in the runtime that lacks it.
+Result<void> CheckSharing(cl_platform_id platform) {
+    BaseArray<OpenCLDeviceRef> devices;
+    NUVRA_RETURN_IF_ERROR(ListDevices(platform, devices));
+    NUVRA_ASSIGN_OR_RETURN(const String extension, String::FromCText(kSharingExtension));
+    for (const OpenCLDeviceRef& device : devices)
+        if (device.HasExtension(extension)) return {};
+    return OpenCLError(OpenCLErrorCode::EXTENSION_NOT_SUPPORTED);
+}
+
 /// The platform of the first GPU that can share, or else of the first device that can.
 Result<cl_platform_id> FindSharingPlatform() {
     BaseArray<OpenCLPlatformRef> platforms;
@@ -135,6 +147,8 @@ Result<void> AddDevices(OpenCLContextImpl& context, const cl_device_id* devices,
 Result<OpenCLContextRef> OpenGLSharedContext(const OpenGLContextRef& glContext, cl_platform_id platform) {
     if (platform == nullptr) {
         NUVRA_ASSIGN_OR_RETURN(platform, FindSharingPlatform());
+    } else {
+        NUVRA_RETURN_IF_ERROR(CheckSharing(platform));
     }
     const SharingProperties properties(glContext, platform);
     cl_device_id devices[kMostDevices];
