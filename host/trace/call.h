@@ -52,8 +52,9 @@ public:
     CallSink(const CallSink&) = delete;
     CallSink& operator=(const CallSink&) = delete;
 
+    /// May fail for lack of memory; the record is then left out.
     virtual void Write(const Call& call) = 0;
-    virtual void Finish() {}
+    virtual void Finish() noexcept {}
     /// Why the sink does not do its work; empty while it does.
     virtual std::string GetProblem() const { return {}; }
 };

@@ -3,7 +3,7 @@
 namespace nuvra::host {
 
 void CallLog::Write(const Call& call) {
-    std::string& line = _file.GetBuffer();
+    std::string& line = _file.BeginRecord();
     AppendTime(line, call.begin, 6);
     line += " ms, thread " + std::to_string(call.thread) + ": ";
     AppendCall(line, call);

@@ -12,7 +12,7 @@ public:
     explicit CallLog(const std::filesystem::path& path) : _file(path, 0) {}
 
     void Write(const Call& call) override;
-    void Finish() override { _file.Close(); }
+    void Finish() noexcept override { _file.Close(); }
     std::string GetProblem() const override { return _file.GetProblem(); }
 
 private:

@@ -69,14 +69,15 @@ void AppendPhase(std::string& out, const Call& call) {
 }  // namespace
 
 ChromeTrace::ChromeTrace(const std::filesystem::path& path) : _file(path, kPatience) {
-    _file.GetBuffer() +=
+    _file.BeginRecord() =
         "[\n"
         R"({"name":"process_name","ph":"M","pid":1,"args":{"name":"OpenCL calls"}})";
+    _file.Commit(0);
 }
 
 void ChromeTrace::Write(const Call& call) {
     if (!_file.GetProblem().empty()) return;
-    std::string& out = _file.GetBuffer();
+    std::string& out = _file.BeginRecord();
     out += ",\n{\"name\":";
     AppendTitle(out, call);
     out += call.hasFailed ? R"(,"cat":"OpenCL,failed","cname":"terrible","ph":)" : R"(,"cat":"OpenCL","ph":)";
@@ -91,9 +92,8 @@ void ChromeTrace::Write(const Call& call) {
     _file.Commit(call.end);
 }
 
-void ChromeTrace::Finish() {
-    _file.GetBuffer() += "\n]\n";
-    _file.Close();
+void ChromeTrace::Finish() noexcept {
+    _file.Close("\n]\n");
 }
 
 }  // namespace nuvra::host

@@ -11,7 +11,7 @@ public:
     explicit ChromeTrace(const std::filesystem::path& path);
 
     void Write(const Call& call) override;
-    void Finish() override;
+    void Finish() noexcept override;
     std::string GetProblem() const override { return _file.GetProblem(); }
 
 private:

@@ -1,6 +1,7 @@
 #include "record_file.h"
 
 #include <cerrno>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -24,39 +25,54 @@ RecordFile::RecordFile(const std::filesystem::path& path, Int64 patience) : _pat
         std::setvbuf(_stream, nullptr, _IONBF, 0);  // the buffer here is enough
 }
 
-void RecordFile::Close() {
-    Flush();
-    std::FILE* stream = std::exchange(_stream, nullptr);
-    if (stream != nullptr && stream != stderr && std::fclose(stream) != 0) Fail(errno);
+std::string& RecordFile::BeginRecord() {
+    _buffer.resize(_whole);
+    return _buffer;
 }
 
 void RecordFile::Commit(Int64 now) {
-    if (_buffer.size() < kFull && now - _latest < _patience) return;
+    _whole = _buffer.size();
+    if (_whole < kFull && now - _latest < _patience) return;
     _latest = now;
     Flush();
 }
 
-void RecordFile::Flush() {
-    if (_stream != nullptr && !_buffer.empty()) {
-        if (WriteAll(_stream, _buffer))
-            _written += static_cast<Int64>(_buffer.size());
-        else
-            Fail(errno);
-    }
+void RecordFile::Close(std::string_view end) noexcept {
+    Flush();
+    Write(end);
+    std::FILE* stream = std::exchange(_stream, nullptr);
+    if (stream != nullptr && stream != stderr && std::fclose(stream) != 0) Fail(errno);
+}
+
+void RecordFile::Flush() noexcept {
+    Write(std::string_view(_buffer).substr(0, std::exchange(_whole, 0)));
     if (_buffer.capacity() > 2 * kFull) _buffer = {};  // a long record does not stay for ever
     _buffer.clear();
 }
 
-void RecordFile::Fail(int systemError) {
-    _problem = "cannot write ";
-    AppendQuoted(_problem, ToText(_path));
-    _problem += ": " + std::generic_category().message(systemError);
+void RecordFile::Write(std::string_view text) noexcept {
+    if (_stream == nullptr || text.empty()) return;
+    if (WriteAll(_stream, text))
+        _written += static_cast<Int64>(text.size());
+    else
+        Fail(errno);
+}
+
+void RecordFile::Fail(int systemError) noexcept {
     std::FILE* stream = std::exchange(_stream, nullptr);
-    if (stream == nullptr || stream == stderr) return;
-    std::fclose(stream);
-    std::error_code ignored;
-    if (std::filesystem::is_regular_file(_path, ignored))
-        std::filesystem::resize_file(_path, static_cast<std::uintmax_t>(_written), ignored);
+    if (stream != nullptr && stream != stderr) {
+        std::fclose(stream);
+        std::error_code ignored;
+        if (std::filesystem::is_regular_file(_path, ignored))
+            std::filesystem::resize_file(_path, static_cast<std::uintmax_t>(_written), ignored);
+    }
+    try {
+        std::string problem = "cannot write ";
+        AppendQuoted(problem, ToText(_path));
+        _problem = problem + ": " + std::generic_category().message(systemError);
+    } catch (const std::bad_alloc&) {
+        _problem = "cannot write";  // short enough to need no memory
+    }
 }
 
 }  // namespace nuvra::host

@@ -1,6 +1,7 @@
 #include "recorder.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "call_log.h"
 #include "chrome_trace.h"
@@ -188,10 +189,16 @@ void Recorder::NoteSymbol(std::string_view name, void* address) {
     if (name == "clFinish") _finish = reinterpret_cast<decltype(&::clFinish)>(address);
 }
 
-void Recorder::Finish() {
+void Recorder::Finish() noexcept {
     const std::lock_guard lock(_mutex);
-    if (_isFinished.exchange(true)) return;
-    for (const auto& call : _open) Write(*call);
+    if (std::exchange(_isClosed, true)) return;
+    try {
+        // Of a tracing that has stopped, the calls may be incomplete.
+        if (!_isFinished.exchange(true))
+            for (const auto& call : _open) Write(*call);
+    } catch (...) {
+        Stop(kOutOfMemory);
+    }
     for (const auto& sink : _sinks) sink->Finish();
 }
 

@@ -19,6 +19,8 @@ namespace nuvra::host {
 /// Puts the events of all threads together to calls and hands these to the sinks. Operations may throw.
 class Recorder {
 public:
+    static constexpr const char* kOutOfMemory = "tracing has stopped: out of memory";
+
     explicit Recorder(const TracingOptions& options);
 
     /// The event before a call; the result is its cookie.
@@ -33,8 +35,9 @@ public:
     /// A function that a module has found in a library.
     void NoteSymbol(std::string_view name, void* address);
 
-    void Finish();
-    /// Ends the tracing because of a failure.
+    /// Completes the files. Needs no memory, without which the calls that have not ended are left out.
+    void Finish() noexcept;
+    /// Ends the tracing because of a failure; the files are still to be completed.
     void Stop(const char* problem) noexcept;
 
     std::vector<std::string> GetProblems() const;
@@ -58,10 +61,11 @@ private:
     bool _keepsMakers = false;
     bool _isSerialized = false;
     std::atomic<decltype(&::clFinish)> _finish{nullptr};  ///< of the runtime that was loaded last
-    std::atomic<bool> _isFinished{false};
+    std::atomic<bool> _isFinished{false};                 ///< nothing more is traced
     std::atomic<const char*> _problem{nullptr};
 
     mutable std::mutex _mutex;  ///< guards all that follows
+    bool _isClosed = false;     ///< the files are complete
     std::vector<std::unique_ptr<CallSink>> _sinks;
     CallTable _table;
     Handles _handles;

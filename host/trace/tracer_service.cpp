@@ -26,7 +26,7 @@ void Record(OpenGLCLVKTracerImpl* tracer, const Action& action) noexcept {
     try {
         action(recorder);
     } catch (...) {
-        recorder.Stop("tracing has stopped: out of memory");
+        recorder.Stop(Recorder::kOutOfMemory);
     }
 }
 

@@ -1,6 +1,25 @@
+#include <cstdlib>
+#include <new>
 #include <thread>
 
 #include "tracing_fixture.h"
+
+namespace {
+constinit thread_local int g_allocationsLeft = -1;  // that this thread still gets; negative: any number
+}
+
+[[gnu::noinline]] void* operator new(size_t size) {
+    void* memory = g_allocationsLeft == 0 ? nullptr : std::malloc(size);
+    if (memory == nullptr) throw std::bad_alloc();
+    if (g_allocationsLeft > 0) g_allocationsLeft--;
+    return memory;
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept {
+    std::free(memory);
+}
 
 namespace nuvra::test {
 namespace {
@@ -199,6 +218,32 @@ TEST_F(RecorderTest, AFileIsWholeBetweenAnyTwoWrites) {
     const Json cut = ReadTrace();
     EXPECT_GT(cut.size(), 900U) << "most is written while the program runs";
     EXPECT_EQ(ReadFinished().size(), 1000U);
+}
+
+TEST_F(RecorderTest, WithoutMemoryTheFilesEndWithAWholeRecord) {
+    bool isEnough = false;
+    for (int left = 0; !isEnough; left++) {
+        SetUp();
+        GetRecorder().Comment("a record before");
+        Begin("outer", "x");
+        g_allocationsLeft = left;
+        try {
+            const UInt32 cookie =
+                Begin("inner", "Tx", "a text of more letters than a string holds in itself");
+            GetRecorder().Attach(cookie, true, 0, "another text of which the same is true, and not alone", 0);
+            End("inner", "i", 0);
+        } catch (const std::bad_alloc&) {
+            GetRecorder().Stop(host::Recorder::kOutOfMemory);
+        }
+        Finish();
+        g_allocationsLeft = -1;
+        isEnough = tracing->GetProblems().empty();
+        EXPECT_TRUE(ReadText(logFile).ends_with('\n'));
+        EXPECT_TRUE(ReadText(traceFile).ends_with("}\n]\n"));
+        const size_t events = ReadTrace().size();
+        EXPECT_TRUE(isEnough ? events == 3 : events >= 1) << events;
+        ASSERT_LT(left, 1000);
+    }
 }
 
 TEST(TraceFile, AFileThatCannotBeWrittenIsToldOnceAndChangesNothing) {
