@@ -26,8 +26,9 @@ public:
     }
     ~DynamicLibrary() { Close(); }
 
-    /// Opens `name`: a file when it has a folder, otherwise whatever the system's search finds. When that
-    /// fails the object is not open and `reason` holds the loader's words.
+    /// Opens `name`: a file when it has a folder, otherwise whatever the system's search finds, on Windows in
+    /// the system's folder alone. When that fails the object is not open and `reason` holds the loader's
+    /// words.
     static DynamicLibrary Open(const std::string& name, LibraryUse use, std::string& reason);
 
     bool IsOpen() const { return _handle != nullptr; }

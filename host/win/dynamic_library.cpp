@@ -25,9 +25,14 @@ std::string LastError(const std::string& name) {
 }  // namespace
 
 DynamicLibrary DynamicLibrary::Open(const std::string& name, LibraryUse, std::string& reason) {
-    const std::filesystem::path path = ToPath(name);
-    // With its folder known, a library finds the others that lie beside it.
-    const DWORD flags = path.is_absolute() ? LOAD_WITH_ALTERED_SEARCH_PATH : 0;
+    std::filesystem::path path = ToPath(name);
+    // Whoever can write to the current folder, or to the program's, is not to say what a bare name opens.
+    DWORD flags = LOAD_LIBRARY_SEARCH_SYSTEM32;
+    if (path.has_root_path() || path.has_parent_path()) {
+        // With its whole folder known, a library finds the others that lie beside it.
+        path = std::filesystem::absolute(path);
+        flags = LOAD_WITH_ALTERED_SEARCH_PATH;
+    }
     DynamicLibrary library;
     library._handle = LoadLibraryExW(path.c_str(), nullptr, flags);
     if (!library.IsOpen()) reason = LastError(name);

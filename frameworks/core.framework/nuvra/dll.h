@@ -50,8 +50,8 @@ struct DllInterface {
 
     struct Operations {
         void (*Destroy)(DllImpl* library);
-        /// Opens the library; `searchSystem` lets a bare file name be found by the system's library search.
-        /// The error names the library and says why.
+        /// Opens the library; `searchSystem` lets a bare file name be found by the system's library search,
+        /// on Windows in the system's folder alone. The error names the library and says why.
         Result<DllRef> (*Load)(const UrlRef& url, Bool searchSystem);
         /// The address of an exported name; the error names it and the library.
         Result<void*> (*FindSymbol)(DllImpl* library, const CString& name);

@@ -61,6 +61,16 @@ TEST_F(DllTest, ARedirectedNameOpensTheOtherFile) {
     ExpectSays(message, "libabsent.so.1");
 }
 
+TEST_F(DllTest, OnlyANameWithAFolderIsTakenFromTheCurrentOne) {
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(ZOO_FOLDER);
+    const std::string name = std::filesystem::path(kFile).filename().string();
+    EXPECT_FALSE(Load(name).IsOk());
+    EXPECT_TRUE(IsOk(Load("./" + name)));
+    EXPECT_TRUE(IsOk(Load(name, false)));
+    std::filesystem::current_path(before);
+}
+
 TEST_F(DllTest, WhatCannotBeOpenedIsNamedWithTheReason) {
     ExpectSays(ErrorText(Load("libnobodyhas.so.7")), "cannot open the library \"libnobodyhas.so.7\"");
     ExpectSays(ErrorText(Load("libnobodyhas.so.7")), WordsForNoFile());

@@ -38,7 +38,6 @@ ModuleTest::ModuleTest() {
 
 void ModuleTest::SetUp() {
     Start(FakeLibrary());
-    // Wine, for one, has a runtime of its own that it may prefer.
     ASSERT_TRUE(OpenCL::IsAvailable());
     ASSERT_EQ(Take("clGetPlatformIDs").size(), 1U) << "this is another runtime";
 }
