@@ -1,3 +1,4 @@
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -7,11 +8,25 @@ namespace nuvra {
 
 const char* const kOpenCLLibraryName = "libOpenCL.so.1";
 
+namespace {
+
+// Asking the system takes longer than all else that a traced call does here.
+constinit thread_local UInt64 g_threadId = 0;
+
+UInt64 AskThreadId() {
+    // Of a process that forks, one thread goes on in the child, where it is another to the system. The C
+    // library drops the handler when this library is unloaded.
+    static const int handler = pthread_atfork(nullptr, nullptr, [] { g_threadId = 0; });
+    static_cast<void>(handler);
+    return static_cast<UInt64>(syscall(SYS_gettid));
+}
+
+}  // namespace
+
 UInt64 GetThreadId() {
-    // Asking the system takes longer than all else that a traced call does here.
-    static thread_local UInt64 id = 0;
-    if (id == 0) id = static_cast<UInt64>(syscall(SYS_gettid));
-    return id;
+    if (g_threadId == 0) [[unlikely]]
+        g_threadId = AskThreadId();
+    return g_threadId;
 }
 
 }  // namespace nuvra
