@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "example.h"
 #include "nuvra/host.h"
 #include "nuvra/open_cl.h"
 
@@ -20,28 +21,14 @@ constinit ModuleRecord* g_modules = nullptr;
 constinit ModuleRecord g_module{"net.nuvra.opencl.example", 0, kDependencies};
 const ModuleRegistration g_registration{g_modules, g_module, {}};
 
-Result<OpenCLContextRef> CreateContext() {
-    BaseArray<OpenCLPlatformRef> platforms;
-    NUVRA_RETURN_IF_ERROR(OpenCL::GetPlatforms(platforms));
-    BaseArray<OpenCLDeviceRef> devices;
-    NUVRA_RETURN_IF_ERROR(platforms[0].GetDevices(devices));
-
-    NUVRA_ASSIGN_OR_RETURN(const Data name, devices[0].GetInfo(OpenCLDeviceInfo::NAME));
-    NUVRA_ASSIGN_OR_RETURN(const String text, name.ToText());
-    std::printf("On %s\n", text.GetChars());
-
-    NUVRA_ASSIGN_OR_RETURN(const Data platform, platforms[0].GetInfo(OpenCLPlatformInfo::ID));
-    NUVRA_ASSIGN_OR_RETURN(const Int64 platformId, platform.Get<Int64>());
-    NUVRA_ASSIGN_OR_RETURN(const Data device, devices[0].GetInfo(OpenCLDeviceInfo::ID));
-    NUVRA_ASSIGN_OR_RETURN(const Int64 deviceId, device.Get<Int64>());
-    BaseArray<cl_device_id> ids;
-    NUVRA_RETURN_IF_ERROR(ids.Append(reinterpret_cast<cl_device_id>(deviceId)));
-    return OpenCL::CreateContext(reinterpret_cast<cl_platform_id>(platformId), ids);
-}
-
 Result<void> FillBuffer() {
     std::vector<UChar> bytes(1000003);
-    NUVRA_ASSIGN_OR_RETURN(const auto context, CreateContext());
+    NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, FindFirstDevice());
+    NUVRA_ASSIGN_OR_RETURN(const Data deviceName, device.GetInfo(OpenCLDeviceInfo::NAME));
+    NUVRA_ASSIGN_OR_RETURN(const String text, deviceName.ToText());
+    std::printf("On %s\n", text.GetChars());
+
+    NUVRA_ASSIGN_OR_RETURN(const auto context, CreateContext(device));
     NUVRA_ASSIGN_OR_RETURN(const auto queue, context.CreateCommandQueue());
     NUVRA_ASSIGN_OR_RETURN(const auto buffer,
                            context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE, bytes.size()));
@@ -76,9 +63,5 @@ int main(int argc, char** argv) {
     // An error is an object of the module: it must be gone before the host unloads that.
     host::Host host;
     const Result<void> result = Run(host, argv[1]);
-    if (result.IsOk()) return 0;
-    const ErrorRef& error = result.GetError();
-    std::fprintf(stderr, "fill_buffer: %s (OpenCL code %d, %s:%d)\n", error.GetMessage().GetChars(),
-                 OpenCLErrorRef(error).GetErrorCode(), error.GetLocation().file, error.GetLocation().line);
-    return 1;
+    return result.IsOk() ? 0 : Fail("fill_buffer", result.GetError());
 }

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "example.h"
 #include "nuvra/host.h"
 #include "nuvra/open_cl.h"
 
@@ -18,18 +19,8 @@ constinit ModuleRecord g_module{"net.nuvra.example.invert_image", 0, kDependenci
 const ModuleRegistration g_registration{g_modules, g_module, {}};
 
 Result<void> InvertPixel(UChar (&rgba)[4]) {
-    BaseArray<OpenCLPlatformRef> platforms;
-    BaseArray<OpenCLDeviceRef> devices;
-    NUVRA_RETURN_IF_ERROR(OpenCL::GetPlatforms(platforms));
-    if (platforms.IsEmpty()) return NewError<UnknownErrorObject>("there is no OpenCL platform");
-    NUVRA_RETURN_IF_ERROR(platforms[0].GetDevices(devices));
-    NUVRA_ASSIGN_OR_RETURN(const Data platform, platforms[0].GetInfo(OpenCLPlatformInfo::ID));
-    NUVRA_ASSIGN_OR_RETURN(const Data device, devices[0].GetInfo(OpenCLDeviceInfo::ID));
-    BaseArray<cl_device_id> ids;
-    NUVRA_RETURN_IF_ERROR(ids.Append(reinterpret_cast<cl_device_id>(*device.Find<Int64>())));
-    NUVRA_ASSIGN_OR_RETURN(
-        const OpenCLContextRef context,
-        OpenCL::CreateContext(reinterpret_cast<cl_platform_id>(*platform.Find<Int64>()), ids));
+    NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, FindFirstDevice());
+    NUVRA_ASSIGN_OR_RETURN(const OpenCLContextRef context, CreateContext(device));
     NUVRA_ASSIGN_OR_RETURN(const OpenCLCommandQueueRef queue, context.CreateCommandQueue());
 
     const OpenCLImageFormat format{OpenCLChannelOrder::RGBA, OpenCLChannelDataType::UNORM_INT8};
@@ -71,7 +62,5 @@ int main(int argc, char** argv) {
     // An error is an object of the module: it must be gone before the host unloads that.
     host::Host host;
     const Result<void> result = Run(host, argv[1]);
-    if (result.IsOk()) return 0;
-    std::fprintf(stderr, "invert_image: %s\n", result.GetError().GetMessage().GetChars());
-    return 1;
+    return result.IsOk() ? 0 : Fail("invert_image", result.GetError());
 }

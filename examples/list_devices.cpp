@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "example.h"
 #include "nuvra/host.h"
 #include "nuvra/open_cl.h"
 
@@ -20,16 +21,21 @@ const ModuleRegistration g_registration{g_modules, g_module, {}};
 Result<void> Print(const OpenCLDeviceRef& device, UInt32 which) {
     NUVRA_ASSIGN_OR_RETURN(const Data info, device.GetInfo(which));
     NUVRA_ASSIGN_OR_RETURN(const String text, info.ToText());
-    std::printf("%s\n", text.GetChars());
+    std::printf("  %s\n", text.GetChars());
     return {};
 }
 
 Result<void> ListDevices() {
     BaseArray<OpenCLPlatformRef> platforms;
-    NUVRA_RETURN_IF_ERROR(OpenCL::GetPlatforms(platforms));
+    NUVRA_RETURN_IF_ERROR(FindPlatforms(platforms));
     for (const OpenCLPlatformRef& platform : platforms) {
+        NUVRA_ASSIGN_OR_RETURN(const Data info, platform.GetInfo(OpenCLPlatformInfo::NAME));
+        NUVRA_ASSIGN_OR_RETURN(const String name, info.ToText());
+        std::printf("%s:\n", name.GetChars());
         BaseArray<OpenCLDeviceRef> devices;
-        NUVRA_RETURN_IF_ERROR(platform.GetDevices(devices));
+        const Result<void> found = platform.GetDevices(devices);
+        // The other platforms' devices are there all the same.
+        if (!found.IsOk()) std::printf("  no devices: %s\n", Describe(found.GetError()).c_str());
         for (const OpenCLDeviceRef& device : devices) {
             NUVRA_RETURN_IF_ERROR(Print(device, OpenCLDeviceInfo::NAME));
             NUVRA_RETURN_IF_ERROR(Print(device, OpenCLDeviceInfo::OPENCL_C_VERSION));
@@ -55,7 +61,5 @@ int main(int argc, char** argv) {
     // An error is an object of the module: it must be gone before the host unloads that.
     host::Host host;
     const Result<void> result = Run(host, argv[1]);
-    if (result.IsOk()) return 0;
-    std::fprintf(stderr, "list_devices: %s\n", result.GetError().GetMessage().GetChars());
-    return 1;
+    return result.IsOk() ? 0 : Fail("list_devices", result.GetError());
 }

@@ -6,6 +6,7 @@
 #include <exception>
 #include <string_view>
 
+#include "example.h"
 #include "gl_window.h"
 #include "nuvra/host.h"
 #include "nuvra/open_cl.h"
@@ -66,23 +67,10 @@ Result<void> InvertShared(GLWindow& window, const OpenCLContextRef& context, con
     return inverted;
 }
 
-/// A context of the first device that there is.
-Result<OpenCLContextRef> CreatePlainContext() {
-    BaseArray<OpenCLPlatformRef> platforms;
-    BaseArray<OpenCLDeviceRef> devices;
-    NUVRA_RETURN_IF_ERROR(OpenCL::GetPlatforms(platforms));
-    if (platforms.IsEmpty()) return NewError<UnknownErrorObject>("there is no OpenCL platform");
-    NUVRA_RETURN_IF_ERROR(platforms[0].GetDevices(devices));
-    NUVRA_ASSIGN_OR_RETURN(const Data platform, platforms[0].GetInfo(OpenCLPlatformInfo::ID));
-    NUVRA_ASSIGN_OR_RETURN(const Data device, devices[0].GetInfo(OpenCLDeviceInfo::ID));
-    BaseArray<cl_device_id> ids;
-    NUVRA_RETURN_IF_ERROR(ids.Append(reinterpret_cast<cl_device_id>(*device.Find<Int64>())));
-    return OpenCL::CreateContext(reinterpret_cast<cl_platform_id>(*platform.Find<Int64>()), ids);
-}
-
 /// The same through images of their own, to which the pixels are copied and from which they come back.
 Result<void> InvertCopy(GLWindow& window, const Textures& textures) {
-    NUVRA_ASSIGN_OR_RETURN(const OpenCLContextRef context, CreatePlainContext());
+    NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, FindFirstDevice());
+    NUVRA_ASSIGN_OR_RETURN(const OpenCLContextRef context, CreateContext(device));
     NUVRA_ASSIGN_OR_RETURN(const OpenCLCommandQueueRef queue, context.CreateCommandQueue());
     const OpenCLImageFormat format{OpenCLChannelOrder::RGBA, OpenCLChannelDataType::UNORM_INT8};
     NUVRA_ASSIGN_OR_RETURN(const auto source,
@@ -154,7 +142,7 @@ int main(int argc, char** argv) {
             if (!isOnce) window.WaitUntilClosed();
             return 0;
         }
-        std::fprintf(stderr, "gl_sharing: %s\n", result.GetError().GetMessage().GetChars());
+        return Fail("gl_sharing", result.GetError());
     } catch (const std::exception& exception) {
         std::fprintf(stderr, "gl_sharing: %s\n", exception.what());
     }
