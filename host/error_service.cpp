@@ -1,6 +1,7 @@
 #include "error_service.h"
 
 #include <cstring>
+#include <mutex>
 #include <new>
 
 #include "object_class.h"
@@ -14,9 +15,19 @@ namespace {
 /// The data of the component that every error class has. The file name is held here, since the library whose
 /// literal it was may be gone before the error.
 struct ErrorData {
+    std::mutex mutex;  ///< guards the message: asking a class may derive and store it, on several threads
     String message;
     Int32 line = 0;
     char file[124] = "";
+
+    String GetMessage() {
+        const std::lock_guard lock(mutex);
+        return message;
+    }
+    void SetMessage(String text) {
+        const std::lock_guard lock(mutex);
+        std::swap(message, text);
+    }
 
     void SetFile(const char* name) {
         const size_t length = std::strlen(name);
@@ -45,8 +56,8 @@ ErrorData* FindData(const Object* error) {
 }
 
 String GetStoredMessage(Object* error) noexcept {
-    const ErrorData* data = FindData(error);
-    return data != nullptr ? data->message : String();
+    ErrorData* data = FindData(error);
+    return data != nullptr ? data->GetMessage() : String();
 }
 
 /// The operation of a derived class takes precedence over those of its bases.
@@ -66,7 +77,7 @@ String GetMessage(Object* error, void*) noexcept {
 
 void SetMessage(Object* error, const String& message) noexcept {
     ErrorData* data = FindData(error);
-    if (data != nullptr && error != g_fallback) data->message = message;
+    if (data != nullptr && error != g_fallback) data->SetMessage(message);
 }
 
 SourceLocation GetLocation(const Object* error) noexcept {
@@ -108,7 +119,11 @@ constinit const Int kErrorDataSize = sizeof(ErrorData);
 constinit const ComponentOperations kErrorComponentOperations{
     [](void* data) { new (data) ErrorData; }, [](void* data) { static_cast<ErrorData*>(data)->~ErrorData(); },
     [](void* to, const void* from) -> Result<void> {
-        *static_cast<ErrorData*>(to) = *static_cast<const ErrorData*>(from);
+        auto& copy = *static_cast<ErrorData*>(to);
+        auto& original = *static_cast<ErrorData*>(const_cast<void*>(from));
+        copy.message = original.GetMessage();
+        copy.line = original.line;
+        std::memcpy(copy.file, original.file, sizeof copy.file);
         return {};
     },
     nullptr};

@@ -15,7 +15,8 @@ struct Object : ObjectHeader {
 class ErrorRef;
 class String;
 
-/// Error objects: a place, a class and a text.
+/// Error objects: a place, a class and a text. Any number of threads may ask an error at once; setting is for
+/// one that is alone with the error.
 struct ErrorInterface {
     static constexpr Id kId{"nuvra.ErrorInterface#1"};
     static constexpr const char* kHeader = "nuvra/error.h";

@@ -101,14 +101,17 @@ const char* TextOf(Int32 code) {
 /// The error class's component: the code, and whether the stored message is older than it.
 struct OpenCLErrorImpl {
     Int32 code = 0;
-    bool isMessageStale = false;
+    std::atomic<bool> isMessageStale{false};
 
     static String GetMessage(Object* error, void* component) {
         auto* self = static_cast<OpenCLErrorImpl*>(component);
         const ErrorRef reference(error);
-        if (self->isMessageStale) {
-            self->isMessageStale = false;
-            reference.SetMessage(String::FromCText(TextOf(self->code)).GetValue());
+        if (self->isMessageStale.load(std::memory_order_acquire)) {
+            const Result<String> text = String::FromCText(TextOf(self->code));
+            if (!text.IsOk()) return String();  // whoever asks next may find memory
+            // Threads that ask at once store the same text; no longer stale is only what is stored.
+            reference.SetMessage(text.GetValue());
+            self->isMessageStale.store(false, std::memory_order_release);
         }
         return reference.Invoke<&ErrorInterface::Operations::GetStoredMessage>();
     }
@@ -135,7 +138,10 @@ constexpr ComponentOperations kComponentOperations{
     [](void* data) { new (data) OpenCLErrorImpl; },
     [](void*) {},
     [](void* to, const void* from) -> Result<void> {
-        *static_cast<OpenCLErrorImpl*>(to) = *static_cast<const OpenCLErrorImpl*>(from);
+        auto& copy = *static_cast<OpenCLErrorImpl*>(to);
+        const auto& original = *static_cast<const OpenCLErrorImpl*>(from);
+        copy.code = original.code;
+        copy.isMessageStale = original.isMessageStale.load();
         return {};
     },
     OpenCLErrorImpl::Describe,

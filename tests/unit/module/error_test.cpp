@@ -1,6 +1,7 @@
-#include <string_view>
-
+#include <barrier>
 #include <fstream>
+#include <string_view>
+#include <thread>
 
 #include "module_fixture.h"
 
@@ -58,6 +59,35 @@ TEST_F(ErrorTest, AMessageSetByHandStaysUntilACodeIsSet) {
     EXPECT_EQ(MessageOf(error), "by hand");
     OpenCLErrorRef(error).SetErrorCode(CL_INVALID_VALUE);
     EXPECT_EQ(MessageOf(error), "CL_INVALID_VALUE");
+}
+
+TEST_F(ErrorTest, ATextThatFoundNoMemoryIsDerivedWhenAskedForAgain) {
+    const ErrorRef error = NewError<OpenCLErrorObject>();
+    OpenCLErrorRef(error).SetErrorCode(CL_INVALID_VALUE);
+    host->allocations.FailAll();
+    EXPECT_EQ(MessageOf(error), "");
+    host->allocations.FailNone();
+    EXPECT_EQ(MessageOf(error), "CL_INVALID_VALUE");
+}
+
+TEST_F(ErrorTest, ThreadsThatAskAtOnceAllGetTheText) {
+    std::vector<ErrorRef> errors;
+    for (int i = 0; i < 1000; i++) {
+        errors.push_back(NewError<OpenCLErrorObject>());
+        OpenCLErrorRef(errors.back()).SetErrorCode(CL_INVALID_VALUE);
+    }
+    std::barrier together(4);
+    std::atomic<int> others{0};
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 4; i++)
+        threads.emplace_back([&] {
+            for (const ErrorRef& error : errors) {
+                together.arrive_and_wait();
+                if (error.GetMessage().GetView() != "CL_INVALID_VALUE") others++;
+            }
+        });
+    threads.clear();
+    EXPECT_EQ(others, 0);
 }
 
 TEST_F(ErrorTest, AnErrorCarriesThePlaceThatRaisedIt) {
