@@ -22,6 +22,19 @@ protected:
     TestHost host;
 };
 
+struct Methods {
+    int field;
+    void Change();
+    int Get() const noexcept;
+    static void Static();
+};
+template <auto Method>
+concept IsOperation = requires {
+    kOperation<Method>;
+};
+static_assert(IsOperation<&Methods::Change> && IsOperation<&Methods::Get>);
+static_assert(!IsOperation<&Methods::field> && !IsOperation<&Methods::Static> && !IsOperation<nullptr>);
+
 class CounterRef : public VirtualRef<zoo::Counter> {
 public:
     using VirtualRef::VirtualRef;
