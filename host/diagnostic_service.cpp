@@ -9,10 +9,12 @@ namespace nuvra::host {
 
 namespace {
 
+std::string MakeText(const char* format, const std::string_view* arguments, Int count) {
+    return FormatText(format != nullptr ? format : "", {arguments, static_cast<size_t>(count)});
+}
+
 Result<String> Format(const char* format, const std::string_view* arguments, Int count) noexcept {
-    return WithoutExceptions([&] {
-        return String::FromCText(FormatText(format, {arguments, static_cast<size_t>(count)}));
-    });
+    return WithoutExceptions([&] { return String::FromCText(MakeText(format, arguments, count)); });
 }
 
 void Print(std::string_view message) {
@@ -25,7 +27,7 @@ void Print(std::string_view message) {
 
 void Write(const char* format, const std::string_view* arguments, Int count) noexcept {
     try {
-        Print(FormatText(format, {arguments, static_cast<size_t>(count)}));
+        Print(MakeText(format, arguments, count));
     } catch (...) {
         std::fprintf(stderr, "%s\n", format);  // better the bare format than nothing
     }

@@ -52,10 +52,11 @@ Result<void> InterfaceTable::Check(const Module& module) const {
     NUVRA_RETURN_IF_ERROR(CheckCounts(module));
     for (const InterfaceRecord* record : module.interfaceReferences) {
         const Interface* entry = Find(record->id);
+        const char* header = record->header != nullptr ? record->header : "";
         const bool isImplemented = entry != nullptr && entry->implementation != nullptr;
         if (!isImplemented && (record->flags & kOptional) == 0)
             return MakeError("the module @ uses the interface \"@\" (@), which no module implements",
-                             {module.Describe(), record->id.GetText(), record->header});
+                             {module.Describe(), record->id.GetText(), header});
     }
     return {};
 }

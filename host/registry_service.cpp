@@ -1,6 +1,7 @@
 #include "registry_service.h"
 
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -13,6 +14,7 @@ namespace nuvra::host {
 namespace {
 
 struct StoredEntry {
+    std::string key;
     RegistryEntry::Kind kind;
     const void* value;
     std::string valueId;
@@ -20,9 +22,10 @@ struct StoredEntry {
     RegistryEntry Get() const { return {kind, value, valueId.c_str()}; }
 };
 
-using Entries = std::map<std::string, StoredEntry, std::less<>>;
+/// By the entries' own keys. Shared with who visits an entry, which may be removed meanwhile.
+using Entries = std::map<std::string_view, std::shared_ptr<const StoredEntry>>;
 
-/// The mutex is recursive so that what visits the entries can look others up. Leaked, since objects may
+/// The mutex is recursive so that what visits the entries can use the registries. Leaked, since objects may
 /// outlive static objects.
 struct Registries {
     std::recursive_mutex mutex;
@@ -36,12 +39,12 @@ Registries& GetRegistries() {
 
 Result<void> Add(const Id& registry, const Id& key, const RegistryEntry& entry) noexcept {
     return WithoutExceptions([&]() -> Result<void> {
+        const char* valueId = entry.valueId != nullptr ? entry.valueId : "";
+        const auto stored =
+            std::make_shared<const StoredEntry>(StoredEntry{key.GetText(), entry.kind, entry.value, valueId});
         Registries& registries = GetRegistries();
         const std::lock_guard lock(registries.mutex);
-        Entries& entries = registries.all[registry.GetText()];
-        const bool isNew =
-            entries.try_emplace(key.GetText(), StoredEntry{entry.kind, entry.value, entry.valueId}).second;
-        if (!isNew)
+        if (!registries.all[registry.GetText()].try_emplace(stored->key, stored).second)
             return MakeError("the registry \"@\" already has the key \"@\"",
                              {registry.GetText(), key.GetText()});
         return {};
@@ -63,16 +66,27 @@ RegistryEntry Find(const Id& registry, const Id& key) noexcept {
     const auto entries = registries.all.find(std::string_view(registry.GetText()));
     if (entries == registries.all.end()) return {};
     const auto entry = entries->second.find(std::string_view(key.GetText()));
-    return entry != entries->second.end() ? entry->second.Get() : RegistryEntry();
+    return entry != entries->second.end() ? entry->second->Get() : RegistryEntry();
+}
+
+/// The first entry, or the one behind `previous`; null at the end.
+std::shared_ptr<const StoredEntry> FindNext(const Registries& registries, const Id& registry,
+                                            const StoredEntry* previous) {
+    const auto entries = registries.all.find(std::string_view(registry.GetText()));
+    if (entries == registries.all.end()) return nullptr;
+    const auto next =
+        previous == nullptr ? entries->second.begin() : entries->second.upper_bound(previous->key);
+    return next != entries->second.end() ? next->second : nullptr;
 }
 
 void Enumerate(const Id& registry, void* context,
                void (*visit)(void* context, const Id& key, const RegistryEntry& entry)) noexcept {
     Registries& registries = GetRegistries();
     const std::lock_guard lock(registries.mutex);
-    const auto entries = registries.all.find(std::string_view(registry.GetText()));
-    if (entries == registries.all.end()) return;
-    for (const auto& [key, entry] : entries->second) visit(context, Id(key.c_str()), entry.Get());
+    // Each is looked for anew, since a visit may change the registry.
+    for (auto entry = FindNext(registries, registry, nullptr); entry != nullptr;
+         entry = FindNext(registries, registry, entry.get()))
+        visit(context, Id(entry->key.c_str()), entry->Get());
 }
 
 }  // namespace
@@ -83,7 +97,7 @@ void RemoveRegistryEntries(const std::function<bool(const void* value)>& isGone)
     Registries& registries = GetRegistries();
     const std::lock_guard lock(registries.mutex);
     for (auto& [name, entries] : registries.all)
-        std::erase_if(entries, [&](const auto& item) { return isGone(item.second.value); });
+        std::erase_if(entries, [&](const auto& item) { return isGone(item.second->value); });
     std::erase_if(registries.all, [](const auto& item) { return item.second.empty(); });
 }
 

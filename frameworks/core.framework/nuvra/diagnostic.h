@@ -7,7 +7,7 @@
 namespace nuvra {
 
 /// Text output for people, and the formatting behind it: each "@" of a format stands for the next argument;
-/// arguments without a "@" are dropped, and a "@" without an argument stays.
+/// arguments without a "@" are dropped, and a "@" without an argument stays. A null format is the empty one.
 struct Diagnostic {
     static constexpr Id kId{"nuvra.Diagnostic#1"};
     static constexpr const char* kHeader = "nuvra/diagnostic.h";

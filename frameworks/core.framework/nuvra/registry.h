@@ -89,7 +89,7 @@ struct RegistryEntry {
     enum class Kind : UInt32 { NONE, CLASS, DATA_TYPE };
     Kind kind = Kind::NONE;
     const void* value = nullptr;  ///< `const Class*` or `const DataTypeRecord*`
-    const char* valueId = "";     ///< the value's own id, for people
+    const char* valueId = "";     ///< the value's own id, for people; of an entry found, gone with the entry
 };
 
 /// Registries by id, each a table from key to entry: "nuvra.Classes", "nuvra.DataTypes" and those that
@@ -100,12 +100,15 @@ struct Registry {
     static constexpr bool kOptional = false;
 
     struct Operations {
-        /// Fails when the key is taken. The ids are copied.
+        /// Fails when the key is taken. The ids are copied; a null `valueId` is the empty one.
         Result<void> (*Add)(const Id& registry, const Id& key, const RegistryEntry& entry);
         void (*Remove)(const Id& registry, const Id& key);
         /// An empty entry when there is no such registry or key.
         RegistryEntry (*Find)(const Id& registry, const Id& key);
-        /// Calls `visit` for every entry in the order of the keys' texts.
+        /// Calls `visit` for every entry in the order of the keys' texts. `visit` may add and remove entries,
+        /// the one that it is shown included: none is shown that was removed before its turn, and one that
+        /// was added is where its key has yet to come. Key and entry are valid until `visit` returns.
+        /// Throwing there ends the process.
         void (*Enumerate)(const Id& registry, void* context,
                           void (*visit)(void* context, const Id& key, const RegistryEntry& entry));
     };

@@ -71,6 +71,7 @@ TEST_F(HostErrorTest, EachAtInAFormatTakesTheNextArgument) {
         {"none", {"dropped"}, "none"},
         {"@", {"a@b"}, "a@b"},
         {"", {}, ""},
+        {nullptr, {"dropped"}, ""},
     };
     for (const auto& [format, arguments, text] : cases) {
         const Int count = static_cast<Int>(arguments.size());
