@@ -103,6 +103,11 @@ void Framework::Open(Options options) {
     if (options.tracing != nullptr) OfferTracing();
     _options = std::move(options);
     SetSettings(&*_options);
+    TakeDownKept();
+}
+
+void Framework::TakeDownKept() {
+    if (_isStarted) return;
     for (const auto& image : _kept.images) image->isKept = false;
     Finalize(_kept, true);
     Assembly stillKept = SplitKept(_kept);
@@ -119,10 +124,15 @@ void Framework::Close() {
 Result<void> Framework::Add(std::unique_ptr<Image> image) {
     if (_isStarted) return MakeError("@ comes too late: the host is already started", {image->name});
     if (image->records == nullptr) return MakeError("@ lists no modules", {image->name});
-    for (const auto& kept : _kept.images)
-        if (kept->records == image->records)
-            return MakeError("the module @ is still in use: @ of its objects are alive",
-                             {kept->GetPrincipal().Describe(), std::to_string(kept->CountObjects())});
+    for (const auto& kept : _kept.images) {
+        if (kept->records != image->records) continue;
+        const std::string name = kept->GetPrincipal().Describe();
+        const Int objects = kept->CountObjects();
+        if (objects == 0)
+            return MakeError("the module @ is still in use by a module with objects that are alive", {name});
+        return MakeError("the module @ is still in use: @ of its objects are alive",
+                         {name, std::to_string(objects)});
+    }
     _current.images.push_back(std::move(image));
     return {};
 }

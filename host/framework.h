@@ -23,10 +23,12 @@ class Framework {
 public:
     static Framework& Get();
 
-    /// Begins a host. Modules that an earlier host had to leave loaded are taken down now if they can be.
-    /// Throws `std::logic_error` while another host exists.
+    /// Begins a host. Throws `std::logic_error` while another host exists.
     void Open(Options options);
     void Close();
+    /// Takes the modules down that an earlier end had to leave loaded, where that can be done by now. Not in
+    /// a running host.
+    void TakeDownKept();
     Result<void> Add(std::unique_ptr<Image> image);
     Result<void> Start();
     /// The names of the modules that stay.
@@ -43,7 +45,7 @@ private:
     Assembly _core;  ///< the host itself, which never ends
     ClassTable _classes;
     Assembly _current;
-    Assembly _kept;  ///< of earlier hosts, with objects alive
+    Assembly _kept;  ///< with objects alive at an earlier end
     std::optional<Options> _options;
     bool _isStarted = false;
 };

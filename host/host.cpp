@@ -18,8 +18,9 @@ Host::~Host() {
 
 Result<void> Host::AddModules(ModuleRecord* modules, const char* name) {
     return WithoutExceptions([&] {
+        Framework::Get().TakeDownKept();
         auto image = std::make_unique<Image>();
-        image->name = name;
+        image->name = name != nullptr ? name : "the program";
         image->records = modules;
         return Framework::Get().Add(std::move(image));
     });
@@ -27,6 +28,8 @@ Result<void> Host::AddModules(ModuleRecord* modules, const char* name) {
 
 Result<void> Host::LoadModules(const std::filesystem::path& library) {
     return WithoutExceptions([&]() -> Result<void> {
+        // First of all, so that a library that was kept is loaded afresh.
+        Framework::Get().TakeDownKept();
         auto image = std::make_unique<Image>();
         image->name = ToText(library);
         std::string reason;

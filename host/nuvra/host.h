@@ -44,7 +44,8 @@ public:
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
 
-    /// Adds the modules that are linked into the program itself; `name` is for messages.
+    /// Adds the modules that are linked into the program itself; `name` is for messages, null for "the
+    /// program".
     Result<void> AddModules(ModuleRecord* modules, const char* name);
     /// Loads a library and adds its modules. Fails, and leaves nothing loaded, when the file is no library or
     /// has no `g_privateModules`.
@@ -55,8 +56,8 @@ public:
     Result<void> Start();
     /// Runs the finalizers in reverse order, removes the registrations and unloads the libraries. A library
     /// with live objects is named in a diagnostic and stays loaded, unfinalized, with all it depends on.
-    /// The result is the names of the principal modules that stay. They are taken down when the next host
-    /// begins, if their objects are gone by then; until then they cannot be added again.
+    /// The result is the names of the principal modules that stay. They cannot be added again while their
+    /// objects live, and are taken down when modules are added, or the next host begins, after that.
     std::vector<std::string> Shutdown();
 };
 

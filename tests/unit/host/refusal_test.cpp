@@ -96,6 +96,7 @@ TEST(LoadModulesTest, ARunningHostTakesNoMoreModules) {
     ASSERT_TRUE(IsOk(host.Start()));
     EXPECT_FALSE(host.host.LoadModules(ZooFile("base")).IsOk());
     EXPECT_FALSE(IsLoaded(ZooFile("base")));
+    EXPECT_EQ(ErrorText(host.host.AddModules(nullptr, nullptr)).find("the program comes too late"), 0U);
     EXPECT_FALSE(host.host.Start().IsOk());
     EXPECT_NE(Registry::FindClass("nuvra.Classes", "nuvra.UnknownErrorObject"), nullptr) << "it still runs";
 }
