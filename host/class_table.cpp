@@ -63,8 +63,9 @@ Result<void> CheckInterfaces(const ComponentRecord& component) {
 
 Result<void> ClassTable::Add(Module& module) {
     for (const ComponentRecord* record : module.components) {
-        const auto [taken, isNew] = _components.try_emplace(record->id.GetText(), Component{record, &module});
-        if (!isNew) return IdTaken(module, *taken->second.module, record->id.GetText());
+        const std::string id = GetRegisteredId(*record);
+        const auto [taken, isNew] = _components.try_emplace(id, Component{record, &module});
+        if (!isNew) return IdTaken(module, *taken->second.module, id.c_str());
     }
     for (const ClassRecord* record : module.classes) {
         const auto [taken, isNew] = _classes.try_emplace(record->id.GetText(), Entry{record, &module});
@@ -123,14 +124,30 @@ Result<ClassTable::State> ClassTable::StartFromBase(const Entry& entry, Class& b
     return State::AVAILABLE;
 }
 
+Result<const ComponentRecord*> ClassTable::FindComponent(const Entry& entry, const Id& id) const {
+    const auto registered = _components.find(std::string_view(id.GetText()));
+    if (registered != _components.end()) return registered->second.record;
+    const ComponentRecord* found = nullptr;
+    for (const auto& [registeredId, component] : _components) {
+        if (!(component.record->id == id)) continue;
+        if (found != nullptr)
+            return MakeError(
+                "the module @ makes the class \"@\" of the component \"@\", which may be \"@\" or \"@\"",
+                {entry.module->Describe(), entry.record->id.GetText(), id.GetText(), GetRegisteredId(*found),
+                 registeredId});
+        found = component.record;
+    }
+    if (found == nullptr)
+        return MakeError("the module @ makes the class \"@\" of the component \"@\", which no module has",
+                         {entry.module->Describe(), entry.record->id.GetText(), id.GetText()});
+    return found;
+}
+
 Result<ClassTable::State> ClassTable::AddComponents(const Entry& entry, Class& built) {
     for (Int i = 0; i < entry.record->componentCount; i++) {
         const Id& id = entry.record->components[i];
-        const auto component = _components.find(std::string_view(id.GetText()));
-        if (component == _components.end())
-            return MakeError("the module @ makes the class \"@\" of the component \"@\", which no module has",
-                             {entry.module->Describe(), built.id, id.GetText()});
-        const ComponentRecord& record = *component->second.record;
+        NUVRA_ASSIGN_OR_RETURN(const ComponentRecord* found, FindComponent(entry, id));
+        const ComponentRecord& record = *found;
         const Int alignment = std::max<Int>(record.alignment, 1);
         if (alignment > static_cast<Int>(alignof(std::max_align_t)))
             return MakeError(

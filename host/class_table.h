@@ -11,7 +11,7 @@ namespace nuvra::host {
 /// The components and object classes of the modules at hand, and the building and registering of classes.
 class ClassTable {
 public:
-    /// Fails when an id is already taken.
+    /// Fails when an id is already taken, that of a component being the one with its type name.
     Result<void> Add(Module& module);
     /// Builds and registers the module's classes, registers its data types and registry entries. All modules
     /// must have been added. A class with a component that implements an outdated interface is left out,
@@ -33,6 +33,8 @@ private:
         const Module* module = nullptr;
     };
 
+    /// The component that a class calls by that id.
+    Result<const ComponentRecord*> FindComponent(const Entry& entry, const Id& id) const;
     Result<void> Build(Entry& entry);
     /// The state is UNAVAILABLE where the base class is.
     Result<State> StartFromBase(const Entry& entry, Class& built);

@@ -17,10 +17,6 @@ struct Class {
         void* GetData(const Object* object) const {
             return reinterpret_cast<char*>(const_cast<Object*>(object)) + offset;
         }
-        /// The id under which the component is registered.
-        std::string GetId() const {
-            return std::string(record->id.GetText()) + (record->typeName != nullptr ? record->typeName : "");
-        }
     };
 
     std::string id;
@@ -36,6 +32,11 @@ namespace nuvra::host {
 /// The component by which an error class is known: its data are an `ErrorData`.
 extern const ComponentOperations kErrorComponentOperations;
 extern const Int kErrorDataSize;
+
+/// The id under which the component is registered.
+inline std::string GetRegisteredId(const ComponentRecord& record) {
+    return std::string(record.id.GetText()) + (record.typeName != nullptr ? record.typeName : "");
+}
 
 /// A new object with count 0, or null when the memory cannot be had.
 Object* NewObjectOf(const Class& objectClass);

@@ -28,7 +28,8 @@ Result<AnyRef> Copy(const Object* object) noexcept {
     const auto& components = object->objectClass->components;
     for (const auto& component : components) {
         if (component.record->size == 0 || component.record->operations->copy != nullptr) continue;
-        Diagnostic::Write("Component @ has members, but CopyFrom is not implemented!", {component.GetId()});
+        Diagnostic::Write("Component @ has members, but CopyFrom is not implemented!",
+                          {GetRegisteredId(*component.record)});
         Diagnostic::Write("Stop", {});
         return NewError<FunctionNotImplementedErrorObject>("an object of this class cannot be copied");
     }

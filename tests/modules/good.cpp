@@ -52,14 +52,14 @@ constexpr ComponentInterface kShoutInterfaces[] = {
 constexpr ComponentOperations kShoutOperations{[](void*) {}, [](void*) {}, nullptr, nullptr};
 
 constinit ComponentRecord g_components[] = {
-    {{{RecordKind::COMPONENT, "zoo.counter", nullptr, 0}, nullptr},
+    {{{RecordKind::COMPONENT, "zoo.part", nullptr, 0}, nullptr},
      ".CounterImpl",
      sizeof(CounterData),
      alignof(CounterData),
      &kCounterOperations,
      kCounterInterfaces,
      1},
-    {{{RecordKind::COMPONENT, "zoo.shout", nullptr, 0}, nullptr},
+    {{{RecordKind::COMPONENT, "zoo.part", nullptr, 0}, nullptr},
      ".ShoutImpl",
      0,
      1,
@@ -67,8 +67,8 @@ constinit ComponentRecord g_components[] = {
      kShoutInterfaces,
      1},
 };
-constexpr Id kCounterComponents[] = {"zoo.counter"};
-constexpr Id kShoutComponents[] = {"zoo.shout"};
+constexpr Id kCounterComponents[] = {"zoo.part.CounterImpl"};
+constexpr Id kShoutComponents[] = {"zoo.part.ShoutImpl"};
 constinit ClassRecord g_classes[] = {
     {{{RecordKind::CLASS, "zoo.Counter", nullptr, kDeclaration}, nullptr}, Id(), kCounterComponents, 1},
     {{{RecordKind::CLASS, "zoo.ShoutErrorObject", nullptr, kDeclaration}, nullptr},

@@ -105,8 +105,9 @@ struct ReferenceRecord : EntityRecord {
 
 /// An object class: the components of its base class, then its own.
 struct ClassRecord : EntityRecord {
-    Id baseClass;                    ///< empty for none
-    const Id* components = nullptr;  ///< ids as ComponentRecord::id
+    Id baseClass;  ///< empty for none
+    /// Each by the id under which it is registered, or by its own where no other component has that.
+    const Id* components = nullptr;
     Int componentCount = 0;
 };
 
@@ -129,7 +130,7 @@ struct ComponentOperations {
 };
 
 /// A part of an object class: data and the operations on it. It is registered under its id with the type
-/// name (which begins with a dot) appended.
+/// name (which begins with a dot) appended, so that components of one id may differ by that.
 struct ComponentRecord : EntityRecord {
     const char* typeName = nullptr;
     Int size = 0;

@@ -1,4 +1,4 @@
-#include "object_class.h"
+#include "class_table.h"
 #include "zoo_fixture.h"
 
 namespace nuvra::test {
@@ -64,7 +64,7 @@ TEST_F(ObjectTest, AComponentWithDataAndNoCopyFunctionCannotBeCopied) {
     EXPECT_EQ(ErrorClass(copy), "nuvra.FunctionNotImplementedErrorObject");
     EXPECT_EQ(
         host.diagnostics,
-        (Texts{"Component zoo.counter.CounterImpl has members, but CopyFrom is not implemented!", "Stop"}));
+        (Texts{"Component zoo.part.CounterImpl has members, but CopyFrom is not implemented!", "Stop"}));
     EXPECT_EQ(ErrorClass(AnyRef().Copy()), "nuvra.NullPointerErrorObject");
 }
 
@@ -136,6 +136,49 @@ TEST_F(ObjectTest, EntriesOfARegistryComeInTheOrderOfTheirKeys) {
     EXPECT_EQ(keys, (Texts{"apple is some value", "fig is some value"}));
     for (const char* key : {"apple", "fig"}) registry->Remove("test.Fruit", key);
     EXPECT_EQ(registry->Find("test.Fruit", "fig").kind, RegistryEntry::Kind::NONE);
+}
+
+TEST_F(ObjectTest, WhoVisitsARegistryMayChangeIt) {
+    static constexpr RegistryEntry kNameless{RegistryEntry::Kind::CLASS, nullptr, nullptr};
+    for (const char* key : {"a", "b", "c"})
+        EXPECT_TRUE(IsOk(Table<Registry>()->Add("test.Letters", key, kNameless)));
+    const auto visit = [](void* context, const Id& key, const RegistryEntry& entry) {
+        auto& seen = *static_cast<Texts*>(context);
+        for (const char* gone : {key.GetText(), "b"}) Table<Registry>()->Remove("test.Letters", gone);
+        if (seen.empty()) static_cast<void>(Table<Registry>()->Add("test.Letters", "d", kNameless));
+        seen.push_back(std::string(key.GetText()) + entry.valueId);
+    };
+    for (const Texts& expected : {Texts{"a", "c", "d"}, Texts()}) {
+        Texts seen;
+        Table<Registry>()->Enumerate("test.Letters", &seen, visit);
+        EXPECT_EQ(seen, expected);
+    }
+}
+
+TEST_F(ObjectTest, RecordsThatCannotBeFollowedAreNamed) {
+    constexpr const char* kTypeNames[] = {".One", ".Two", ".Two"};
+    ComponentRecord components[3];
+    for (int i = 0; i < 3; i++) {
+        components[i].id = "test.part";
+        components[i].typeName = kTypeNames[i];
+    }
+    ClassRecord record;
+    record.id = "test.Whole";
+    record.components = &components[0].id;
+    record.componentCount = 1;
+    InterfaceRecord reference{"test.Absent#1", kReference, nullptr, 1};
+    ModuleRecord moduleRecord{"test.module", 0};
+    host::Image image;
+    host::Module module(image, moduleRecord);
+    module.components = {&components[0], &components[1]};
+    module.classes = {&record};
+    module.interfaceReferences = {&reference};
+    host::ClassTable table;
+    ASSERT_TRUE(IsOk(table.Add(module)));
+    EXPECT_TRUE(ErrorText(table.Register(module)).ends_with("\"test.part.One\" or \"test.part.Two\""));
+    module.components = {&components[2]};
+    EXPECT_NE(ErrorText(table.Add(module)).find("registers \"test.part.Two\""), std::string::npos);
+    EXPECT_FALSE(host::InterfaceTable().Check(module).IsOk());
 }
 
 }  // namespace
