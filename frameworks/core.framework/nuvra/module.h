@@ -157,10 +157,10 @@ inline constinit std::atomic<Int> g_liveObjects{0};
 /// The interface, class and data type references of this library. Using one registers it: see interface.h.
 inline constinit SourceUnitRecord g_references{"references"};
 
-inline void Register(ModuleRecord*& list, ModuleRecord& module) {
+inline void Register(ModuleRecord*& list, ModuleRecord& module, SourceUnitRecord& unit) {
     module.kind = RecordKind::MODULE;
     module.flags |= kModuleRegistered;
-    module.owner = &g_references;
+    module.owner = &unit;
     module.liveObjects = &g_liveObjects;
     module.listHead = &list;
     module.next = list;
@@ -180,13 +180,22 @@ inline void Register(ModuleRecord& module, SourceUnitRecord& unit) {
 }
 
 /// As a static of a library's main file: chains its modules, in order, into the exported list.
-struct ModuleRegistration {
+/// It is that file's source unit too, with entities of the principal module.
+class ModuleRegistration {
+public:
     ModuleRegistration(ModuleRecord*& list, ModuleRecord& principal,
-                       std::initializer_list<ModuleRecord*> frameworks) {
-        Register(list, principal);
+                       std::initializer_list<ModuleRecord*> frameworks, const char* unitName = "main",
+                       std::initializer_list<EntityRecord*> entities = {})
+        : _unit(unitName) {
+        for (EntityRecord* entity : entities) Register(_unit, *entity);
+        Register(list, principal, _unit);
         Register(principal, g_references);
-        for (ModuleRecord* framework : frameworks) Register(list, *framework);
+        Register(principal, _unit);
+        for (ModuleRecord* framework : frameworks) Register(list, *framework, _unit);
     }
+
+private:
+    SourceUnitRecord _unit;
 };
 
 /// As a static of any source file: chains the file's entities into its module.

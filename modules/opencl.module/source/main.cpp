@@ -67,8 +67,9 @@ constinit InterfaceRecord g_traceDeclaration = DeclareInterface<OpenGLCLTrace>()
 const ModuleRegistration g_modules{
     g_privateModules,
     g_openCLModule,
-    {&g_openCLFramework, &g_privateOpenGLFramework, &g_privateOpenCLFramework, &g_privateTraceFramework}};
-SourceUnit g_unit{g_openCLModule, "main", {&g_initializer}};
+    {&g_openCLFramework, &g_privateOpenGLFramework, &g_privateOpenCLFramework, &g_privateTraceFramework},
+    "main",
+    {&g_initializer}};
 SourceUnit g_openCLUnit{
     g_openCLFramework,
     "open_cl",

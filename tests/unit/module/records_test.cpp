@@ -37,6 +37,7 @@ TEST_F(RecordsTest, TheLibraryListsItsFiveModulesLatestFirst) {
         modules.push_back(text);
         EXPECT_EQ(static_cast<int>(module->kind), 5);
         EXPECT_EQ(module->listHead, list);
+        EXPECT_STREQ(module->owner->id.GetText(), "main") << "the source unit that registers it";
     }
     const std::string core = " net.nuvra.core.framework";
     const std::string openGL = " net.nuvra.private_opengl.framework";
