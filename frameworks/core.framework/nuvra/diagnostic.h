@@ -21,10 +21,12 @@ struct Diagnostic {
     };
 
     static Result<String> Format(const char* format, std::initializer_list<std::string_view> arguments) {
-        return Table<Diagnostic>()->Format(format, arguments.begin(), static_cast<Int>(arguments.size()));
+        return InvokeStatic<Diagnostic, &Operations::Format>(format, arguments.begin(),
+                                                             static_cast<Int>(arguments.size()));
     }
     static void Write(const char* format, std::initializer_list<std::string_view> arguments) {
-        Table<Diagnostic>()->Write(format, arguments.begin(), static_cast<Int>(arguments.size()));
+        InvokeStatic<Diagnostic, &Operations::Write>(format, arguments.begin(),
+                                                     static_cast<Int>(arguments.size()));
     }
 };
 

@@ -31,7 +31,7 @@ public:
     using ObjectRef::ObjectRef;
     UrlRef() = default;
 
-    static Result<UrlRef> Create() { return Table<UrlInterface>()->Create(); }
+    static Result<UrlRef> Create() { return InvokeStatic<UrlInterface, &UrlInterface::Operations::Create>(); }
     Result<void> SetScheme(const Id& scheme) const {
         return Invoke<&UrlInterface::Operations::SetScheme>(scheme);
     }
@@ -66,7 +66,7 @@ public:
     DllRef() = default;
 
     static Result<DllRef> Load(const UrlRef& url, Bool searchSystem) {
-        return Table<DllInterface>()->Load(url, searchSystem);
+        return InvokeStatic<DllInterface, &DllInterface::Operations::Load>(url, searchSystem);
     }
     Result<void*> FindSymbol(const CString& name) const {
         return Invoke<&DllInterface::Operations::FindSymbol>(name);

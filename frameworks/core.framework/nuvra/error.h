@@ -12,6 +12,10 @@ struct Object : ObjectHeader {
     const Class* objectClass = nullptr;
 };
 
+/// The null-pointer error of a program that has no host yet, and of a library that no host has filled: the
+/// one error without a class. Its count never comes to nothing.
+inline constinit Object g_hostlessError{{{1}, 0}, nullptr};
+
 class ErrorRef;
 class String;
 
@@ -49,8 +53,13 @@ public:
 
     inline String GetMessage() const;
     inline void SetMessage(const String& message) const;
-    SourceLocation GetLocation() const { return Invoke<&ErrorInterface::Operations::GetLocation>(); }
-    const char* GetClassId() const { return Invoke<&ErrorInterface::Operations::GetClassId>(); }
+    SourceLocation GetLocation() const {
+        return IsHostless() ? SourceLocation() : Invoke<&ErrorInterface::Operations::GetLocation>();
+    }
+    inline const char* GetClassId() const;
+
+private:
+    bool IsHostless() const { return *this && Get()->objectClass == nullptr; }
 };
 
 /// A tag that names an object class for `EntityReference`.
@@ -68,10 +77,18 @@ NUVRA_CLASS_TAG(WrongValueTypeErrorObject, "nuvra/error.h");
 NUVRA_CLASS_TAG(FunctionNotImplementedErrorObject, "nuvra/error.h");
 NUVRA_CLASS_TAG(UnknownErrorObject, "nuvra/error.h");
 
+const char* ErrorRef::GetClassId() const {
+    if (IsHostless()) return NullPointerErrorObject::kId.GetText();
+    return Invoke<&ErrorInterface::Operations::GetClassId>();
+}
+
 /// A new error of the tagged class, placed where the caller stands.
 template <class ErrorClass>
 ErrorRef NewError(const char* message = nullptr, SourceLocation location = SourceLocation::Here()) {
-    return Table<ErrorInterface>()->Create(EntityReference<ErrorClass, Class>::Get(), location, message);
+    const auto* errors = Table<ErrorInterface>();
+    if (errors == nullptr) [[unlikely]]
+        return ErrorRef(&g_hostlessError);
+    return errors->Create(EntityReference<ErrorClass, Class>::Get(), location, message);
 }
 inline ErrorRef OutOfMemoryError(SourceLocation location = SourceLocation::Here()) {
     return NewError<OutOfMemoryErrorObject>("out of memory", location);

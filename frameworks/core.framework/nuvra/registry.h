@@ -59,7 +59,8 @@ public:
     /// Empty when the object does not implement the interface.
     explicit VirtualRef(const AnyRef& object) : _object(object) {
         if (!_object) return;
-        const auto binding = Table<ObjectInterface>()->FindInterface(object.Get(), I::kId);
+        const auto binding =
+            InvokeStatic<ObjectInterface, &ObjectInterface::Operations::FindInterface>(object.Get(), I::kId);
         _operations = static_cast<const typename I::Operations*>(binding.table);
         _component = binding.component;
         if (_operations == nullptr) _object = nullptr;
@@ -115,7 +116,7 @@ struct Registry {
 
     /// The class under the key, or null.
     static const Class* FindClass(const Id& registry, const Id& key) {
-        const RegistryEntry entry = Table<Registry>()->Find(registry, key);
+        const RegistryEntry entry = InvokeStatic<Registry, &Operations::Find>(registry, key);
         return entry.kind == RegistryEntry::Kind::CLASS ? static_cast<const Class*>(entry.value) : nullptr;
     }
 };

@@ -102,18 +102,29 @@ struct CStringInterface {
 };
 
 Result<String> String::FromCText(std::string_view text) {
-    return Table<StringInterface>()->Create(text.data(), static_cast<Int>(text.size()));
+    return InvokeStatic<StringInterface, &StringInterface::Operations::Create>(text.data(),
+                                                                               static_cast<Int>(text.size()));
 }
 
 Result<CString> CString::FromText(std::string_view text) {
-    return Table<CStringInterface>()->Create(text.data(), static_cast<Int>(text.size()));
+    return InvokeStatic<CStringInterface, &CStringInterface::Operations::Create>(
+        text.data(), static_cast<Int>(text.size()));
 }
 
+/// A text that needs no memory, and whose count never comes to nothing.
+struct HostlessText : TextBuffer {
+    char bytes[17] = "there is no host";
+    constexpr HostlessText() { length = sizeof bytes - 1; }
+};
+inline constinit HostlessText g_hostlessText;
+
 String ErrorRef::GetMessage() const {
-    return Invoke<&ErrorInterface::Operations::GetMessage>(nullptr);
+    if (!IsHostless()) return Invoke<&ErrorInterface::Operations::GetMessage>(nullptr);
+    g_hostlessText.count.fetch_add(1, std::memory_order_relaxed);
+    return String(&g_hostlessText);
 }
 void ErrorRef::SetMessage(const String& message) const {
-    Invoke<&ErrorInterface::Operations::SetMessage>(message);
+    if (!IsHostless()) Invoke<&ErrorInterface::Operations::SetMessage>(message);
 }
 
 }  // namespace nuvra

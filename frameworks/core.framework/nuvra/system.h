@@ -22,8 +22,13 @@ struct System {
         void (*Free)(void* block);
     };
 
-    static void* Allocate(Int size) { return Table<System>()->Allocate(size); }
-    static void* Reallocate(void* block, Int size) { return Table<System>()->Reallocate(block, size); }
+    static void* Allocate(Int size) {
+        const auto* memory = Table<System>();
+        return memory != nullptr ? memory->Allocate(size) : nullptr;
+    }
+    static void* Reallocate(void* block, Int size) {
+        return block == nullptr ? Allocate(size) : Table<System>()->Reallocate(block, size);
+    }
     static void Free(void* block) {
         if (block != nullptr) Table<System>()->Free(block);
     }

@@ -1,3 +1,4 @@
+#include "nuvra/diagnostic.h"
 #include "nuvra/dll.h"
 #include "zoo_fixture.h"
 
@@ -102,13 +103,34 @@ TEST(LifecycleTest, AModuleWithLiveObjectsStaysLoadedWithAllThatItNeeds) {
         EXPECT_EQ(TakeLog(), Texts()) << "ended when the next host began, before its log was there";
         for (const std::string& file : kept) EXPECT_FALSE(IsLoaded(file)) << file;
         EXPECT_TRUE(IsOk(next.Start(kept)));
-    }
         survivor = MakeCounter();
         EXPECT_EQ(next.host.Shutdown().size(), 2U);
         EXPECT_EQ(TakeLog(), (Texts{"+zoo.base", "+zoo.good"}));
         survivor = nullptr;
         EXPECT_TRUE(IsOk(next.Start(kept))) << "nor need there be another host";
+    }
     EXPECT_EQ(TakeLog(), (Texts{"+zoo.base", "+zoo.good", "-zoo.good", "-zoo.base"}));
+}
+
+TEST(LifecycleTest, BeforeThereIsAHostEveryCallIsAnError) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");  // in a process of its own, which has had no host
+    const auto use = [] {
+        BaseArray<Int64> array;
+        Diagnostic::Write("nobody hears it", {});
+        bool isRight = FindCounter() == nullptr;
+        for (const ErrorRef& error :
+             {UrlRef::Create().GetError(), String::FromCText("text").GetError(),
+              CString::FromText("text").GetError(), Diagnostic::Format("text", {}).GetError(),
+              DllRef::Load(UrlRef(), true).GetError(), Data::Of(Int64{1}).GetError(),
+              array.Append(1).GetError()}) {
+            error.SetMessage(String());
+            isRight = isRight && error.GetMessage().GetView() == "there is no host" &&
+                      std::string_view(error.GetClassId()) == "nuvra.NullPointerErrorObject" &&
+                      error.GetLocation().line == 0 && !VirtualRef<zoo::Counter>(AnyRef(error.Get()));
+        }
+        std::exit(isRight ? 0 : 1);
+    };
+    EXPECT_EXIT(use(), testing::ExitedWithCode(0), "");
 }
 
 TEST(LifecycleTest, ServicesOutliveTheHost) {
