@@ -12,7 +12,7 @@ __constant sampler_t srcSampler =
 #define STEP 128
 
 // The register after eight more bytes. slices[k * 256 + b] is the register after byte b and k zero bytes.
-uint Advance8(__global const uchar* bytes, uint c, __local const uint* slices) {
+static uint Advance8(__global const uchar* bytes, uint c, __local const uint* slices) {
     uint low = c ^ ((uint)bytes[0] | (uint)bytes[1] << 8 | (uint)bytes[2] << 16 | (uint)bytes[3] << 24);
     return slices[7 * 256 + (low & 0xff)] ^ slices[6 * 256 + ((low >> 8) & 0xff)] ^
            slices[5 * 256 + ((low >> 16) & 0xff)] ^ slices[4 * 256 + (low >> 24)] ^
@@ -21,21 +21,22 @@ uint Advance8(__global const uchar* bytes, uint c, __local const uint* slices) {
 }
 
 // Compilers do not unroll a loop on every device.
-uint Advance32(__global const uchar* bytes, uint c, __local const uint* slices) {
+static uint Advance32(__global const uchar* bytes, uint c, __local const uint* slices) {
     c = Advance8(bytes, c, slices);
     c = Advance8(bytes + 8, c, slices);
     c = Advance8(bytes + 16, c, slices);
     return Advance8(bytes + 24, c, slices);
 }
 
-uint Advance128(__global const uchar* bytes, uint c, __local const uint* slices) {
+static uint Advance128(__global const uchar* bytes, uint c, __local const uint* slices) {
     c = Advance32(bytes, c, slices);
     c = Advance32(bytes + 32, c, slices);
     c = Advance32(bytes + 64, c, slices);
     return Advance32(bytes + 96, c, slices);
 }
 
-// count is a multiple of STEP.
+// count is a multiple of STEP. Not static: PoCL 3.1 gives wrong values where this function, Advance128 and
+// Advance32 all are.
 uint AdvanceSliced(__global const uint* crctable, __global const uchar* buffer, int count, uint c,
                    __local uint* slices) {
     for (int b = 0; b < 256; b++) {

@@ -13,12 +13,12 @@ __constant sampler_t srcSampler =
 #define ONE_BITS 0x3f800000u
 #define SMALLEST_NORMAL_BITS 0x00800000u
 
-inline bool IsNan(uint bits) {
+static inline bool IsNan(uint bits) {
     return (bits & ~SIGN_BIT) > INFINITY_BITS;
 }
 
 // 0 when the number is no integer, 1 when it is odd, 2 when it is even; infinities count as even.
-inline int IntegerKind(uint bits) {
+static inline int IntegerKind(uint bits) {
     int exponent = (int)((bits >> 23) & 0xffu) - 127;
     uint mantissa = (bits & 0x007fffffu) | 0x00800000u;
     if (exponent > 23) return 2;
@@ -30,7 +30,7 @@ inline int IntegerKind(uint bits) {
 
 // The power's bits where the base is no positive normal number or the exponent is not finite, by the rules of
 // IEEE 754.
-uint SpecialPower(uint base, uint exponent) {
+static uint SpecialPower(uint base, uint exponent) {
     uint magnitude = base & ~SIGN_BIT;
     if ((exponent & ~SIGN_BIT) == 0u || base == ONE_BITS) return ONE_BITS;
     if (IsNan(base) || IsNan(exponent)) return NAN_BITS;
@@ -56,7 +56,7 @@ uint SpecialPower(uint base, uint exponent) {
 
 // pow(base, exponent) with the logarithm and the exponential of base 2, which take a fraction of its time.
 // The power 1 is the base itself, to the last bit.
-inline float Power(float base, float exponent) {
+static inline float Power(float base, float exponent) {
     if (as_uint(exponent) == ONE_BITS) return base;
     uint bits = as_uint(base);
     bool isOrdinary = bits - SMALLEST_NORMAL_BITS < INFINITY_BITS - SMALLEST_NORMAL_BITS &&

@@ -4,7 +4,7 @@
 // The Spline16 cubic pieces: 1 - 0.2x - 1.8x^2 + x^3 up to 1, and -7/15 t + 0.8 t^2 - t^3/3 with t = x - 1 up
 // to 2. In factors, so that the weights next to the zeros at 1 and 2 are as precise as the others: where a
 // source pixel is met exactly, its neighbours must not shine through.
-inline float CalcWeight(float x) {
+static inline float CalcWeight(float x) {
     x = fabs(x);
     if (x <= 1.0f) return (x - 1.0f) * ((x - 0.8f) * x - 1.0f);
     if (x <= 2.0f) return (x - 1.0f) * (x - 2.0f) * (x - 2.4f) / -3.0f;
@@ -17,8 +17,8 @@ inline float CalcWeight(float x) {
 // When the picture shrinks, the filter covers two destination pixels to each side and is measured in them.
 // When it grows, that would cover few source pixels or none: it then takes the four around the position and
 // is measured in source pixels.
-inline void PrepareBuffer(__global int2* index, __global float* weight, float scale, float invscale,
-                          int offset, int first, int last, int filterSize, float halfFilterSize) {
+static inline void PrepareBuffer(__global int2* index, __global float* weight, float scale, float invscale,
+                                 int offset, int first, int last, int filterSize, float halfFilterSize) {
     int gid = (int)get_global_id(0);
     float f = (float)gid * scale;
     int2 i = (int2)((int)ceil(f - halfFilterSize), (int)floor(f + halfFilterSize));

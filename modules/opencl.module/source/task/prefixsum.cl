@@ -1,10 +1,14 @@
 // Exclusive prefix sums of uint values, modulo 2^32, in blocks of 4 * WORKGROUP_SIZE elements a work-group.
 //
-// WORKGROUP_SIZE is the size of every group of the first four kernels, a power of two from 64 to 4096;
-// PREFIX_SUM_ARRAY_SHIFT the binary logarithm of the elements in a chunk. SERIAL_SCAN chooses how a group
-// scans its values: defined, one work-item adds them up, which suits a processor that runs the work-items of
-// a group one after the other; else all take log2(size) steps with a barrier between them. No step relies on
-// work-items that run in lockstep.
+// The module builds it with every choice of:
+// -D WORKGROUP_SIZE: 64 128 256 512 1024 2048 4096
+//     The size of every group of the first four kernels.
+// -D PREFIX_SUM_ARRAY_SHIFT: 14
+//     The binary logarithm of the elements in a chunk; at least that of a block.
+// -D SERIAL_SCAN: 1 undefined
+//     How a group scans its values: defined, one work-item adds them up, which suits a processor that runs
+//     the work-items of a group one after the other; else all take log2(size) steps with a barrier between
+//     them. No step relies on work-items that run in lockstep.
 //
 // l_Data is local memory of 2 * WORKGROUP_SIZE elements.
 
@@ -15,7 +19,7 @@
 // same in the whole group; every work-item of the group takes part.
 #ifdef SERIAL_SCAN
 
-inline uint scan1Exclusive(uint idata, __local uint* l_Data, uint size) {
+static inline uint scan1Exclusive(uint idata, __local uint* l_Data, uint size) {
     uint lid = get_local_id(0);
     l_Data[lid] = idata;
     barrier(CLK_LOCAL_MEM_FENCE);
@@ -35,7 +39,7 @@ inline uint scan1Exclusive(uint idata, __local uint* l_Data, uint size) {
 #else
 
 // Each run is preceded by `size` zeros.
-inline uint warpScanInclusive(uint idata, __local uint* l_Data, uint size) {
+static inline uint warpScanInclusive(uint idata, __local uint* l_Data, uint size) {
     uint lid = get_local_id(0);
     uint pos = 2 * lid - (lid & (size - 1));
     l_Data[pos] = 0;
@@ -53,12 +57,12 @@ inline uint warpScanInclusive(uint idata, __local uint* l_Data, uint size) {
     return result;
 }
 
-inline uint warpScanExclusive(uint idata, __local uint* l_Data, uint size) {
+static inline uint warpScanExclusive(uint idata, __local uint* l_Data, uint size) {
     return warpScanInclusive(idata, l_Data, size) - idata;
 }
 
 // Runs above WARP_SIZE are the whole group, scanned in warps whose totals are scanned in turn.
-inline uint scan1Inclusive(uint idata, __local uint* l_Data, uint size) {
+static inline uint scan1Inclusive(uint idata, __local uint* l_Data, uint size) {
     if (size <= WARP_SIZE) return warpScanInclusive(idata, l_Data, size);
     uint lid = get_local_id(0);
     uint warpResult = warpScanInclusive(idata, l_Data, WARP_SIZE);
@@ -72,7 +76,7 @@ inline uint scan1Inclusive(uint idata, __local uint* l_Data, uint size) {
     return warpResult + l_Data[lid >> LOG2_WARP_SIZE];
 }
 
-inline uint scan1Exclusive(uint idata, __local uint* l_Data, uint size) {
+static inline uint scan1Exclusive(uint idata, __local uint* l_Data, uint size) {
     return scan1Inclusive(idata, l_Data, size) - idata;
 }
 
@@ -100,7 +104,7 @@ __kernel __attribute__((reqd_work_group_size(WORKGROUP_SIZE, 1, 1))) void scanEx
 
 #else
 
-inline uint4 scan4Inclusive(uint4 data4, __local uint* l_Data, uint size) {
+static inline uint4 scan4Inclusive(uint4 data4, __local uint* l_Data, uint size) {
     data4.y += data4.x;
     data4.z += data4.y;
     data4.w += data4.z;
@@ -108,7 +112,7 @@ inline uint4 scan4Inclusive(uint4 data4, __local uint* l_Data, uint size) {
     return data4 + val;
 }
 
-inline uint4 scan4Exclusive(uint4 data4, __local uint* l_Data, uint size) {
+static inline uint4 scan4Exclusive(uint4 data4, __local uint* l_Data, uint size) {
     return scan4Inclusive(data4, l_Data, size) - data4;
 }
 
