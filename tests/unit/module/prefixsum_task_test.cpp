@@ -299,7 +299,25 @@ TEST_F(PrefixSumTaskTest, EveryDeviceOfTheContextMustRunTheGroup) {
     second.info[CL_DEVICE_LOCAL_MEM_SIZE] = fake::NumberBytes<cl_ulong>({32768});
     expectGroups("WORKGROUP_SIZE=512 ", 1);
     second.info[CL_DEVICE_LOCAL_MEM_SIZE] = fake::NumberBytes<cl_ulong>({1024});
-    expectGroups("WORKGROUP_SIZE=128 ", 3);
+    expectGroups("WORKGROUP_SIZE=128 ", 1);
+}
+
+TEST_F(PrefixSumTaskTest, AGroupThatCannotBeBuiltIsHalvedAndTheFirstLogToldWhenNoneCan) {
+    SetGroupSize(1024);
+    fake.Fail("clBuildProgram", CL_BUILD_PROGRAM_FAILURE, 1);
+    fake.Fail("clCreateKernel", CL_OUT_OF_RESOURCES, 2);
+    fake.workGroupInfo.erase(CL_KERNEL_PREFERRED_WORK_GROUP_SIZE_MULTIPLE);  // unknown to OpenCL 1.0
+    EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("prefixsum"))), "OK");
+    EXPECT_NE(fake.TextsOf("clBuildProgram").back().find("WORKGROUP_SIZE=256 "), std::string::npos);
+    EXPECT_EQ(host->diagnostics, Texts());
+
+    cl.context = OpenCL::CreateContext(Platform(), Devices()).GetValue();
+    fake.calls.clear();
+    fake.Fail("clBuildProgram", CL_OUT_OF_RESOURCES, 1);
+    fake.Fail("clBuildProgram", CL_BUILD_PROGRAM_FAILURE);
+    EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("prefixsum"))), "CL_OUT_OF_RESOURCES");
+    EXPECT_EQ(fake.TextsOf("clBuildProgram").size(), 5U);
+    EXPECT_EQ(host->diagnostics.size(), 1U);
 }
 
 TEST_F(PrefixSumTaskTest, AProcessorAddsUpInOneWorkItem) {

@@ -19,8 +19,8 @@ public:
     static constexpr const char* kClassId = "net.nuvra.opencl.task.prefixsum";
     static constexpr const char* kTypeName = ".OpenCLTaskPrefixsum";
 
-    /// CL_DEVICE_NOT_FOUND without devices; CL_INVALID_WORK_GROUP_SIZE where a device cannot run a group
-    /// of 64.
+    /// CL_DEVICE_NOT_FOUND without devices; where a device cannot run a group of 64, the error of the first
+    /// build that failed, or CL_INVALID_WORK_GROUP_SIZE.
     Result<void> Init(const OpenCLContextRef& context);
     /// `parameters` is a `PrefixSumParameters`.
     Result<void> Execute(const OpenCLContextRef& context, const OpenCLCommandQueueRef& queue,
@@ -34,8 +34,8 @@ private:
     struct Level;
     struct Call;
 
-    Result<void> BuildForGroupSize(const OpenCLContextRef& context);
-    Result<bool> DoDevicesGrantGroupSize(const OpenCLContextRef& context) const;
+    Result<void> BuildForGroupSize(const OpenCLContextRef& context, bool isSerial);
+    Result<bool> DoDevicesGrantGroupSize(const BaseArray<OpenCLDeviceRef>& devices) const;
 
     Result<void> Launch(const Call& call, const OpenCLKernelRef& kernel, size_t globalSize,
                         bool inGroups) const;
@@ -65,17 +65,19 @@ constexpr Int kBlockSumIndex = 0;
 constexpr Int kMergedSumIndex = 1;
 constexpr UInt32 kSmallestGroup = 64;
 constexpr UInt32 kLargestGroup = 4096;  // a block of four elements a work-item is then a whole chunk
-constexpr Int kMaxLevels = 3;           // of 2^31 elements
+constexpr size_t kLocalBytes = 2 * sizeof(UInt32);  // of local memory a work-item of a scan
+constexpr Int kMaxLevels = 3;                       // of 2^31 elements
 
 /// The largest group that the device's own limits allow, not yet asking for these kernels.
-Result<UInt32> FindGroupSize(cl_device_id id) {
-    NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, OpenCL::GetDeviceFromId(id));
+Result<UInt32> FindGroupSize(const OpenCLDeviceRef& device) {
     NUVRA_ASSIGN_OR_RETURN(const Data data, device.GetInfo(OpenCLDeviceInfo::MAX_WORK_ITEM_SIZES));
     const auto* sizes = data.Find<BaseArray<Int64>>();
     if (sizes == nullptr || sizes->IsEmpty()) return OutOfMemoryError();
     const auto items = static_cast<UInt64>(std::max<Int64>((*sizes)[0], 0));
-    const UInt64 group = std::max<size_t>(device.Get()->GetNumbers().maxWorkGroupSize, 1);
-    return static_cast<UInt32>(std::bit_floor(std::min({items, group, UInt64{kLargestGroup}})));
+    const OpenCLDeviceNumbers& numbers = device.Get()->GetNumbers();
+    const UInt64 group = std::max<size_t>(numbers.maxWorkGroupSize, 1);
+    const UInt64 scanned = numbers.localMemorySize / kLocalBytes;
+    return static_cast<UInt32>(std::bit_floor(std::min({items, group, scanned, UInt64{kLargestGroup}})));
 }
 
 /// The values of one level, their sums, and how many there are; the values of a level are the totals of the
@@ -98,33 +100,43 @@ struct OpenCLTaskPrefixsum::Call {
 };
 
 Result<void> OpenCLTaskPrefixsum::Init(const OpenCLContextRef& context) {
-    const BaseArray<cl_device_id>& devices = context.GetDevices();
-    if (devices.IsEmpty()) return OpenCLError(CL_DEVICE_NOT_FOUND);
+    BaseArray<OpenCLDeviceRef> devices;
     _groupSize = kLargestGroup;
-    for (const cl_device_id device : devices) {
+    for (const cl_device_id id : context.GetDevices()) {
+        NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, OpenCL::GetDeviceFromId(id));
         NUVRA_ASSIGN_OR_RETURN(const UInt32 groupSize, FindGroupSize(device));
         _groupSize = std::min(_groupSize, groupSize);
+        NUVRA_RETURN_IF_ERROR(devices.Append(device));
     }
-    // A device may grant a kernel of this many registers and this much local memory less than it promises in
-    // general, which it tells of built kernels only.
-    for (; _groupSize >= kSmallestGroup; _groupSize /= 2) {
-        NUVRA_RETURN_IF_ERROR(BuildForGroupSize(context));
-        NUVRA_ASSIGN_OR_RETURN(const bool isGranted, DoDevicesGrantGroupSize(context));
-        if (isGranted) return {};
-    }
-    return OpenCLError(CL_INVALID_WORK_GROUP_SIZE);
-}
-
-Result<void> OpenCLTaskPrefixsum::BuildForGroupSize(const OpenCLContextRef& context) {
-    NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, OpenCL::GetDeviceFromId(context.GetDevices()[0]));
+    if (devices.IsEmpty()) return OpenCLError(CL_DEVICE_NOT_FOUND);
     // A processor runs the work-items of a group in turn: steps with barriers cost it more than one adding
     // up.
-    const bool isSerial = (device.Get()->GetNumbers().type & CL_DEVICE_TYPE_CPU) != 0;
+    const bool isSerial = (devices[0].Get()->GetNumbers().type & CL_DEVICE_TYPE_CPU) != 0;
+    // A device may grant a kernel of this many registers and this much local memory less than it promises in
+    // general, which it tells of built kernels only, or by refusing to build them.
+    Result<void> firstBuild;
+    OpenCLProgramRef firstProgram;
+    for (; _groupSize >= kSmallestGroup; _groupSize /= 2) {
+        const Result<void> built = BuildForGroupSize(context, isSerial);
+        if (built.IsOk()) {
+            NUVRA_ASSIGN_OR_RETURN(const bool isGranted, DoDevicesGrantGroupSize(devices));
+            if (isGranted) return {};
+        } else if (firstBuild.IsOk()) {
+            firstBuild = built;
+            firstProgram = _program;
+        }
+    }
+    if (firstBuild.IsOk()) return OpenCLError(CL_INVALID_WORK_GROUP_SIZE);
+    WriteBuildLogs(context, kKey, firstProgram);
+    return firstBuild;
+}
+
+Result<void> OpenCLTaskPrefixsum::BuildForGroupSize(const OpenCLContextRef& context, bool isSerial) {
     char options[128];
     std::snprintf(options, sizeof(options), "-D WORKGROUP_SIZE=%d -D PREFIX_SUM_ARRAY_SHIFT=%d%s",
                   static_cast<int>(_groupSize), static_cast<int>(kChunkShift),
                   isSerial ? " -D SERIAL_SCAN" : "");
-    NUVRA_RETURN_IF_ERROR(BuildProgram(context, kKey, kPrefixsumSource, options, _program));
+    NUVRA_RETURN_IF_ERROR(CompileProgram(context, kPrefixsumSource, options, _program));
     return CreateKernels(_program, {{"scanExclusiveLocal1", &_scanExclusiveLocal1},
                                     {"scanExclusiveLocal2", &_scanExclusiveLocal2},
                                     {"uniformUpdate1", &_uniformUpdate1},
@@ -135,25 +147,23 @@ Result<void> OpenCLTaskPrefixsum::BuildForGroupSize(const OpenCLContextRef& cont
                                     {"addLevel2", &_addLevel2}});
 }
 
-Result<bool> OpenCLTaskPrefixsum::DoDevicesGrantGroupSize(const OpenCLContextRef& context) const {
-    for (const cl_device_id id : context.GetDevices()) {
-        NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, OpenCL::GetDeviceFromId(id));
-        const UInt64 localMemory = UInt64{_groupSize} * 2 * sizeof(UInt32);
-        if (localMemory > device.Get()->GetNumbers().localMemorySize) return false;
+Result<bool> OpenCLTaskPrefixsum::DoDevicesGrantGroupSize(const BaseArray<OpenCLDeviceRef>& devices) const {
+    for (const OpenCLDeviceRef& device : devices) {
         const auto ask = [&](const OpenCLKernelRef& kernel, UInt32 which) -> Result<size_t> {
             size_t answer = 0;
             NUVRA_RETURN_IF_ERROR(kernel.GetWorkGroupInfo(device, which, sizeof(answer), &answer));
             return answer;
         };
         // A runtime that grants even the smallest kernel one multiple only names the width of its vectors,
-        // and runs more: that leaves the device's own limit.
-        NUVRA_ASSIGN_OR_RETURN(const size_t multiple,
-                               ask(_mergeResult, OpenCLWorkGroupInfo::PREFERRED_WORK_GROUP_SIZE_MULTIPLE));
+        // and runs more: that leaves the device's own limit. OpenCL 1.0 knows no multiple.
+        const size_t multiple =
+            ask(_mergeResult, OpenCLWorkGroupInfo::PREFERRED_WORK_GROUP_SIZE_MULTIPLE).GetValue();
         NUVRA_ASSIGN_OR_RETURN(const size_t most, ask(_mergeResult, OpenCLWorkGroupInfo::WORK_GROUP_SIZE));
         for (const OpenCLKernelRef* kernel :
              {&_scanExclusiveLocal1, &_scanExclusiveLocal2, &_uniformUpdate1, &_uniformUpdate2}) {
             NUVRA_ASSIGN_OR_RETURN(const size_t granted, ask(*kernel, OpenCLWorkGroupInfo::WORK_GROUP_SIZE));
-            if (granted < _groupSize && !(granted == multiple && most == multiple)) return false;
+            const bool isWidth = granted > 0 && granted == multiple && most == multiple;
+            if (granted < _groupSize && !isWidth) return false;
         }
     }
     return true;
@@ -206,7 +216,7 @@ Result<void> OpenCLTaskPrefixsum::ScanBlocks(const Call& call, const Level& leve
     const UInt32 block = 4 * _groupSize;
     NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal1.SetArg(0, level.sums));
     NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal1.SetArg(1, level.input));
-    NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal1.SetArgLocalMemory(2, size_t{_groupSize} * 2 * sizeof(UInt32)));
+    NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal1.SetArgLocalMemory(2, _groupSize * kLocalBytes));
     NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal1.SetArg(3, &block, 1));
     return Launch(call, _scanExclusiveLocal1, globalSize, true);
 }
@@ -255,8 +265,7 @@ Result<void> OpenCLTaskPrefixsum::ScanLevel(const Call& call, Int index) const {
         NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal2.SetArg(0, call.blockSums));
         NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal2.SetArg(1, level.sums));
         NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal2.SetArg(2, level.input));
-        NUVRA_RETURN_IF_ERROR(
-            _scanExclusiveLocal2.SetArgLocalMemory(3, size_t{_groupSize} * 2 * sizeof(UInt32)));
+        NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal2.SetArgLocalMemory(3, _groupSize * kLocalBytes));
         NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal2.SetArg(4, &totalBlocks, 1));
         NUVRA_RETURN_IF_ERROR(_scanExclusiveLocal2.SetArg(5, &blocksPerChunk, 1));
         const size_t wholeGroups = (size_t{totalBlocks} + _groupSize - 1) / _groupSize * _groupSize;

@@ -16,14 +16,6 @@ String GetDeviceName(cl_device_id id) {
     return text != nullptr ? *text : String::FromCText("unknown device").GetValue();
 }
 
-void WriteBuildLogs(const OpenCLContextRef& context, const char* taskName, const OpenCLProgramRef& program) {
-    for (const cl_device_id device : context.GetDevices()) {
-        const Result<String> log = program.GetBuildLog(device);
-        Diagnostic::Write("cannot build the task \"@\" on \"@\":\n@",
-                          {taskName, GetDeviceName(device).GetView(), log.GetValue().GetView()});
-    }
-}
-
 }  // namespace
 
 void OpenCLTaskBase::Begin(const OpenCLContextRef& context) {
@@ -74,11 +66,27 @@ Result<void> OpenCLTaskBase::KeepOrder(const OpenCLCommandQueueRef& queue) {
     return queue.Finish();
 }
 
+Result<void> OpenCLTaskBase::CompileProgram(const OpenCLContextRef& context, const char* source,
+                                            const char* options, OpenCLProgramRef& program) {
+    program = nullptr;
+    NUVRA_ASSIGN_OR_RETURN(program, context.CreateProgramWithSource(1, &source));
+    return program.Build(context.GetDevices(), options);
+}
+
+void OpenCLTaskBase::WriteBuildLogs(const OpenCLContextRef& context, const char* taskName,
+                                    const OpenCLProgramRef& program) {
+    if (!program) return;
+    for (const cl_device_id device : context.GetDevices()) {
+        const Result<String> log = program.GetBuildLog(device);
+        Diagnostic::Write("cannot build the task \"@\" on \"@\":\n@",
+                          {taskName, GetDeviceName(device).GetView(), log.GetValue().GetView()});
+    }
+}
+
 Result<void> OpenCLTaskBase::BuildProgram(const OpenCLContextRef& context, const char* taskName,
                                           const char* source, const char* options,
                                           OpenCLProgramRef& program) {
-    NUVRA_ASSIGN_OR_RETURN(program, context.CreateProgramWithSource(1, &source));
-    Result<void> built = program.Build(context.GetDevices(), options);
+    Result<void> built = CompileProgram(context, source, options, program);
     if (!built.IsOk()) WriteBuildLogs(context, taskName, program);
     return built;
 }

@@ -50,8 +50,13 @@ protected:
         OpenCLKernelRef* kernel;
     };
 
-    /// Creates a program of `source` and builds it for the context's devices; `options` may be null. When the
-    /// build fails, each device's log goes to the host's diagnostics under the task's and the device's name.
+    /// Creates a program of `source` and builds it for the context's devices; `options` may be null.
+    static Result<void> CompileProgram(const OpenCLContextRef& context, const char* source,
+                                       const char* options, OpenCLProgramRef& program);
+    /// Sends each device's build log to the host's diagnostics under the task's and the device's name.
+    static void WriteBuildLogs(const OpenCLContextRef& context, const char* taskName,
+                               const OpenCLProgramRef& program);
+    /// `CompileProgram`, and `WriteBuildLogs` where the build fails.
     static Result<void> BuildProgram(const OpenCLContextRef& context, const char* taskName,
                                      const char* source, const char* options, OpenCLProgramRef& program);
     /// Creates the kernels in order, up to the first failure.
