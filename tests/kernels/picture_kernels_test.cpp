@@ -68,14 +68,17 @@ TEST_F(PictureKernelsTest, TheChecksumIsTheDefinitionsByBytesAndByEights) {
         for (int bit = 0; bit < 8; bit++) value = (value >> 1) ^ ((value & 1) != 0 ? 0x82F63B78U : 0);
         table.push_back(value);
     }
-    const cl_program program = BuildFile("crc32c_task.cl", kRelaxed);
     const cl_mem tableBuffer = CreateBuffer(table);
-    for (const size_t size : {1U, 9U, 1000U, 65536U, 65541U}) {
-        std::vector<UChar> bytes;
-        for (size_t i = 0; i < size; i++) bytes.push_back(static_cast<UChar>(i * 167 + (i >> 8) * 31));
-        const cl_mem crc = CreateBuffer(std::vector<UInt32>{0xFFFFFFFF});
-        Run(program, "CalculateCRC", {{1}}, tableBuffer, CreateBuffer(bytes), static_cast<Int32>(size), crc);
-        EXPECT_EQ(~Read<UInt32>(crc, 1)[0], Crc32c(bytes)) << size;
+    for (const char* options : {kRelaxed, "-cl-fast-relaxed-math -D SMALL_LOCAL_MEMORY"}) {
+        const cl_program program = BuildFile("crc32c_task.cl", options);
+        for (const size_t size : {1U, 9U, 1000U, 16384U, 65413U}) {
+            std::vector<UChar> bytes;
+            for (size_t i = 0; i < size; i++) bytes.push_back(static_cast<UChar>(i * 167 + (i >> 8) * 31));
+            const cl_mem crc = CreateBuffer(std::vector<UInt32>{0xFFFFFFFF});
+            Run(program, "CalculateCRC", {{1}}, tableBuffer, CreateBuffer(bytes), static_cast<Int32>(size),
+                crc);
+            EXPECT_EQ(~Read<UInt32>(crc, 1)[0], Crc32c(bytes)) << size << ' ' << options;
+        }
     }
 }
 

@@ -262,6 +262,16 @@ TEST_F(TaskTest, TheChecksumsTableIsCopiedOnce) {
     EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("crc32c"))), "CL_MEM_OBJECT_ALLOCATION_FAILURE");
 }
 
+TEST_F(TaskTest, AChecksumDoesWithoutLocalMemoryWhereADeviceHasLittle) {
+    for (const auto& [size, options] :
+         {std::pair{cl_ulong{8192}, "math\", "}, {cl_ulong{8191}, "math -D SMALL_LOCAL_MEMORY\", "}}) {
+        SetDevice(CL_DEVICE_LOCAL_MEM_SIZE, fake::NumberBytes<cl_ulong>({size}));
+        cl.context = OpenCL::CreateContext(Platform(), Devices()).GetValue();
+        EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("crc32c"))), "OK");
+        EXPECT_NE(Take("clBuildProgram").back().find(options), std::string::npos) << size;
+    }
+}
+
 TEST_F(TaskTest, InvertLaunchesOnceOverTheRectangle) {
     Get("image.invert");
     EXPECT_EQ(Invert(10, 20, 5, 4), "OK");

@@ -1,9 +1,19 @@
 // One work-item walks the buffer's bytes in order and advances the CRC-32C register crc[0]: global size 1,
 // any local size. crctable has the register after each byte's eight steps (256 entries). A bufferSize of 0 or
 // less leaves the register as it is.
+//
+// The module builds it with either choice of:
+// -D SMALL_LOCAL_MEMORY: undefined 1
+//     Defined where the local memory of a device does not hold the tables for eight bytes at once, 8 KiB: the
+//     bytes are taken one by one then.
 
+// A device without images may not know the type.
+#if defined(__IMAGE_SUPPORT__) && (__OPENCL_C_VERSION__ < 300 || defined(__opencl_c_images))
 __constant sampler_t srcSampler =
     CLK_NORMALIZED_COORDS_FALSE | CLK_ADDRESS_CLAMP_TO_EDGE | CLK_FILTER_NEAREST;
+#endif
+
+#ifndef SMALL_LOCAL_MEMORY
 
 // From this size on it pays to make tables for eight bytes at once.
 #define SLICED_SIZE 16384
@@ -51,15 +61,19 @@ uint AdvanceSliced(__global const uint* crctable, __global const uchar* buffer, 
     return c;
 }
 
+#endif
+
 __kernel void CalculateCRC(__global const uint* crctable, __global const uchar* buffer, int bufferSize,
                            __global uint* crc) {
-    __local uint slices[8 * 256];
     uint c = crc[0];
     int i = 0;
+#ifndef SMALL_LOCAL_MEMORY
+    __local uint slices[8 * 256];
     if (bufferSize >= SLICED_SIZE) {
         i = bufferSize & ~(STEP - 1);
         c = AdvanceSliced(crctable, buffer, i, c, slices);
     }
+#endif
     for (; i < bufferSize; i++) c = crctable[(c ^ buffer[i]) & 0xff] ^ (c >> 8);
     crc[0] = c;
 }

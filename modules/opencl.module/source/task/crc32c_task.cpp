@@ -1,6 +1,7 @@
 #include <array>
 
 #include "crc32c_task.cl.h"
+#include "opencl_device.h"
 #include "task/task_base.h"
 
 namespace nuvra {
@@ -40,8 +41,19 @@ constexpr std::array<UInt32, 256> kTable = [] {
     return table;
 }();
 
+/// Whether the device's local memory holds the tables that the kernel makes for eight bytes at once.
+bool HoldsTables(cl_device_id device) {
+    cl_ulong size = 0;
+    return GetDeviceInfo(device, CL_DEVICE_LOCAL_MEM_SIZE, sizeof(size), &size, nullptr) == CL_SUCCESS &&
+           size >= 8 * sizeof(kTable);
+}
+
 Result<void> OpenCLTaskCrc32C::Init(const OpenCLContextRef& context) {
-    NUVRA_RETURN_IF_ERROR(BuildProgram(context, kKey, kCrc32cTaskSource, "-cl-fast-relaxed-math", _program));
+    const BaseArray<cl_device_id>& devices = context.GetDevices();
+    const char* options = std::all_of(devices.begin(), devices.end(), HoldsTables)
+                              ? "-cl-fast-relaxed-math"
+                              : "-cl-fast-relaxed-math -D SMALL_LOCAL_MEMORY";
+    NUVRA_RETURN_IF_ERROR(BuildProgram(context, kKey, kCrc32cTaskSource, options, _program));
     NUVRA_RETURN_IF_ERROR(CreateKernels(_program, {{"CalculateCRC", &_kernel}}));
     NUVRA_ASSIGN_OR_RETURN(_table,
                            GetCachedBuffer(context, sizeof(kTable), 0, const_cast<UInt32*>(kTable.data())));
