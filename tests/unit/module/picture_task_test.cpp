@@ -198,6 +198,12 @@ TEST_F(PictureTaskTest, BadPictureRecordsAreRefusedBeforeAnyCall) {
     };
     expectAll("image.scalenearest", scale);
     expectAll("image.scalebicubic", scale);
+    const std::pair<ScaleParameters, const char*> taps[] = {
+        {{1, &source, &destination, 0, 0, 1 << 30, 1, 0, 0, 2, 1}, kValue},
+        {{1, &source, &destination, 0, 0, 1, 1 << 30, 0, 0, 1, -2}, kValue},
+    };
+    expectAll("image.scalebicubic", taps);
+    EXPECT_EQ(MadeBuffers(), Texts());
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ static inline void PrepareBuffer(__global int2* index, __global float* weight, f
                                  int offset, int first, int last, int filterSize, float halfFilterSize) {
     int gid = (int)get_global_id(0);
     float f = (float)gid * scale;
-    int2 i = (int2)((int)ceil(f - halfFilterSize), (int)floor(f + halfFilterSize));
+    int2 i = (int2)(convert_int_sat(ceil(f - halfFilterSize)), convert_int_sat(floor(f + halfFilterSize)));
     float unit = invscale;
     if (fabs(scale) < 1.0f) {
         i = (int2)((int)floor(f) - 1, (int)floor(f) + 2);

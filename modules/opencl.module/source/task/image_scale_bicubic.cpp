@@ -36,8 +36,7 @@ private:
 struct OpenCLTaskScaleBicubic::Axis {
     const ScaleGeometry::Axis& geometry;
     Int weightIndex;
-    Int tapMultiple;  ///< the columns' taps are read in groups of four
-    Int32 taps = 0;
+    Int32 taps;  ///< of a destination pixel
     OpenCLMemoryObjectRef weights;
     OpenCLMemoryObjectRef indices;
 };
@@ -50,15 +49,21 @@ Result<void> OpenCLTaskScaleBicubic::Init(const OpenCLContextRef& context) {
                                     {"PrepareBufferNegative", &_prepareNegative}});
 }
 
-Result<void> OpenCLTaskScaleBicubic::MakeBuffers(const OpenCLContextRef& context, Axis& axis) {
+/// The taps of a destination pixel, a multiple of `multiple`. CL_INVALID_VALUE for more than 32 bits hold.
+Result<Int32> CountTaps(const ScaleGeometry::Axis& axis, Int multiple) {
     // A filter of two destination pixels to each side; a picture that grows takes four source pixels.
     constexpr Int kFewestTaps = 4;
-    const Int reach = static_cast<Int>(std::ceil(2 * std::fabs(axis.geometry.scale)));
+    const Int reach = static_cast<Int>(std::ceil(2 * std::fabs(axis.scale)));
     const Int taps = std::max(2 * reach + 1, kFewestTaps);
-    const Int padded = (taps + axis.tapMultiple - 1) / axis.tapMultiple * axis.tapMultiple;
+    const Int padded = (taps + multiple - 1) / multiple * multiple;
+    if (padded > INT32_MAX) return OpenCLError(CL_INVALID_VALUE);
+    return static_cast<Int32>(padded);
+}
+
+Result<void> OpenCLTaskScaleBicubic::MakeBuffers(const OpenCLContextRef& context, Axis& axis) {
+    // All taps together are at most four source extents and eight destination ones: less than 2^37 bytes.
     const Int extent = axis.geometry.extent;
-    axis.taps = static_cast<Int32>(padded);
-    NUVRA_ASSIGN_OR_RETURN(axis.weights, GetCachedBuffer(context, extent * padded * 4, axis.weightIndex));
+    NUVRA_ASSIGN_OR_RETURN(axis.weights, GetCachedBuffer(context, extent * axis.taps * 4, axis.weightIndex));
     NUVRA_ASSIGN_OR_RETURN(axis.indices, GetCachedBuffer(context, extent * 8, axis.weightIndex + 1));
     return {};
 }
@@ -89,9 +94,12 @@ Result<void> OpenCLTaskScaleBicubic::Execute(const OpenCLContextRef& context,
     NUVRA_RETURN_IF_ERROR(CheckImage(record->source));
     NUVRA_ASSIGN_OR_RETURN(const ImageSize size, CheckImage(record->destination));
     NUVRA_ASSIGN_OR_RETURN(const ScaleGeometry geometry, MakeScaleGeometry(*record, size));
+    // The columns' taps are read in groups of four.
+    NUVRA_ASSIGN_OR_RETURN(const Int32 columnTaps, CountTaps(geometry.x, 4));
+    NUVRA_ASSIGN_OR_RETURN(const Int32 rowTaps, CountTaps(geometry.y, 1));
     NUVRA_RETURN_IF_ERROR(TakeTurn(queue));
-    Axis columns{geometry.x, 0, 4, 0, {}, {}};
-    Axis rows{geometry.y, 2, 1, 0, {}, {}};
+    Axis columns{geometry.x, 0, columnTaps, {}, {}};
+    Axis rows{geometry.y, 2, rowTaps, {}, {}};
     NUVRA_RETURN_IF_ERROR(MakeBuffers(context, columns));
     NUVRA_RETURN_IF_ERROR(MakeBuffers(context, rows));
     NUVRA_RETURN_IF_ERROR(Prepare(queue, columns));
