@@ -20,7 +20,10 @@ static inline float CalcWeight(float x) {
 static inline void PrepareBuffer(__global int2* index, __global float* weight, float scale, float invscale,
                                  int offset, int first, int last, int filterSize, float halfFilterSize) {
     int gid = (int)get_global_id(0);
-    float f = (float)gid * scale;
+    // The position is the rounded product, in the span and in every weight: relaxed arithmetic would fuse it
+    // with what it is subtracted from, whatever FP_CONTRACT says.
+    volatile float product = (float)gid * scale;
+    float f = product;
     int2 i = (int2)(convert_int_sat(ceil(f - halfFilterSize)), convert_int_sat(floor(f + halfFilterSize)));
     float unit = invscale;
     if (fabs(scale) < 1.0f) {
