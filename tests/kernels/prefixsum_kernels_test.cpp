@@ -25,16 +25,15 @@ Words SumsOf(const Words& values, size_t length) {
     return sums;
 }
 
-constexpr size_t kChunk = 16384;
-
 class PrefixSumKernelsTest : public BareDeviceTest {
 protected:
-    void Build(size_t groupSize, bool isSerial) {
+    void Build(size_t groupSize, bool isSerial, int shift = 14) {
         program = BuildFile("prefixsum.cl", "-D WORKGROUP_SIZE=" + std::to_string(groupSize) +
-                                                " -D PREFIX_SUM_ARRAY_SHIFT=14" +
+                                                " -D PREFIX_SUM_ARRAY_SHIFT=" + std::to_string(shift) +
                                                 (isSerial ? " -D SERIAL_SCAN" : ""));
         group = groupSize;
         block = 4 * groupSize;
+        chunk = size_t{1} << shift;
         local = Local{2 * groupSize * sizeof(UInt32)};
     }
 
@@ -62,29 +61,62 @@ protected:
         EXPECT_EQ(Read<UInt32>(result, count + 1), expected) << "runs of " << length;
     }
 
-    void CheckUpdates() {
-        const Words sums = RandomWords(2 * block, 4);
-        const Words values = RandomWords(2 * block, 5);
-        const Words blockSums = {0x90000000, 0xFFFFFFF0};
-        Words updated;
-        Words pairs;
-        for (size_t i = 0; i < sums.size(); i++) {
-            updated.push_back(sums[i] + blockSums[i / block]);
-            pairs.insert(pairs.end(), {updated[i], values[i]});
+    struct Level {
+        size_t count;
+        cl_mem input;
+        cl_mem sums;
+    };
+
+    void ScanLevel(const Level& level, size_t chunks, cl_mem pairs) {
+        const Range range{{std::max(level.count / 4, group)}, {group}};
+        Run(program, "scanExclusiveLocal1", range, level.sums, level.input, local,
+            static_cast<UInt32>(block));
+        if (level.count < block) return;
+        const size_t blocks = chunks * chunk / block;
+        const cl_mem blockSums = CreateBuffer(Words(blocks));
+        Run(program, "scanExclusiveLocal2", {{(blocks + group - 1) / group * group}, {group}}, blockSums,
+            level.sums, level.input, local, static_cast<UInt32>(blocks), static_cast<UInt32>(chunk / block));
+        if (pairs != nullptr)
+            Run(program, "uniformUpdate2", range, level.sums, blockSums, level.input, pairs);
+        else
+            Run(program, "uniformUpdate1", range, level.sums, blockSums);
+    }
+
+    /// The task's launches in their order, over chunks of `chunk` elements.
+    void CheckLevels(size_t count, bool merge) {
+        const Words values = RandomWords(count, 9);
+        const cl_mem pairs = merge ? CreateBuffer(Words(2 * count, 7)) : nullptr;
+        std::vector<Level> levels{{count, CreateBuffer(values), CreateBuffer(Words(count, 7))}};
+        for (size_t chunks = count / chunk;; chunks = (chunks + chunk - 1) / chunk) {
+            const Level level = levels.back();
+            ScanLevel(level, chunks, count == chunk ? pairs : nullptr);
+            if (chunks == 1) break;
+            const Words unwritten(std::max(chunks, chunk), 7);
+            const cl_mem totals = CreateBuffer(unwritten);
+            Run(program, "buildNextBuffer", {{chunks}}, totals, level.sums, level.input,
+                static_cast<UInt32>(chunk));
+            levels.push_back({chunks, totals, chunks < block ? totals : CreateBuffer(unwritten)});
         }
-        const Range range{{sums.size() / 4}, {group}};
-        const cl_mem sumBuffer = CreateBuffer(sums);
-        const cl_mem result = CreateBuffer(Words(pairs.size()));
-        const cl_mem blockSumBuffer = CreateBuffer(blockSums);
-        Run(program, "uniformUpdate2", range, sumBuffer, blockSumBuffer, CreateBuffer(values), result);
-        EXPECT_EQ(Read<UInt32>(result, pairs.size()), pairs);
-        Run(program, "uniformUpdate1", range, sumBuffer, blockSumBuffer);
-        EXPECT_EQ(Read<UInt32>(sumBuffer, sums.size()), updated);
+        for (size_t k = levels.size() - 1; k > 0; k--) {
+            const Level& below = levels[k - 1];
+            if (merge && k == 1)
+                Run(program, "addLevel2", {{count}}, below.sums, levels[k].sums, pairs, below.input);
+            else
+                Run(program, "addLevel1", {{below.count}}, below.sums, levels[k].sums);
+        }
+        const Words sums = SumsOf(values, count);
+        Words expected = sums;
+        if (merge) {
+            expected.clear();
+            for (size_t i = 0; i < count; i++) expected.insert(expected.end(), {sums[i], values[i]});
+        }
+        EXPECT_EQ(Read<UInt32>(merge ? pairs : levels[0].sums, expected.size()), expected) << count;
     }
 
     cl_program program = nullptr;
     size_t group = 0;
     size_t block = 0;
+    size_t chunk = 0;
     Local local{};
 };
 
@@ -98,44 +130,21 @@ TEST_F(PrefixSumKernelsTest, BothFormsOfTheScanAreExactForEveryGroupSize) {
             SCOPED_TRACE(testing::Message() << "groups of " << size << (isSerial ? ", serial" : ""));
             Build(size, isSerial);
             CheckBlocks();
-            CheckUpdates();
-            for (const size_t length : {kChunk / block, size_t{1}, size_t{8}})
-                if (length * block <= kChunk) CheckBlockTotals(length);
+            for (const size_t length : {chunk / block, size_t{1}, size_t{8}})
+                if (length * block <= chunk) CheckBlockTotals(length);
         }
     }
 }
 
-TEST_F(PrefixSumKernelsTest, LevelsAreMadeAndAdded) {
-    Build(64, false);
-    constexpr size_t kCount = kChunk + 100;
-    const Words sums = RandomWords(kCount, 6);
-    const Words values = RandomWords(kCount, 7);
-    const Words chunkSums = {5, 0xFFFFFF00};
-    Words pairs;
-    Words added;
-    Words addedPairs;
-    for (size_t i = 0; i < kCount; i++) {
-        added.push_back(sums[i] + chunkSums[i / kChunk]);
-        pairs.insert(pairs.end(), {sums[i], values[i]});
-        addedPairs.insert(addedPairs.end(), {added[i], values[i]});
+TEST_F(PrefixSumKernelsTest, ChunksAndLevelsGiveTheSumsOfTheWhole) {
+    // One chunk of two blocks, and three levels of which the second has two blocks: with chunks as small as a
+    // block, few values make them.
+    for (const auto& [shift, count] : {std::pair{9, 1 << 9}, {8, 1 << 17}}) {
+        for (const bool isSerial : {false, true}) {
+            Build(64, isSerial, shift);
+            for (const bool merge : {false, true}) CheckLevels(static_cast<size_t>(count), merge);
+        }
     }
-    const cl_mem sumBuffer = CreateBuffer(sums);
-    const cl_mem valueBuffer = CreateBuffer(values);
-    const cl_mem chunkSumBuffer = CreateBuffer(chunkSums);
-    const cl_mem result = CreateBuffer(Words(2 * kCount, 7));
-    const Range range{{kCount}};
-    Run(program, "mergeResult", range, result, sumBuffer, valueBuffer);
-    EXPECT_EQ(Read<UInt32>(result, 2 * kCount), pairs);
-    Run(program, "addLevel2", range, sumBuffer, chunkSumBuffer, result, valueBuffer);
-    EXPECT_EQ(Read<UInt32>(result, 2 * kCount), addedPairs);
-    Run(program, "addLevel1", range, sumBuffer, chunkSumBuffer);
-    EXPECT_EQ(Read<UInt32>(sumBuffer, kCount), added);
-
-    constexpr UInt32 kScale = 1000;
-    Words totals;
-    for (size_t i = kScale - 1; i < kCount; i += kScale) totals.push_back(added[i] + values[i]);
-    Run(program, "buildNextBuffer", {{totals.size()}}, result, sumBuffer, valueBuffer, kScale);
-    EXPECT_EQ(Read<UInt32>(result, totals.size()), totals);
 }
 
 /// Run by itself under a simulator, it shows that races would be seen.

@@ -84,42 +84,6 @@ TEST_F(PrefixSumTaskTest, BlocksChunksAndLevelsAreLaunchedInOrder) {
     EXPECT_EQ(MadeSizes(), std::vector<UInt64>{131072 * 4});
 }
 
-TEST_F(PrefixSumTaskTest, OneChunkOfPairsIsWrittenByTheLastUpdate) {
-    Get("prefixsum");
-    EXPECT_EQ(Scan(1025, 16384, true), "OK");
-    // memory3: sums, memory4: block sums
-    EXPECT_EQ(fake.LaunchTexts(),
-              (Texts{"scanExclusiveLocal1 null [4096] [256] (memory3, memory1, 2048, " + Word(1024) + ")",
-                     "scanExclusiveLocal2 null [256] [256] (memory4, memory3, memory1, 2048, " + Word(16) +
-                         ", " + Word(16) + ")",
-                     "uniformUpdate2 null [4096] [256] (memory3, memory4, memory1, memory2)"}));
-}
-
-TEST_F(PrefixSumTaskTest, AValueBeyondOneChunkMakesASecondLevel) {
-    Get("prefixsum");
-    EXPECT_EQ(Scan(16385, 32768), "OK");
-    const Texts launches = fake.LaunchTexts();
-    ASSERT_EQ(launches.size(), 6U);
-    EXPECT_EQ(launches[3], "buildNextBuffer null [2] null (memory4, memory2, memory1, " + Word(16384) + ")");
-    EXPECT_EQ(launches[5], "addLevel1 null [32768] null (memory2, memory4)");
-}
-
-TEST_F(PrefixSumTaskTest, ALevelOfSeveralBlocksKeepsItsValuesApartFromTheirSums) {
-    SetGroupSize(64);
-    Get("prefixsum");
-    EXPECT_EQ(Scan(1 << 22, 1 << 22), "OK");
-    // memory3: block sums, memory4: the chunks' totals, memory5: their sums
-    const Texts launches = fake.LaunchTexts();
-    ASSERT_EQ(launches.size(), 8U);
-    EXPECT_EQ(Texts(launches.begin() + 3, launches.end()),
-              (Texts{"buildNextBuffer null [256] null (memory4, memory2, memory1, " + Word(16384) + ")",
-                     "scanExclusiveLocal1 null [64] [64] (memory5, memory4, 512, " + Word(256) + ")",
-                     "scanExclusiveLocal2 null [64] [64] (memory3, memory5, memory4, 512, " + Word(64) +
-                         ", " + Word(64) + ")",
-                     "uniformUpdate1 null [64] [64] (memory5, memory3)",
-                     "addLevel1 null [4194304] null (memory2, memory5)"}));
-}
-
 TEST_F(PrefixSumTaskTest, AThirdLevelTakesTheTotalsOfTheSecondsChunks) {
     SetGroupSize(1024);
     Get("prefixsum");
