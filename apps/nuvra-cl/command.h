@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "environment.h"
 
@@ -16,6 +18,9 @@ public:
     Command& operator=(const Command&) = delete;
 
     virtual void AddOptions(CLI::App& app) = 0;
+    /// The files that the run reads or writes and that no option names, such as those of a list. Called once,
+    /// before `Run`; throws likewise.
+    virtual std::vector<std::string> ListOtherFiles() { return {}; }
     /// Throws `Failure`, `WrongArguments` and CLI::ParseError.
     virtual void Run(Environment& environment) = 0;
 };

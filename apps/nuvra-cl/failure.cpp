@@ -3,6 +3,7 @@
 #include <system_error>
 
 #include "nuvra/error_names.h"
+#include "nuvra/file_write.h"
 #include "nuvra/open_cl_error.h"
 
 namespace nuvra::app {
@@ -18,6 +19,10 @@ std::string FirstLine(std::string_view message, std::string_view otherwise) {
     if (begin == std::string_view::npos) return std::string(otherwise);
     std::string_view line = message.substr(begin, message.find_first_of("\r\n", begin) - begin);
     return std::string(line.substr(0, line.find_last_not_of(" \t") + 1));
+}
+
+void PrintError(std::string_view text) {
+    static_cast<void>(host::WriteAll(stderr, text));
 }
 
 std::string DescribeSystemError(int code) {

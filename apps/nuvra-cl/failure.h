@@ -27,6 +27,9 @@ std::string Quote(std::string_view text);
 /// The first line of a library's message, or `otherwise` when it has none.
 std::string FirstLine(std::string_view message, std::string_view otherwise);
 
+/// Writes on standard error. Whoever reads there may have gone, which changes nothing.
+void PrintError(std::string_view text);
+
 /// What an errno value means.
 std::string DescribeSystemError(int code);
 

@@ -31,7 +31,7 @@ void AddCommonOptions(CLI::App& app, Options& options) {
 }
 
 int Report(const std::string& message, int status) {
-    std::fprintf(stderr, "nuvra-cl: %s\n", message.c_str());
+    PrintError("nuvra-cl: " + message + "\n");
     return status;
 }
 
@@ -57,15 +57,19 @@ int ShowHelp(const CLI::App& app, const CLI::Success& success) {
     }
 }
 
-int RunCommand(Command& command, const std::string& name, Environment& environment) {
+int RunCommand(Command& command, const CLI::App& arguments, Environment& environment) {
     try {
+        std::vector<NamedFile> files = ListNamedFiles(arguments);
+        for (const std::string& name : command.ListOtherFiles()) files.push_back({"the list", name});
+        CheckTracingFiles(environment.options, files);
+        StartTracing(environment);
         command.Run(environment);
         FinishStandardOutput();
         return 0;
     } catch (const Failure& failure) {
         return Report(failure.what(), kFailed);
     } catch (const WrongArguments& error) {
-        return ReportWrongArguments(error.what(), name);
+        return ReportWrongArguments(error.what(), arguments.get_name());
     } catch (const std::bad_alloc&) {
         return Report("out of memory", kFailed);
     } catch (const std::exception& error) {
@@ -76,8 +80,8 @@ int RunCommand(Command& command, const std::string& name, Environment& environme
 /// A failing command's messages, such as build logs, explain its error; a succeeding one's are warnings.
 void ShowMessages(const Environment& environment, int status) {
     if (environment.options.isQuiet && status == 0) return;
-    for (const std::string& message : environment.diagnostics) std::fprintf(stderr, "%s\n", message.c_str());
-    for (const std::string& note : environment.notes) std::fprintf(stderr, "nuvra-cl: %s\n", note.c_str());
+    for (const std::string& message : environment.diagnostics) PrintError(message + "\n");
+    for (const std::string& note : environment.notes) PrintError("nuvra-cl: " + note + "\n");
 }
 
 int Main(int argc, char** argv) {
@@ -110,10 +114,10 @@ int Main(int argc, char** argv) {
     }
     if (chosen().empty()) return ReportWrongArguments("no command was given", {});
     if (!environment.options.isQuiet) environment.terminal = OpenTerminal();
-    StartTracing(environment);
     int status = 0;
     for (size_t i = 0; i < commands.size(); i++)
-        if (kCommands[i].name == chosen()) status = RunCommand(*commands[i], chosen(), environment);
+        if (kCommands[i].name == chosen())
+            status = RunCommand(*commands[i], *app.get_subcommands().front(), environment);
     if (FinishTracing(environment) && status == 0) status = kFailed;
     ShowMessages(environment, status);
     if (environment.terminal != nullptr) std::fclose(environment.terminal);

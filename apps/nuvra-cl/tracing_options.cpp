@@ -1,7 +1,6 @@
 #include "tracing_options.h"
 
-#include <cstdio>
-
+#include "failure.h"
 #include "nuvra/file_name.h"
 #include "system.h"
 
@@ -10,10 +9,6 @@ namespace nuvra::app {
 namespace {
 
 constexpr const char* kGroup = "Watching the OpenCL calls";
-
-void PrintCallTable(const host::Tracing& tracing) {
-    std::fprintf(stderr, "%s", tracing.GetCallTable().c_str());
-}
 
 }  // namespace
 
@@ -36,6 +31,32 @@ void AddTracingOptions(CLI::App& app, Options& options) {
         ->group(kGroup);
 }
 
+void CheckTracingFiles(const Options& options, const std::vector<NamedFile>& files) {
+    namespace fs = std::filesystem;
+    struct Record {
+        const char* option;
+        const std::string& name;
+        const char* kind;
+        bool (*isOlder)(const fs::path& file);
+    };
+    const Record records[] = {{"--trace", options.traceFile, "trace", host::HoldsTrace},
+                              {"--log", options.logFile, "log", host::HoldsLog}};
+    for (const auto& [option, name, kind, isOlder] : records) {
+        const fs::path path = host::ToPath(name);
+        std::error_code error;
+        const fs::file_status status = fs::status(path, error);
+        const bool isThere = fs::is_regular_file(status);
+        // A pipe, a terminal and the like keep nothing that could be lost.
+        if (name.empty() || name == "-" || (fs::exists(status) && !isThere)) continue;
+        for (const NamedFile& file : files)
+            if (file.option != option && IsSameFile(path, host::ToPath(file.name)))
+                throw WrongArguments(std::string(option) + " and " + file.option + " name the same file, " +
+                                     Quote(file.name));
+        if (isThere && fs::file_size(path, error) > 0 && !isOlder(path))
+            throw Failure(std::string(option) + " would overwrite " + Quote(name) + ", which is no " + kind);
+    }
+}
+
 void StartTracing(Environment& environment) {
     const Options& options = environment.options;
     if (options.traceFile.empty() && options.logFile.empty() && !options.countsCalls &&
@@ -46,7 +67,7 @@ void StartTracing(Environment& environment) {
                              options.countsCalls, options.checksLeaks, options.isSerialized});
     RunWhenInterrupted([tracing = environment.tracing, isCounting = options.countsCalls] {
         tracing->Finish();
-        if (isCounting) PrintCallTable(*tracing);
+        if (isCounting) PrintError(tracing->GetCallTable());
     });
 }
 
@@ -54,13 +75,13 @@ bool FinishTracing(Environment& environment) {
     if (environment.tracing == nullptr) return false;
     const host::Tracing& tracing = *environment.tracing;
     environment.tracing->Finish();
-    if (environment.options.countsCalls) PrintCallTable(tracing);
+    if (environment.options.countsCalls) PrintError(tracing.GetCallTable());
     for (std::string& problem : tracing.GetProblems()) environment.notes.push_back(std::move(problem));
     if (!environment.options.checksLeaks) return false;
     const std::vector<std::string> leaks = tracing.GetLeaks();
-    std::fprintf(stderr, "OpenCL objects: %lld made, %zu not released\n",
-                 static_cast<long long>(tracing.CountCreated()), leaks.size());
-    for (const std::string& leak : leaks) std::fprintf(stderr, "  %s\n", leak.c_str());
+    PrintError("OpenCL objects: " + std::to_string(tracing.CountCreated()) + " made, " +
+               std::to_string(leaks.size()) + " not released\n");
+    for (const std::string& leak : leaks) PrintError("  " + leak + "\n");
     return !leaks.empty();
 }
 

@@ -25,6 +25,11 @@ struct TracingOptions {
     bool isSerialized = false;
 };
 
+/// Whether a file is a trace, or a log, that was written here before; what is cut short counts, what is empty
+/// does not.
+bool HoldsTrace(const std::filesystem::path& file);
+bool HoldsLog(const std::filesystem::path& file);
+
 /// Watches the OpenCL calls of the modules of a host that has it in its options. It never changes what they
 /// do: a tracer that fails stops, and its problem is told by `GetProblems`. One object serves one host.
 /// Every operation may be called on any thread.

@@ -1,6 +1,18 @@
 #include "call_log.h"
 
+#include <cstdio>
+
+#include "nuvra/tracing.h"
+
 namespace nuvra::host {
+
+bool HoldsLog(const std::filesystem::path& file) {
+    constexpr size_t kLongest = 80;  // bytes of a line's times and thread
+    int length = 0;
+    static_cast<void>(std::sscanf(ReadBeginning(file, kLongest).c_str(),
+                                  "%*[0-9].%*6[0-9] ms, thread %*[0-9]: %n", &length));
+    return length > 0;
+}
 
 void CallLog::Write(const Call& call) {
     std::string& line = _file.BeginRecord();

@@ -1,10 +1,17 @@
 #include "chrome_trace.h"
 
+#include "nuvra/tracing.h"
+
 namespace nuvra::host {
 
 namespace {
 
 constexpr Int64 kPatience = 1'000'000'000;  // nanoseconds
+
+/// Of every trace, by which it is known again.
+constexpr std::string_view kBeginning =
+    "[\n"
+    R"({"name":"process_name","ph":"M","pid":1,"args":{"name":"OpenCL calls"}})";
 
 /// "clEnqueueNDRangeKernel ScaleBicubic", "clCreateBuffer: CL_OUT_OF_RESOURCES"
 void AppendTitle(std::string& out, const Call& call) {
@@ -68,10 +75,12 @@ void AppendPhase(std::string& out, const Call& call) {
 
 }  // namespace
 
+bool HoldsTrace(const std::filesystem::path& file) {
+    return ReadBeginning(file, kBeginning.size()) == kBeginning;
+}
+
 ChromeTrace::ChromeTrace(const std::filesystem::path& path) : _file(path, kPatience) {
-    _file.BeginRecord() =
-        "[\n"
-        R"({"name":"process_name","ph":"M","pid":1,"args":{"name":"OpenCL calls"}})";
+    _file.BeginRecord() = kBeginning;
     _file.Commit(0);
 }
 

@@ -1,12 +1,13 @@
 #include "record_file.h"
 
 #include <cerrno>
+#include <fstream>
 #include <new>
 #include <system_error>
 #include <utility>
 
-#include "file_write.h"
 #include "nuvra/file_name.h"
+#include "nuvra/file_write.h"
 #include "values.h"
 
 namespace nuvra::host {
@@ -16,6 +17,14 @@ namespace {
 constexpr size_t kFull = size_t{1} << 16;  // bytes
 
 }  // namespace
+
+std::string ReadBeginning(const std::filesystem::path& path, size_t size) {
+    std::string text(size, '\0');
+    std::ifstream file(path, std::ios::binary);
+    file.read(text.data(), static_cast<std::streamsize>(size));
+    text.resize(static_cast<size_t>(file.gcount()));
+    return text;
+}
 
 RecordFile::RecordFile(const std::filesystem::path& path, Int64 patience) : _path(path), _patience(patience) {
     _stream = path == "-" ? stderr : OpenFile(path, "wb");

@@ -9,6 +9,9 @@
 
 namespace nuvra::host {
 
+/// The first `size` bytes of a file, fewer where it is shorter or cannot be read.
+std::string ReadBeginning(const std::filesystem::path& path, size_t size);
+
 /// A text file that grows by records, and ends with a whole one whatever happens to the program or the disk.
 class RecordFile {
 public:

@@ -1,4 +1,4 @@
-#include "file_write.h"
+#include "nuvra/file_write.h"
 
 #include <cerrno>
 

@@ -153,6 +153,9 @@ TEST_F(TracingOptionsTest, ATracerThatFailsChangesNothingAndIsToldOnce) {
             << outcome.err;
         EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
     }
+    RunShell(
+        "{ $PROGRAM crc32c words --log - --call-stats --leak-check 2>&1 >sums; echo $? >status; } | true");
+    EXPECT_EQ(ReadFile("status"), "0\n");
     // The disk fills after some of it; what fits is whole.
     const std::string command =
         "FAKE_PLATFORMS=One $PROGRAM crc32c --piece 10 words --trace t.json --runtime " SCRIPTED_RUNTIME;
@@ -169,6 +172,49 @@ TEST_F(TracingOptionsTest, ATracerThatFailsChangesNothingAndIsToldOnce) {
     EXPECT_FALSE(ReadFile("t.json").ends_with("]\n"));
     ExpectSound(ReadTrace());
     EXPECT_GT(ReadTrace().size(), 100U);
+}
+
+TEST_F(TracingOptionsTest, NothingElseIsOverwrittenByATraceOrALog) {
+    namespace fs = std::filesystem;
+    fs::create_hard_link("words", "hard");
+    fs::create_symlink("words", "link");
+    fs::create_symlink("out.png", "new");
+    WriteFile("empty", "");
+    ASSERT_EQ(Run({"tasks", "--trace", "t.json", "--log", "log"}).status, 0);
+    ASSERT_EQ(RunShell("$PROGRAM crc32c words t.json >sums").status, 0);
+    std::map<std::string, std::string> before;
+    for (const std::string& file : ListFiles()) before[file] = ReadFile(file);
+    struct Case {
+        Texts arguments;
+        int status;
+        const char* message;
+    };
+    const Case cases[] = {
+        {{"crc32c", "--log", "words", "./words"}, 2, "--log and FILE name the same file, \"./words\""},
+        {{"crc32c", "t.json", "hard", "--trace", "link"}, 2, "--trace and FILE name the same file, \"hard\""},
+        {{"crc32c", "--check", "sums", "--log", "sums"}, 2, "--log and --check name the same file"},
+        {{"crc32c", "--check", "sums", "--trace", "t.json"},
+         2,
+         "--trace and the list name the same file, \"t.json\""},
+        {{"stereo", "in.png", "t.json", "x.png", "--trace", "t.json"},
+         2,
+         "--trace and RIGHT name the same file"},
+        {{"chart", "out.png", "--log", "new"}, 2, "--log and OUT name the same file, \"out.png\""},
+        {{"tasks", "--trace", "s", "--log", "./s"}, 2, "--trace and --log name the same file, \"./s\""},
+        {{"tasks", "--runtime", "s", "--log", "s"}, 2, "--log and --runtime name the same file"},
+        {{"tasks", "--log", "in.png"}, 1, "--log would overwrite \"in.png\", which is no log"},
+        {{"tasks", "--log", "t.json"}, 1, "--log would overwrite \"t.json\", which is no log"},
+        {{"tasks", "--trace", "log"}, 1, "--trace would overwrite \"log\", which is no trace"},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(::testing::PrintToString(test.arguments));
+        const Texts files = ListFiles();
+        ExpectFailure(Run(test.arguments), test.status, test.message, files);
+        for (const std::string& file : files) EXPECT_TRUE(ReadFile(file) == before[file]) << file;
+    }
+    for (const Texts& files : {Texts{"t.json", "log"}, {"empty", "/dev/null"}, {"/dev/null", "/dev/null"}})
+        EXPECT_EQ(Run({"tasks", "--trace", files[0], "--log", files[1]}).status, 0);
+    EXPECT_EQ(RunShell("$PROGRAM crc32c - --log - <words").status, 0);
 }
 
 TEST_F(TracingOptionsTest, AnInterruptedProgramLeavesItsTrace) {

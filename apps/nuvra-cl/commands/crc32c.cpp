@@ -89,11 +89,16 @@ public:
             "work-item does a piece: a driver may stop one that runs too long.");
     }
 
-    void Run(Environment& environment) override {
+    std::vector<std::string> ListOtherFiles() override {
         if (_names.empty() == _list.empty()) throw WrongArguments("give either files or --check");
         if (_piece < 1 || _piece > INT32_MAX) throw WrongArguments("--piece needs 1 to 2147483647 bytes");
-        const std::vector<ListedFile> listed =
-            _list.empty() ? std::vector<ListedFile>() : ReadChecksumList(_list);
+        std::vector<std::string> names;
+        if (!_list.empty()) _listed = ReadChecksumList(_list);
+        for (const ListedFile& file : _listed) names.push_back(file.name);
+        return names;
+    }
+
+    void Run(Environment& environment) override {
         Session session(environment);
         const Gpu gpu = session.OpenDevice();
         Checksummer checksummer(gpu, _piece);
@@ -105,7 +110,7 @@ public:
                 std::printf("%s%08" PRIx32 "  %s\n", shown.prefix, checksum, shown.text.c_str());
                 return true;
             });
-        for (const auto& entry : listed)
+        for (const auto& entry : _listed)
             Try(failures, [&] {
                 const auto& [checksum, name] = entry;
                 const bool isRight = Checksum(checksummer, name, environment) == checksum;
@@ -114,8 +119,8 @@ public:
                 return isRight;
             });
         if (failures > 0)
-            throw Failure(std::to_string(failures) + " of " + std::to_string(_names.size() + listed.size()) +
-                          (listed.empty() ? " files could not be read" : " files failed"));
+            throw Failure(std::to_string(failures) + " of " + std::to_string(_names.size() + _listed.size()) +
+                          (_listed.empty() ? " files could not be read" : " files failed"));
     }
 
 private:
@@ -126,7 +131,7 @@ private:
             if (!work()) failures++;
         } catch (const Failure& failure) {
             std::fflush(stdout);
-            std::fprintf(stderr, "nuvra-cl: %s\n", failure.what());
+            PrintError(std::string("nuvra-cl: ") + failure.what() + "\n");
             failures++;
         }
     }
@@ -146,6 +151,7 @@ private:
 
     std::vector<std::string> _names;
     std::string _list;
+    std::vector<ListedFile> _listed;
     Int64 _piece = Int64{4} << 20;
 };
 
