@@ -129,6 +129,7 @@ int Main(int argc, char** argv) {
 }  // namespace nuvra::app
 
 int main(int argc, char** argv) {
+    nuvra::app::HandleSignals();
     std::vector<std::string> arguments = nuvra::app::GetArguments(argc, argv);
     std::vector<char*> pointers(arguments.size());
     std::ranges::transform(arguments, pointers.begin(),

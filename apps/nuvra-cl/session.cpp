@@ -1,7 +1,6 @@
 #include "session.h"
 
 #include "nuvra/file_name.h"
-#include "system.h"
 
 namespace nuvra::app {
 
@@ -109,6 +108,7 @@ Gpu Session::OpenDevice() {
     const DeviceEntry& chosen = ChooseDevice(platforms, _environment.options.device);
     Gpu gpu;
     gpu.name = chosen.name;
+    _deviceJob.emplace("the OpenCL runtime failed on " + Quote(gpu.name));
     BaseArray<cl_device_id> devices;
     gpu.Check(
         devices.Append(reinterpret_cast<cl_device_id>(GetNumber<Int64>(chosen.device, OpenCLDeviceInfo::ID))),
@@ -122,8 +122,8 @@ Gpu Session::OpenDevice() {
 }
 
 OpenCLTaskRef Gpu::GetTask(const char* key) const {
-    const String name = app::Check(String::FromCText(key), "cannot name a task");
-    Result<OpenCLTaskRef> task = context.GetTask(name);
+    const LibraryJob job("the OpenCL runtime failed to build the task " + Quote(key) + " on " + Quote(name));
+    Result<OpenCLTaskRef> task = context.GetTask(app::Check(String::FromCText(key), "cannot name a task"));
     const bool isBuildFailure =
         !task.IsOk() &&
         GetCode(task.GetError()) == static_cast<Int32>(OpenCLErrorCode::BUILD_PROGRAM_FAILURE);

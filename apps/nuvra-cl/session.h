@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -7,6 +8,7 @@
 #include "device_list.h"
 #include "failure.h"
 #include "nuvra/host.h"
+#include "system.h"
 
 namespace nuvra::app {
 
@@ -44,6 +46,8 @@ private:
     [[noreturn]] void FailWithoutRuntime(const ErrorRef& error);
 
     Environment& _environment;
+    LibraryJob _job{"the OpenCL runtime failed"};
+    std::optional<LibraryJob> _deviceJob;  ///< once the device is known
     host::Host _host;
 };
 

@@ -15,6 +15,9 @@ const char* GetRuntimeName();
 /// What the person installs to get an OpenCL runtime, as the end of a sentence.
 const char* GetRuntimeAdvice();
 
+/// Sees to what has to be done when a signal, or a library, ends the program; called before all else.
+void HandleSignals();
+
 /// The arguments of `main`, from the program's name on, in UTF-8.
 std::vector<std::string> GetArguments(int argc, char** argv);
 
@@ -28,13 +31,31 @@ std::filesystem::path GetProgramPath();
 /// working while standard error is silenced; the caller closes it.
 std::FILE* OpenTerminal();
 
-/// Removes `path` when a signal, such as an interrupt or its reader's end, or a library ends the program. One
-/// path at a time; the empty path takes it back.
+/// Removes `path` when a signal, such as an interrupt or its reader's end, a crash or a library ends the
+/// program. One path at a time; the empty path takes it back.
 void RemoveWhenInterrupted(const std::filesystem::path& path);
 
 /// Runs `action` on a thread of its own when the program is interrupted, told to end or cut off from its
-/// reader, before it ends by that. Once for a program.
+/// reader, before it ends by that; where a library ends it, for two seconds at most. Once for a program.
 void RunWhenInterrupted(std::function<void()> action);
+
+/// What a library is at work on as long as this lives. If the library ends the program meanwhile, one line
+/// says so, even while standard error is silenced. A crash remains the signal that it is; after an `exit` the
+/// status is 1.
+class LibraryJob {
+public:
+    /// `failure` is the beginning of the line: "the library that reads pictures failed on "x.png"".
+    explicit LibraryJob(const std::string& failure);
+    ~LibraryJob();
+    LibraryJob(const LibraryJob&) = delete;
+    LibraryJob& operator=(const LibraryJob&) = delete;
+
+    const char* GetLine() const { return _line.c_str(); }
+
+private:
+    const std::string _line;
+    const LibraryJob* const _outer;
+};
 
 /// Drops what is written to standard error as long as it lives: picture libraries report there too what the
 /// program then says in its own words.

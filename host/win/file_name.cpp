@@ -2,7 +2,9 @@
 
 #include <fcntl.h>
 #include <io.h>
-#include <sys/stat.h>
+#include <windows.h>
+
+#include <cerrno>
 
 namespace nuvra::host {
 
@@ -15,15 +17,38 @@ std::wstring ToWideMode(const char* mode) {
     return wide;
 }
 
+int ToErrno(DWORD error) {
+    switch (error) {
+        case ERROR_FILE_EXISTS:
+            return EEXIST;
+        case ERROR_FILE_NOT_FOUND:
+        case ERROR_PATH_NOT_FOUND:
+            return ENOENT;
+        case ERROR_DISK_FULL:
+            return ENOSPC;
+        default:
+            return EACCES;
+    }
+}
+
 }  // namespace
 
 std::FILE* OpenFile(const std::filesystem::path& path, const char* mode) {
     const std::wstring wide = ToWideMode(mode);
     const bool isNew = wide.size() < std::char_traits<char>::length(mode);
     if (!isNew) return _wfopen(path.c_str(), wide.c_str());
-    // The C library at hand may not know "x".
-    const int file = _wopen(path.c_str(), _O_CREAT | _O_EXCL | _O_RDWR | _O_BINARY, _S_IREAD | _S_IWRITE);
-    return file < 0 ? nullptr : _wfdopen(file, wide.c_str());
+    // The C library at hand may not know "x", and lets nobody delete a file that is open.
+    const HANDLE handle = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                      CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) {
+        errno = ToErrno(GetLastError());
+        return nullptr;
+    }
+    const int file = _open_osfhandle(reinterpret_cast<intptr_t>(handle), _O_BINARY);
+    if (file >= 0) return _wfdopen(file, wide.c_str());
+    CloseHandle(handle);
+    return nullptr;
 }
 
 }  // namespace nuvra::host

@@ -110,8 +110,8 @@ TEST_F(OutputTest, AFullDiskLeavesTheOldFileAndNothingElse) {
                       "cannot write the standard output: No space left on device", {"in.ppm"});
     // A compiler that cannot write its files may end the program.
     const Outcome ended = RunShell(
-        "mkdir ../cache; export POCL_CACHE_DIR=../cache; ulimit -f 8; \"$PROGRAM\" clear --size 100K out");
-    EXPECT_NE(ended.status, 0);
+        "mkdir ../cache; export POCL_CACHE_DIR=../cache; ulimit -f 8; \"$PROGRAM\" invert in.ppm out.ppm");
+    EXPECT_EQ(ended.status, 1) << ended.err;
     EXPECT_EQ(ListFiles(), (Texts{"in.ppm"}));
 }
 
@@ -124,6 +124,46 @@ TEST_F(OutputTest, ASignalThatEndsTheProgramRemovesTheTemporaryFile) {
             std::to_string(signal) + " $program; wait $program");
         EXPECT_EQ(outcome.status, 128 + signal) << outcome.err;
         EXPECT_EQ(ListFiles(), Texts());
+    }
+}
+
+TEST_F(OutputTest, ALibraryThatEndsTheProgramLeavesOneLineAndNoFile) {
+    WritePicture("in.png", MakeTestPicture(OIIO::TypeDesc::UINT8, 40, 30, 3));
+    for (const char* file : {"abort.dies", "exit.dies"}) WriteFile(file, "");
+    const Texts files = ListFiles();
+    const std::string plugins = "OIIO_LIBRARY_PATH=" PLUGIN_FOLDER;
+    const std::string reads = "nuvra-cl: the library that reads pictures failed on \"";
+    ExpectFailure(Run({"invert", "abort.dies", "out.png"}, {plugins}), -SIGABRT,
+                  reads + "abort.dies\" (aborted)\n", files);
+    ExpectFailure(Run({"invert", "exit.dies", "out.png"}, {plugins}), 1,
+                  reads + "exit.dies\" (it ended the program)\n", files);
+    ExpectFailure(
+        Run({"chart", "out.dies"}, {plugins}), 1,
+        "nuvra-cl: the library that writes pictures failed on \"out.dies\" (it ended the program)\n", files);
+
+    struct Case {
+        const char* how;
+        int status;
+        const char* words;
+    };
+    const std::string sendsThem[] = {std::to_string(SIGBUS), std::to_string(SIGFPE), std::to_string(SIGILL)};
+    for (const auto& [how, status, words] : {Case{"exit", 1, "it ended the program"},
+                                             {"abort", -SIGABRT, "aborted"},
+                                             {"overflow", -SIGSEGV, "segmentation fault"},
+                                             {sendsThem[0].c_str(), -SIGBUS, "bus error"},
+                                             {sendsThem[1].c_str(), -SIGFPE, "arithmetic error"},
+                                             {sendsThem[2].c_str(), -SIGILL, "illegal instruction"}}) {
+        const Texts environment{"FAKE_PLATFORMS=One", std::string("FAKE_END=clEnqueueReadBuffer=") + how,
+                                // A sanitizer leaves these signals to the program.
+                                "ASAN_OPTIONS=handle_segv=0:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0"};
+        const std::string line =
+            std::string("nuvra-cl: the OpenCL runtime failed on \"One\" (") + words + ")\n";
+        ExpectFailure(RunFake({"clear", "--size", "9", "out"}, environment), status, line, files);
+        // The trace has the call that did not return.
+        const Outcome traced = RunFake({"clear", "--size", "9", "out", "--trace", "../trace"}, environment);
+        ExpectFailure(traced, status, line, files);
+        EXPECT_NE(ReadFile("../trace").find(R"("clEnqueueReadBuffer","cat":"OpenCL","ph":"B")"),
+                  std::string::npos);
     }
 }
 

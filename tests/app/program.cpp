@@ -42,11 +42,12 @@ ProgramTest::~ProgramTest() {
 Outcome ProgramTest::RunShell(const std::string& line) {
     const std::string command = "PROGRAM=" + Quote(GetProgram()) + "; { " + line + "; } >../out 2>../err";
     const int status = std::system(command.c_str());
-    return {(status & 0x7f) == 0 ? status >> 8 : -1, ReadFile("../out"), ReadFile("../err")};
+    return {WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status), ReadFile("../out"),
+            ReadFile("../err")};
 }
 
 Outcome ProgramTest::Run(const Texts& arguments, const Texts& environment) {
-    std::string line = "env";
+    std::string line = "exec env";
     for (const std::string& setting : environment) line += " " + Quote(setting);
     line += " \"$PROGRAM\"";
     for (const std::string& argument : arguments) line += " " + Quote(argument);

@@ -9,7 +9,7 @@
 namespace nuvra::test {
 
 struct Outcome {
-    int status = -1;  ///< -1 when the program did not end by itself
+    int status = -1;  ///< of what a signal has ended, the signal's number, negative
     std::string out;
     std::string err;
 };

@@ -1,3 +1,4 @@
+#include <csignal>
 #include <cstdlib>
 #include <sstream>
 #include <string>
@@ -11,6 +12,9 @@
 ///                      "GPU" in it makes a GPU, any other a CPU.
 ///     FAKE_DRIVER      every device's driver version
 ///     FAKE_FAIL        "clFinish=-5": the function that fails, and its code
+///     FAKE_END         "clFinish=abort": the function in which the runtime ends the program, and how:
+///     "abort",
+///                      "exit", "overflow" of the stack, or the number of a signal
 namespace nuvra::fake {
 
 namespace {
@@ -32,6 +36,18 @@ void AddDevices(Object& platform, const std::string& names) {
     }
 }
 
+int Overflow(const volatile char* outer) {
+    const volatile char frame[4096] = {*outer};
+    return outer != nullptr ? Overflow(frame) + frame[0] : 0;
+}
+
+[[noreturn]] void End(const std::string& how) {
+    if (how == "exit") std::exit(0);
+    if (how == "overflow") std::exit(Overflow(how.c_str()));
+    if (how != "abort") std::raise(std::stoi(how));
+    std::abort();
+}
+
 bool SetUp() {
     Control& control = Control::Get();
     control.Reset();
@@ -45,6 +61,12 @@ bool SetUp() {
     const std::string failure = GetVariable("FAKE_FAIL");
     if (const size_t sign = failure.find('='); sign != std::string::npos)
         control.Fail(failure.substr(0, sign), std::stoi(failure.substr(sign + 1)));
+    const std::string end = GetVariable("FAKE_END");
+    if (const size_t sign = end.find('='); sign != std::string::npos)
+        control.intercept = [name = end.substr(0, sign), how = end.substr(sign + 1)](const Call& call) {
+            if (call.name == name) End(how);
+            return 0;
+        };
     return true;
 }
 

@@ -31,6 +31,7 @@ PictureLayout ToLayout(const OIIO::ImageSpec& spec) {
 
 Picture ReadPicture(const std::string& name, const Environment& environment) {
     CheckIsFile(name);
+    const LibraryJob job("the library that reads pictures failed on " + Quote(name));
     const SilencedStandardError silence;
     OIIO::ImageSpec wishes;
     wishes.attribute("oiio:UnassociatedAlpha", 1);

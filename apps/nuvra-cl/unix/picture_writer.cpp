@@ -185,6 +185,7 @@ void WritePicture(const std::string& name, const Picture& picture, Environment& 
     OutputFile file(name, OutputFile::Access::RANDOM, "." + format);
     std::string loss;
     {
+        const LibraryJob job("the library that writes pictures failed on " + Quote(name));
         const SilencedStandardError silence;
         loss = Writer(file, format, picture, name).Write(environment.terminal);
     }

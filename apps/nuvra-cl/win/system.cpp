@@ -8,6 +8,9 @@
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
 #include <cwchar>
 #include <functional>
 #include <iterator>
@@ -21,26 +24,85 @@ namespace {
 
 constexpr int kStandardError = 2;
 
-/// The console's handler runs on a thread of its own, beside the program: a fixed text, and a flag that says
+/// What ends the program may run beside it, on a thread of its own: a fixed text, and a flag that says
 /// whether it is complete.
 wchar_t g_removedPath[4096];
 std::atomic<bool> g_hasRemovedPath{false};
 std::atomic<std::function<void()>*> g_interruptAction{nullptr};
 
+/// What the libraries are at work on, the innermost job.
+std::atomic<const LibraryJob*> g_job{nullptr};
+
+/// Where the person reads, also while standard error is silenced.
+std::atomic<int> g_errors{kStandardError};
+
+/// Stands before a line there: it wipes the progress bar off a console.
+std::atomic<const char*> g_lineStart{""};
+
+/// The file goes as soon as the program, which has it open, has ended.
+void RemovePath() {
+    if (g_hasRemovedPath.exchange(false)) DeleteFileW(g_removedPath);
+}
+
+void TellJob(const char* how) {
+    const LibraryJob* job = g_job.exchange(nullptr);
+    if (job == nullptr) return;
+    for (const char* text : {g_lineStart.load(), job->GetLine(), how})
+        _write(g_errors, text, static_cast<unsigned>(std::strlen(text)));
+}
+
 BOOL WINAPI EndByConsole(DWORD) {
     if (const auto* action = g_interruptAction.exchange(nullptr)) (*action)();
-    // The system deletes no file that is open; it is opened by the program alone, which ends now.
-    if (g_hasRemovedPath.exchange(false))
-        for (int tries = 0; tries < 50 && DeleteFileW(g_removedPath) == FALSE; tries++) Sleep(10);
+    RemovePath();
     return FALSE;  // the next handler ends the program
 }
 
-void InstallHandlerOnce() {
-    static const bool installed = SetConsoleCtrlHandler(EndByConsole, TRUE) != FALSE;
-    static_cast<void>(installed);
+const char* NameCrash(DWORD code) {
+    switch (code) {
+        case EXCEPTION_ACCESS_VIOLATION:
+            return " (access violation)\n";
+        case EXCEPTION_STACK_OVERFLOW:
+            return " (stack overflow)\n";
+        case EXCEPTION_ILLEGAL_INSTRUCTION:
+            return " (illegal instruction)\n";
+        case EXCEPTION_INT_DIVIDE_BY_ZERO:
+            return " (division by zero)\n";
+        default:
+            return " (crashed)\n";
+    }
+}
+
+LONG WINAPI EndByCrash(EXCEPTION_POINTERS* crash) {
+    RemovePath();
+    TellJob(NameCrash(crash->ExceptionRecord->ExceptionCode));
+    return EXCEPTION_CONTINUE_SEARCH;  // the system ends the program, with the exception's code
+}
+
+void EndByAbort(int) {
+    RemovePath();
+    TellJob(" (aborted)\n");
+}
+
+void EndByExit() {
+    RemovePath();
+    if (g_job == nullptr) return;
+    std::fflush(stdout);
+    TellJob(" (it ended the program)\n");
+    if (const auto* action = g_interruptAction.exchange(nullptr)) (*action)();
+    std::_Exit(EXIT_FAILURE);
 }
 
 }  // namespace
+
+void HandleSignals() {
+    std::atexit(EndByExit);
+    std::signal(SIGABRT, EndByAbort);
+    SetConsoleCtrlHandler(EndByConsole, TRUE);
+    SetUnhandledExceptionFilter(EndByCrash);
+    // An exhausted stack leaves no room for the filter.
+    ULONG kept = 64 << 10;
+    SetThreadStackGuarantee(&kept);
+}
 
 const char* GetRuntimeName() {
     return "opencl.dll";
@@ -83,12 +145,12 @@ std::FILE* OpenTerminal() {
     if (GetConsoleMode(console, &mode) == FALSE ||
         SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) == FALSE)
         return nullptr;
+    g_lineStart = "\r\033[K";
     const int copy = _dup(kStandardError);
     return copy < 0 ? nullptr : _fdopen(copy, "w");
 }
 
 void RemoveWhenInterrupted(const std::filesystem::path& path) {
-    InstallHandlerOnce();
     g_hasRemovedPath = false;
     const std::wstring absolute = path.empty() ? std::wstring() : std::filesystem::absolute(path).wstring();
     if (absolute.empty() || absolute.size() >= std::size(g_removedPath)) return;
@@ -98,7 +160,14 @@ void RemoveWhenInterrupted(const std::filesystem::path& path) {
 
 void RunWhenInterrupted(std::function<void()> action) {
     g_interruptAction = new std::function<void()>(std::move(action));  // for the rest of the program
-    InstallHandlerOnce();
+}
+
+LibraryJob::LibraryJob(const std::string& failure) : _line("nuvra-cl: " + failure), _outer(g_job) {
+    g_job = this;
+}
+
+LibraryJob::~LibraryJob() {
+    g_job = _outer;
 }
 
 SilencedStandardError::SilencedStandardError() {
@@ -106,7 +175,7 @@ SilencedStandardError::SilencedStandardError() {
     if (nothing < 0) return;
     std::fflush(stderr);
     _saved = _dup(kStandardError);
-    if (_saved >= 0) _dup2(nothing, kStandardError);
+    if (_saved >= 0 && _dup2(nothing, kStandardError) == 0 && g_errors == kStandardError) g_errors = _saved;
     _close(nothing);
 }
 
@@ -114,6 +183,7 @@ SilencedStandardError::~SilencedStandardError() {
     if (_saved < 0) return;
     std::fflush(stderr);
     _dup2(_saved, kStandardError);
+    if (g_errors == _saved) g_errors = kStandardError;
     _close(_saved);
 }
 
