@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "failure.h"
+#include "named_files.h"
 #include "nuvra/file_name.h"
 #include "system.h"
 
@@ -18,6 +19,7 @@ OutputFile::OutputFile(const std::string& name, Access access, const std::string
     const fs::path path = _target;
     std::error_code error;
     const fs::file_status status = fs::status(path, error);
+    if (error == std::errc::too_many_symbolic_link_levels) Fail(error.value());
     if (fs::is_directory(status)) throw Failure("cannot write " + Quote(name) + ": it is a folder");
     _isSpecial = fs::exists(status) && !fs::is_regular_file(status);
     if (_isSpecial && access == Access::SEQUENTIAL) {
@@ -26,15 +28,18 @@ OutputFile::OutputFile(const std::string& name, Access access, const std::string
         if (_stream == nullptr) Fail(errno);
         return;
     }
+    // Renaming would replace a symbolic link by the file, and a file that the person may not write.
+    if (!fs::exists(status)) _target = FollowLinks(path);
     if (fs::is_regular_file(status)) {
-        // Renaming would replace a symbolic link by the file, and a file that the person may not write.
         _target = fs::canonical(path);
         std::FILE* probe = host::OpenFile(_target, "ab");
         if (probe == nullptr) Fail(errno);
         std::fclose(probe);
     }
-    MakeTemporary(_isSpecial ? fs::temp_directory_path() : _target.parent_path(),
-                  path.has_extension() ? host::ToText(path.extension()) : extension);
+    // The longest names leave no room for their extension. Pictures alone need it, and theirs are short.
+    std::string ending;
+    if (access == Access::RANDOM) ending = path.has_extension() ? host::ToText(path.extension()) : extension;
+    MakeTemporary(_isSpecial ? fs::temp_directory_path() : _target.parent_path(), ending);
     // Where this fails, the file system has no permissions that could differ.
     if (fs::is_regular_file(status)) fs::permissions(_written, status.permissions(), error);
     if (access == Access::RANDOM) Close();
@@ -59,6 +64,11 @@ void OutputFile::MakeTemporary(const fs::path& folder, const std::string& extens
     if (_stream == nullptr) {
         const int code = errno;
         RemoveWhenInterrupted({});
+        std::error_code unknown;
+        if (!_isSpecial && (code == EACCES || code == EPERM) && fs::exists(_target, unknown))
+            throw Failure("cannot write " + Quote(_name) +
+                          ": its folder takes no new file to put in its place (" + DescribeSystemError(code) +
+                          ")");
         Fail(code);
     }
     _isTemporary = true;

@@ -6,9 +6,9 @@
 namespace nuvra::app {
 
 /// The file that a command writes. Nothing half-written is ever seen under its name: the bytes go to a
-/// temporary file beside it, which `Commit` renames and which is removed otherwise, by an interrupt too; it
-/// has the permissions of the file that it replaces. A pipe, a terminal or another thing that is no regular
-/// file is written directly.
+/// temporary file beside it, which `Commit` renames and which is removed otherwise, by an interrupt or a
+/// crash too; it has the permissions of the file that it replaces. A symbolic link is followed, whether its
+/// file is there or not. A pipe, a terminal or another thing that is no regular file is written directly.
 ///
 /// Every operation throws the `Failure` "cannot write NAME: ...".
 class OutputFile {
@@ -18,7 +18,7 @@ public:
         RANDOM,      ///< by whoever opens `GetPath`
     };
 
-    /// The temporary file has the extension of `name`, or `extension` where that has none.
+    /// With RANDOM access the temporary file has the extension of `name`, or `extension` where that has none.
     OutputFile(const std::string& name, Access access, const std::string& extension = {});
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;

@@ -14,6 +14,7 @@ TEST_F(FailureTest, BadArgumentsAndBadInputGetOneLineAndNoFile) {
     WriteFile("text.png", "no picture\n");
     WriteFile("empty.png", "");
     fs::create_directory("folder");
+    fs::create_symlink("loop", "loop");
     const Texts files = ListFiles();
     struct Case {
         Texts arguments;
@@ -44,6 +45,8 @@ TEST_F(FailureTest, BadArgumentsAndBadInputGetOneLineAndNoFile) {
         {{"invert", "in.png", "out.png", "--tile", "0"}, 2, "--tile"},
         {{"invert", "in.png"}, 2, "OUT is required"},
         {{"invert", "in.png", "out.png", "more"}, 2, "not expected: more"},
+        {{"clear", "", "--size", "2G"}, 2, "OUT is an empty name"},
+        {{"clear", "loop", "--size", "1"}, 1, "cannot write \"loop\": Too many levels of symbolic links"},
         {{"clear", "out"}, 2, "--size is required"},
         {{"clear", "out", "--size", "-5"}, 2, "\"-5\" is not a number of bytes"},
         {{"clear", "out", "--size", "12Q"}, 2, "\"12Q\" is not a number of bytes"},

@@ -66,6 +66,26 @@ TEST_F(OutputTest, AnExistingFileIsReplacedWholeKeepsItsPermissionsAndALinkIsFol
     EXPECT_EQ(ReadPicture("in.png").samples, expected.samples);
 }
 
+TEST_F(OutputTest, NamesAndFoldersAreTakenAsTheSystemHasThem) {
+    const auto clear = [](const std::string& out) {
+        return RunFake({"clear", "--size", "3", out}, {"FAKE_PLATFORMS=One"});
+    };
+    const std::string longest = "x." + std::string(253, 'l');
+    EXPECT_EQ(clear(longest).status, 0);
+    fs::create_directory("folder");
+    fs::create_symlink("folder/between", "link");
+    fs::create_symlink("new", "folder/between");
+    EXPECT_EQ(clear("link").status, 0);
+    EXPECT_EQ(fs::read_symlink("link"), "folder/between");
+    for (const std::string& file : {longest, std::string("folder/new")}) EXPECT_EQ(ReadFile(file).size(), 3U);
+    const Texts files = ListFiles();
+    ExpectFailure(
+        RunShell("chmod 555 folder; [ $(id -u) != 0 ] || drop='setpriv --bounding-set -dac_override';"
+                 "FAKE_PLATFORMS=One $drop \"$PROGRAM\" clear --size 9 link --runtime " SCRIPTED_RUNTIME),
+        1, "cannot write \"link\": its folder takes no new file to put in its place (Permission denied)",
+        files);
+}
+
 TEST_F(OutputTest, NamesMayHaveAnyLetters) {
     fs::create_directory("Größe");
     const std::string in = "Größe/漢字 😀.png";

@@ -127,7 +127,7 @@ void WritePicture(const std::string& name, const Picture& picture, Environment& 
     const bool isRounded = picture.type->samples == Samples::UINT16 && !format.has16Bits;
     std::vector<unsigned char> bytes;
     if (isRounded) bytes = RoundToBytes(picture);
-    OutputFile file(name, OutputFile::Access::SEQUENTIAL, std::string(".") + format.name);
+    OutputFile file(name, OutputFile::Access::SEQUENTIAL);
     format.encode([&](const void* piece, size_t size) { file.Write(piece, size); },
                   {static_cast<int>(picture.GetWidth()), static_cast<int>(picture.GetHeight()),
                    static_cast<int>(picture.layout.channels.size()), isRounded ? 1 : picture.type->bytes,
