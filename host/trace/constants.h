@@ -5,8 +5,11 @@
 
 #include "nuvra/types.h"
 
-/// The OpenCL headers' constants by name. Which constants a number may be is told by the letter of the
-/// signature code (see opengl_cl_trace.h), and for property lists by 'r', their keys' letter.
+/// The OpenCL headers' constants by name, but for queries (see queries.h). Which constants a number may be is
+/// told by the letter of the signature code (see opengl_cl_trace.h), or by a letter of this tracer's own: r
+/// key of a property list; o, t an image format's channel order and data type; g type of a cache; l type of
+/// local memory; B, k a program's build status and binary type. Bits likewise: c floating-point capabilities,
+/// e execution capabilities, d affinity domains.
 namespace nuvra::host {
 
 /// The name of the constant, empty for any other number.

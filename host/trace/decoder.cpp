@@ -9,6 +9,7 @@
 
 #include "constants.h"
 #include "nuvra/error_names.h"
+#include "queries.h"
 
 namespace nuvra::host {
 
@@ -55,6 +56,17 @@ bool IsOneOf(char letter, std::string_view letters) {
     return letters.find(letter) != letters.npos;
 }
 
+/// Those of values of 32 bits, some of which are constants.
+constexpr std::string_view kWords = "ubEmnvYVotglBk";
+
+/// The name of a constant or query; empty for one that has none.
+std::string_view FindName(char letter, UInt32 value) {
+    if (!IsOneOf(letter, "mnvYV")) return FindConstant(letter, value);
+    const Query* query = FindQuery(letter, value);
+    return query != nullptr ? query->name : std::string_view();
+}
+
+/// Letters of signature codes.
 bool IsKnown(char letter) {
     return IsOneOf(letter, "iuspPTmnvYVNwWRrbEfF");
 }
@@ -80,6 +92,7 @@ public:
             } else {
                 AddScalar(code[i], arguments);
             }
+            if (next == 0 && AddAnswer()) break;
         }
         return _outcome;
     }
@@ -90,7 +103,7 @@ private:
             AddString(arguments.Take<const char*>());
         else if (letter == 'r')
             AddProperties(arguments.Take<const cl_context_properties*>());
-        else if (letter == 'P' && _event.isAfter && _parameter.meaning == Meaning::HANDLE)
+        else if (letter == 'P' && _event.arguments != nullptr && _parameter.meaning == Meaning::HANDLE)
             AddCreated(arguments.Take<const void*>());
         else
             AddElement(letter, arguments);
@@ -100,13 +113,54 @@ private:
         const auto count = static_cast<UInt32>(std::max(arguments.Take<int>(), 0));
         const void* array = arguments.Take<const void*>();
         if (array == nullptr || !IsKnown(letter)) return AddPointer(array);
-        const UInt32 kept = std::min(count, kLongestList);
+        AddList(letter, count, Elements(array));
+    }
+
+    void AddList(char letter, UInt64 count, Elements elements) {
+        const auto kept = static_cast<UInt32>(std::min<UInt64>(count, kLongestList));
         Value& list = _values.Add(_parameter.name, Form::LIST);
         list.count = kept;
         list.omitted = count - kept;
         _parameter.name = {};
-        Elements elements(array);
         for (UInt32 i = 0; i < kept; i++) AddElement(letter, elements);
+    }
+
+    /// Adds what a query has written, of which a code has little. False for any other call and for an unknown
+    /// query: then the code's values are all that is known.
+    bool AddAnswer() {
+        if (_event.arguments == nullptr || _event.function == nullptr) return false;
+        const auto get = [&](std::string_view name) {
+            const Value* argument = _event.arguments->Find(name);
+            return argument != nullptr ? argument->raw : 0;
+        };
+        const char letter = _event.function->queryLetter;
+        const Query* query =
+            letter != 0 ? FindQuery(letter, static_cast<UInt32>(get("param_name"))) : nullptr;
+        if (query == nullptr) return false;
+        if (_outcome.hasFailed) return true;  // it has written nothing
+        const auto* value = reinterpret_cast<const void*>(get("param_value"));
+        const auto* written = reinterpret_cast<const size_t*>(get("param_value_size_ret"));
+        const size_t room = get("param_value_size");
+        if (value != nullptr) AddAnswer(*query, value, written != nullptr ? std::min(room, *written) : room);
+        _parameter = {"param_value_size_ret"};
+        if (written != nullptr) AddNumber(*written);
+        return true;
+    }
+
+    void AddAnswer(const Query& query, const void* value, size_t size) {
+        _parameter = {"param_value", query.meaning, query.kind};
+        const char letter = query.code.back();
+        if (letter == 'T') {
+            const std::string_view text(static_cast<const char*>(value), size);
+            return AddText(text.substr(0, text.find('\0')), Form::TEXT, _parameter.name);
+        }
+        const size_t width = IsOneOf(letter, kWords) ? sizeof(cl_uint) : sizeof(cl_ulong);
+        static_assert(sizeof(size_t) == sizeof(cl_ulong) && sizeof(void*) == sizeof(cl_ulong));
+        Elements elements(value);
+        if (query.code.front() == 'a')
+            AddList(letter, size / width, elements);
+        else if (size >= width)
+            AddElement(letter, elements);
     }
 
     template <class Source>
@@ -119,9 +173,9 @@ private:
             AddNumber(source.template Take<cl_float>());
         else if (letter == 'F')
             AddNumber(source.template Take<cl_double>());
-        else if (IsOneOf(letter, "NwWR"))
+        else if (IsOneOf(letter, "NwWRced"))
             AddBitField(letter, source.template Take<cl_ulong>());
-        else if (IsOneOf(letter, "ubEmnvYV"))
+        else if (IsOneOf(letter, kWords))
             AddConstant(letter, source.template Take<cl_uint>());
         else
             AddHandleOrAddress(source.template Take<const void*>());
@@ -138,10 +192,11 @@ private:
     }
 
     void AddConstant(char letter, cl_uint value) {
-        const std::string_view name = letter == 'u' ? std::string_view() : FindConstant(letter, value);
+        if (letter == 'u') return AddNumber(value);
+        const std::string_view name = FindName(letter, value);
         if (!name.empty())
-            AddText(name, Form::WORD, _parameter.name);
-        else if (letter == 'u' || letter == 'b')
+            AddText(name, Form::WORD, _parameter.name, value);
+        else if (letter == 'b')
             AddNumber(value);
         else
             AddHexadecimal(value);
@@ -169,6 +224,8 @@ private:
 
     void AddHandleOrAddress(const void* pointer) {
         if (_parameter.meaning == Meaning::ADDRESS) _outcome.hasFailed = pointer == nullptr;
+        if (_parameter.meaning == Meaning::IMAGE_FORMAT && pointer != nullptr)
+            return AddImageFormat(*static_cast<const cl_image_format*>(pointer));
         if (_parameter.meaning == Meaning::NUMBER) return AddNumber(reinterpret_cast<UInt64>(pointer));
         if (pointer == nullptr || _parameter.meaning != Meaning::HANDLE) return AddPointer(pointer);
         AddHandle(_handles.Find(_parameter.kind, pointer));
@@ -177,7 +234,8 @@ private:
     void AddCreated(const void* handle) {
         if (handle == nullptr) return AddPointer(handle);
         _outcome.created = &_handles.Create(_parameter.kind, handle);
-        if (!_event.createdName.empty()) _outcome.created->SetName(_event.createdName);
+        if (const Value* name = _event.arguments->Find("kernel_name"); name != nullptr && name->size > 0)
+            _outcome.created->SetName(_event.arguments->GetText(*name));
         AddHandle(*_outcome.created);
     }
 
@@ -197,8 +255,15 @@ private:
         AddText(text, isType ? Form::WORD : Form::TEXT, _parameter.name);
     }
 
-    void AddText(std::string_view text, Form form, std::string_view name) {
-        Value& added = _values.Add(name, form);
+    void AddImageFormat(const cl_image_format& format) {
+        _values.Add(_parameter.name, Form::LIST).count = 2;
+        _parameter = {};
+        AddConstant('o', format.image_channel_order);
+        AddConstant('t', format.image_channel_data_type);
+    }
+
+    void AddText(std::string_view text, Form form, std::string_view name, UInt64 raw = 0) {
+        Value& added = _values.Add(name, form, raw);
         _values.GetTexts() += text;
         _values.End(added);
     }
@@ -231,7 +296,9 @@ private:
                                Form::WORD, _parameter.name);
         char digits[32];
         const char* end = std::to_chars(digits, std::end(digits), value).ptr;
-        AddText({digits, static_cast<size_t>(end - digits)}, Form::NUMBER, _parameter.name);
+        UInt64 raw = 0;
+        if constexpr (std::is_integral_v<T>) raw = static_cast<UInt64>(value);
+        AddText({digits, static_cast<size_t>(end - digits)}, Form::NUMBER, _parameter.name, raw);
     }
 
     const Event& _event;

@@ -15,8 +15,7 @@ inline constexpr UInt32 kLongestList = 64;
 struct Event {
     const Function* function = nullptr;  ///< null for one that is not known
     std::string_view code;
-    bool isAfter = false;            ///< the values are what a call has given
-    std::string_view createdName{};  ///< of the object that the call has made, if it has one
+    const Values* arguments = nullptr;  ///< of an after event: the call's; null before it
 };
 
 /// What a decoded event says of its call beside the values.
@@ -28,7 +27,8 @@ struct Outcome {
 /// Reads the values behind an event's code and adds them, in words and with their parameters' names, to
 /// `values`. Of an unknown function or code, what a letter alone does not tell is shown raw. A letter that is
 /// unknown ends the reading, since nobody can know how wide its value is; the rest of the code is shown
-/// instead. `arguments` is not advanced.
+/// instead. What a query has written is read from where its arguments point, whatever the code has of it.
+/// `arguments` is not advanced.
 Outcome Decode(const Event& event, va_list arguments, Handles& handles, Values& values);
 
 }  // namespace nuvra::host

@@ -23,7 +23,7 @@ struct Subject {
 Subject FindSubject(const Call& call, std::string_view code) {
     const Signature* signature = call.function == nullptr ? nullptr : call.function->Find(code);
     if (signature == nullptr || call.arguments.GetList().empty()) return {};
-    const auto* handle = reinterpret_cast<const void*>(call.arguments.GetList().front().address);
+    const auto* handle = reinterpret_cast<const void*>(call.arguments.GetList().front().raw);
     return handle == nullptr ? Subject() : Subject{signature->parameters.front().kind, handle};
 }
 
@@ -90,9 +90,8 @@ void Recorder::NoteObjects(Call& call, std::string_view code) {
             _handles.Find(subject.kind, subject.handle).SetName(call.arguments.GetText(*name));
     } else if (call.name == kLaunch) {
         const Value* kernel = call.arguments.Find("kernel");
-        if (kernel->address == 0) return;
-        const auto& object =
-            _handles.Find(ObjectKind::KERNEL, reinterpret_cast<const void*>(kernel->address));
+        if (kernel->raw == 0) return;
+        const auto& object = _handles.Find(ObjectKind::KERNEL, reinterpret_cast<const void*>(kernel->raw));
         call.kernel = object.name;
         call.isKernelPlain = object.isPlain;
     }
@@ -133,9 +132,7 @@ void Recorder::End(UInt64 thread, const char* name, const char* code, va_list va
 }
 
 void Recorder::ReadResults(Call& call, const char* code, va_list values) {
-    const Value* name = call.arguments.Find("kernel_name");
-    const std::string_view createdName = name != nullptr ? call.arguments.GetText(*name) : std::string_view();
-    const Outcome outcome = Decode({call.function, code, true, createdName}, values, _handles, call.results);
+    const Outcome outcome = Decode({call.function, code, &call.arguments}, values, _handles, call.results);
     call.hasFailed = outcome.hasFailed;
     if (call.hasFailed) _handles.UndoRelease(std::move(call.released));
     if (outcome.created == nullptr || !_keepsMakers) return;
@@ -153,7 +150,7 @@ Int64 Recorder::WaitForQueue(Call& call, std::unique_lock<std::mutex>& lock) {
     if (finish == nullptr || queue == nullptr) return 0;
     lock.unlock();
     const Int64 begin = Now();
-    const cl_int code = finish(reinterpret_cast<cl_command_queue>(queue->address));
+    const cl_int code = finish(reinterpret_cast<cl_command_queue>(queue->raw));
     const Int64 end = Now();
     lock.lock();
     if (code == CL_SUCCESS) return end - begin;

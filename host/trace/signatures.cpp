@@ -56,10 +56,11 @@ constexpr Row kRows[] = {
     {"clCreateBuffer", "Pwsppx", "context:context flags size host_ptr errcode_ret"},
     {"clCreateBuffer", "iP", "result:error buffer:buffer"},
     {"clCreateImage2D", "Pwpsssppx",
-     "context:context flags image_format image_width image_height image_row_pitch host_ptr errcode_ret"},
+     "context:context flags image_format:format image_width image_height image_row_pitch host_ptr "
+     "errcode_ret"},
     {"clCreateImage2D", "iP", "result:error image:image"},
     {"clCreateImage3D", "Pwpsssssppx",
-     "context:context flags image_format image_width image_height image_depth image_row_pitch "
+     "context:context flags image_format:format image_width image_height image_depth image_row_pitch "
      "image_slice_pitch host_ptr errcode_ret"},
     {"clCreateImage3D", "iP", "result:error image:image"},
     {"clReleaseMemObject", "Px", "memobj:memory"},
@@ -140,6 +141,7 @@ constexpr Parameter kMeanings[] = {
     {"address", Meaning::ADDRESS},
     {"number", Meaning::NUMBER},
     {"type", Meaning::DEVICE_TYPE},
+    {"format", Meaning::IMAGE_FORMAT},
     {"platform", Meaning::HANDLE, ObjectKind::PLATFORM},
     {"device", Meaning::HANDLE, ObjectKind::DEVICE},
     {"context", Meaning::HANDLE, ObjectKind::CONTEXT},
@@ -178,7 +180,12 @@ Functions MakeFunctions() {
     for (const Row& row : kRows) {
         Function& function = functions[row.function];
         function.name = row.function;
-        function.signatures.push_back(ReadSignature(row));
+        const Signature& signature = function.signatures.emplace_back(ReadSignature(row));
+        const auto asked = std::ranges::find(signature.parameters, "param_name",
+                                             [](const Parameter& one) { return one.name; });
+        // No array stands before it, so that each parameter there is one letter.
+        if (asked != signature.parameters.end())
+            function.queryLetter = row.code[static_cast<size_t>(asked - signature.parameters.begin())];
     }
     return functions;
 }

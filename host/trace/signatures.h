@@ -10,11 +10,12 @@ namespace nuvra::host {
 /// What a value means beyond what its letter says.
 enum class Meaning {
     NONE,
-    HANDLE,       ///< of a 'P': an object, of the parameter's kind
-    ERROR,        ///< of an 'i': an error code, the call's outcome
-    ADDRESS,      ///< of a 'p': the call's outcome, null when it has failed
-    NUMBER,       ///< of a 'p' that is none: an element of an array of sizes
-    DEVICE_TYPE,  ///< of an 'N'
+    HANDLE,        ///< of a 'P': an object, of the parameter's kind
+    ERROR,         ///< of an 'i': an error code, the call's outcome
+    ADDRESS,       ///< of a 'p': the call's outcome, null when it has failed
+    NUMBER,        ///< of a 'p' that is none: an element of an array of sizes
+    DEVICE_TYPE,   ///< of an 'N'
+    IMAGE_FORMAT,  ///< of a 'p': what it points to
 };
 
 struct Parameter {
@@ -33,6 +34,7 @@ struct Signature {
 struct Function {
     std::string_view name;  ///< "clFinish"
     std::vector<Signature> signatures;
+    char queryLetter = 0;  ///< of a query: that of its "param_name"
 
     /// Null for an unknown code.
     const Signature* Find(std::string_view code) const;

@@ -24,7 +24,7 @@ struct Value {
     Form form = Form::NOTHING;
     UInt32 count = 0;    ///< elements of LIST and PAIRS
     UInt64 omitted = 0;  ///< elements of a LIST that were left out
-    UInt64 address = 0;  ///< of an object, or where a pointer points
+    UInt64 raw = 0;      ///< an integer, an object's address, or where a pointer points
     size_t begin = 0;    ///< where its text begins
     size_t size = 0;
 };
@@ -33,11 +33,11 @@ struct Value {
 /// and again: `Clear` keeps the memory.
 class Values {
 public:
-    Value& Add(std::string_view name, Form form, UInt64 address = 0) {
+    Value& Add(std::string_view name, Form form, UInt64 raw = 0) {
         Value& value = _list.emplace_back();
         value.name = name;
         value.form = form;
-        value.address = address;
+        value.raw = raw;
         value.begin = _texts.size();
         return value;
     }

@@ -9,7 +9,8 @@ namespace nuvra {
 class OpenGLCLVKTracerImpl;
 class OpenGLCLVKTracerRef;
 
-/// What a tracer offers. Calls come from any thread, and a tracer keeps no pointer that it is given.
+/// What a tracer offers. Calls come from any thread. What a before event's pointers point to is there until
+/// the call's after event, on the same thread, has been told; no pointer is kept for longer.
 ///
 /// A signature code has one letter a value, in order; `values` is read accordingly:
 /// i cl_int; u cl_uint; s size_t; p untyped pointer; P object handle (a pointer); a element count (32-bit

@@ -60,6 +60,42 @@ TEST_F(RecorderTest, WhatIsUnknownIsShownRaw) {
                "clFinish(value=0x30, value=[1, 2], undecoded=\"?sx\") -> value=0x40"}));
 }
 
+TEST_F(RecorderTest, WhatAQueryHasWrittenIsReadByItsTypeAndNoFurther) {
+    const cl_ulong large = 0x1000000000;
+    const cl_device_fp_config bits = CL_FP_DENORM | CL_FP_FMA | 0x100000;
+    const size_t sizes[] = {1, 2, 3};
+    const size_t written = 16;
+    const cl_uint local = CL_LOCAL;
+    struct Case {
+        cl_uint which;
+        size_t size;
+        const void* value;
+        const size_t* written;
+        cl_int code;
+        const char* results;
+    };
+    const Case cases[] = {
+        {CL_DEVICE_GLOBAL_MEM_SIZE, 8, &large, nullptr, 0, "CL_SUCCESS, param_value=68719476736"},
+        {CL_DEVICE_GLOBAL_MEM_SIZE, 4, &large, nullptr, 0, "CL_SUCCESS"},
+        {CL_DEVICE_SINGLE_FP_CONFIG, 8, &bits, nullptr, 0,
+         "CL_SUCCESS, param_value=CL_FP_DENORM|CL_FP_FMA|0x100000"},
+        {CL_DEVICE_LOCAL_MEM_TYPE, 4, &local, nullptr, 0, "CL_SUCCESS, param_value=CL_LOCAL"},
+        {CL_DEVICE_MAX_WORK_ITEM_SIZES, 24, sizes, &written, 0,
+         "CL_SUCCESS, param_value=[1, 2], param_value_size_ret=16"},
+        {CL_DEVICE_NAME, 3, "abcdef", nullptr, 0, "CL_SUCCESS, param_value=\"abc\""},
+        {CL_DEVICE_NAME, 3, Address(8), nullptr, CL_INVALID_VALUE, "CL_INVALID_VALUE, FAILED"},
+        {CL_DRIVER_VERSION, 0, nullptr, &written, 0, "CL_SUCCESS, param_value_size_ret=16"},
+        {0x9999, 8, Address(8), nullptr, 0, "CL_SUCCESS"},
+    };
+    for (const Case& test : cases) {
+        const char* function = "nuvra::OpenCLInterface::clGetDeviceInfo";
+        Begin(function, "Pnsppx", Address(1), test.which, test.size, test.value, test.written);
+        End(function, "i", test.code);
+        const std::string line = TakeLog().at(0);
+        EXPECT_EQ(line.substr(line.find("result=") + 7), test.results);
+    }
+}
+
 TEST_F(RecorderTest, OfALongListTheBeginningAndTheNumberOfTheRestAreKept) {
     const std::vector<cl_int> numbers(100000, 7);
     Begin(kFinish, "aix", 100000, numbers.data());
