@@ -7,11 +7,12 @@
 
 namespace nuvra::app {
 
-/// A bar on a terminal for work that takes longer than a moment; it is wiped off when the work ends, however
-/// it ends. Nothing is shown without a terminal.
+/// A bar on one line of a terminal for work that takes longer than a moment; it is wiped off when the work
+/// ends, however it ends. Nothing is shown without a terminal.
 class Progress {
 public:
-    /// `terminal` may be null. `total` is in any unit and at least 1.
+    /// `terminal` may be null. `label` is UTF-8 and is cut where it does not fit. `total` is in any unit and
+    /// at least 1.
     Progress(std::FILE* terminal, std::string label, std::int64_t total);
     ~Progress();
     Progress(const Progress&) = delete;
@@ -22,6 +23,8 @@ public:
     void Show(std::int64_t done);
 
 private:
+    void Wipe();
+
     using Clock = std::chrono::steady_clock;
 
     std::FILE* _terminal;
@@ -29,7 +32,7 @@ private:
     std::int64_t _total;
     std::int64_t _done = 0;
     Clock::time_point _nextDrawing;
-    bool _isDrawn = false;
+    int _drawn = 0;  ///< columns that the bar takes now
 };
 
 }  // namespace nuvra::app

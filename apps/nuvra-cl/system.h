@@ -31,6 +31,9 @@ std::filesystem::path GetProgramPath();
 /// working while standard error is silenced; the caller closes it.
 std::FILE* OpenTerminal();
 
+/// How many columns the terminal has now; 0 when it does not say.
+int GetTerminalWidth(std::FILE* terminal);
+
 /// Removes `path` when a signal, such as an interrupt or its reader's end, a crash or a library ends the
 /// program. One path at a time; the empty path takes it back.
 void RemoveWhenInterrupted(const std::filesystem::path& path);

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -206,6 +207,11 @@ std::FILE* OpenTerminal() {
     else
         g_lineStart = "\r\033[K";
     return terminal;
+}
+
+int GetTerminalWidth(std::FILE* terminal) {
+    winsize size{};
+    return ioctl(fileno(terminal), TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
 void RemoveWhenInterrupted(const std::filesystem::path& path) {

@@ -150,6 +150,13 @@ std::FILE* OpenTerminal() {
     return copy < 0 ? nullptr : _fdopen(copy, "w");
 }
 
+int GetTerminalWidth(std::FILE* terminal) {
+    CONSOLE_SCREEN_BUFFER_INFO console;
+    const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(terminal)));
+    if (GetConsoleScreenBufferInfo(handle, &console) == FALSE) return 0;
+    return console.srWindow.Right - console.srWindow.Left + 1;
+}
+
 void RemoveWhenInterrupted(const std::filesystem::path& path) {
     g_hasRemovedPath = false;
     const std::wstring absolute = path.empty() ? std::wstring() : std::filesystem::absolute(path).wstring();
