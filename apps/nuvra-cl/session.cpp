@@ -1,5 +1,6 @@
 #include "session.h"
 
+#include "drivers.h"
 #include "nuvra/file_name.h"
 
 namespace nuvra::app {
@@ -67,6 +68,16 @@ void Session::FailWithoutRuntime(const ErrorRef& error) {
     }
     const std::string& runtime = _environment.options.runtime;
     if (!runtime.empty()) throw Failure("cannot use the OpenCL runtime " + Quote(runtime) + ": " + reason);
+    throw Failure("the system's OpenCL runtime cannot be used (" + reason + "); " + GetRuntimeAdvice());
+}
+
+void Session::FailWithoutPlatforms(const std::string& reason) const {
+    const std::string& runtime = _environment.options.runtime;
+    if (!runtime.empty())
+        throw Failure("the OpenCL runtime " + Quote(runtime) + " gives no platform (" + reason + ")");
+    std::string drivers;
+    for (const std::string& driver : DescribeDrivers()) drivers += (drivers.empty() ? "" : "; ") + driver;
+    if (!drivers.empty()) throw Failure("no OpenCL driver gives a platform: " + drivers);
     throw Failure("no OpenCL runtime is installed (" + reason + "); " + GetRuntimeAdvice());
 }
 
@@ -78,9 +89,7 @@ std::vector<PlatformEntry> Session::ListPlatforms() {
         FailWithoutRuntime(listed.GetError());
     constexpr Int32 kPlatformNotFound = -1001;  // CL_PLATFORM_NOT_FOUND_KHR, from the ICD loader
     if (code == kPlatformNotFound || (listed.IsOk() && platforms.IsEmpty()))
-        throw Failure("no OpenCL runtime is installed (" +
-                      (listed.IsOk() ? "there are no platforms" : DescribeError(listed.GetError())) + "); " +
-                      GetRuntimeAdvice());
+        FailWithoutPlatforms(listed.IsOk() ? "there are none" : DescribeError(listed.GetError()));
     Check(listed, "cannot list the OpenCL platforms");
 
     std::vector<PlatformEntry> entries;

@@ -44,6 +44,7 @@ public:
 
 private:
     [[noreturn]] void FailWithoutRuntime(const ErrorRef& error);
+    [[noreturn]] void FailWithoutPlatforms(const std::string& reason) const;
 
     Environment& _environment;
     LibraryJob _job{"the OpenCL runtime failed"};
