@@ -13,8 +13,10 @@ constexpr const char* kGroup = "Watching the OpenCL calls";
 }  // namespace
 
 void AddTracingOptions(CLI::App& app, Options& options) {
-    app.add_option("--trace", options.traceFile,
-                   "Write a trace that Perfetto (ui.perfetto.dev) and chrome://tracing show")
+    app.add_option(
+           "--trace", options.traceFile,
+           "Write a trace that Perfetto (ui.perfetto.dev) and chrome://tracing show; - is the standard\n"
+           "output, for commands that print nothing there")
         ->type_name("FILE")
         ->group(kGroup);
     app.add_option("--log", options.logFile, "Write a line for each call; - is the standard error")

@@ -13,7 +13,8 @@ class Recorder;
 
 /// Which tracers watch the OpenCL calls of the modules; any of them together.
 struct TracingOptions {
-    /// A file of trace events, which Perfetto and chrome://tracing show; empty for none.
+    /// A file of trace events, which Perfetto and chrome://tracing show, "-" for standard output; empty for
+    /// none.
     std::filesystem::path traceFile{};
     /// A file with a line for each call as it happens, "-" for standard error; empty for none.
     std::filesystem::path logFile{};

@@ -9,7 +9,7 @@ namespace nuvra::host {
 class CallLog : public CallSink {
 public:
     /// "-" is standard error.
-    explicit CallLog(const std::filesystem::path& path) : _file(path, 0) {}
+    explicit CallLog(const std::filesystem::path& path) : _file(path, stderr, 0) {}
 
     void Write(const Call& call) override;
     void Finish() noexcept override { _file.Close(); }

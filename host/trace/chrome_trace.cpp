@@ -79,7 +79,7 @@ bool HoldsTrace(const std::filesystem::path& file) {
     return ReadBeginning(file, kBeginning.size()) == kBeginning;
 }
 
-ChromeTrace::ChromeTrace(const std::filesystem::path& path) : _file(path, kPatience) {
+ChromeTrace::ChromeTrace(const std::filesystem::path& path) : _file(path, stdout, kPatience) {
     _file.BeginRecord() = kBeginning;
     _file.Commit(0);
 }

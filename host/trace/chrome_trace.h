@@ -8,6 +8,7 @@ namespace nuvra::host {
 /// Writes trace events in the JSON array form that Perfetto and chrome://tracing load, complete or cut short.
 class ChromeTrace : public CallSink {
 public:
+    /// "-" is standard output.
     explicit ChromeTrace(const std::filesystem::path& path);
 
     void Write(const Call& call) override;

@@ -26,11 +26,12 @@ std::string ReadBeginning(const std::filesystem::path& path, size_t size) {
     return text;
 }
 
-RecordFile::RecordFile(const std::filesystem::path& path, Int64 patience) : _path(path), _patience(patience) {
-    _stream = path == "-" ? stderr : OpenFile(path, "wb");
+RecordFile::RecordFile(const std::filesystem::path& path, std::FILE* standard, Int64 patience)
+    : _path(path), _standard(standard), _patience(patience) {
+    _stream = path == "-" ? standard : OpenFile(path, "wb");
     if (_stream == nullptr)
         Fail(errno);
-    else if (_stream != stderr)
+    else if (_stream != _standard)
         std::setvbuf(_stream, nullptr, _IONBF, 0);  // the buffer here is enough
 }
 
@@ -50,7 +51,7 @@ void RecordFile::Close(std::string_view end) noexcept {
     Flush();
     Write(end);
     std::FILE* stream = std::exchange(_stream, nullptr);
-    if (stream != nullptr && stream != stderr && std::fclose(stream) != 0) Fail(errno);
+    if (stream != nullptr && stream != _standard && std::fclose(stream) != 0) Fail(errno);
 }
 
 void RecordFile::Flush() noexcept {
@@ -69,7 +70,7 @@ void RecordFile::Write(std::string_view text) noexcept {
 
 void RecordFile::Fail(int systemError) noexcept {
     std::FILE* stream = std::exchange(_stream, nullptr);
-    if (stream != nullptr && stream != stderr) {
+    if (stream != nullptr && stream != _standard) {
         std::fclose(stream);
         std::error_code ignored;
         if (std::filesystem::is_regular_file(_path, ignored))

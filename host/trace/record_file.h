@@ -15,9 +15,9 @@ std::string ReadBeginning(const std::filesystem::path& path, size_t size);
 /// A text file that grows by records, and ends with a whole one whatever happens to the program or the disk.
 class RecordFile {
 public:
-    /// "-" is standard error. A record is written after at most `patience` nanoseconds, seen when another
-    /// comes.
-    RecordFile(const std::filesystem::path& path, Int64 patience);
+    /// "-" is the standard stream. A record is written after at most `patience` nanoseconds, seen when
+    /// another comes.
+    RecordFile(const std::filesystem::path& path, std::FILE* standard, Int64 patience);
     ~RecordFile() { Close(); }
     RecordFile(const RecordFile&) = delete;
     RecordFile& operator=(const RecordFile&) = delete;
@@ -39,6 +39,7 @@ private:
     void Fail(int systemError) noexcept;
 
     std::filesystem::path _path;
+    std::FILE* _standard;  ///< not closed here
     Int64 _patience;
     std::FILE* _stream = nullptr;
     std::string _buffer;

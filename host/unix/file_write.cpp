@@ -15,7 +15,8 @@ bool WriteAll(std::FILE* stream, std::string_view text) {
     sigpending(&pending);
     pthread_sigmask(SIG_BLOCK, &pipe, &earlier);
     errno = 0;
-    const bool isWritten = std::fwrite(text.data(), 1, text.size(), stream) == text.size();
+    const bool isWritten =
+        std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0;
     const int error = errno;
     constexpr timespec kNoTime{};
     // The signal of this thread's own write; one that was there before is not for this.
