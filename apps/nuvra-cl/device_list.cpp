@@ -26,7 +26,8 @@ std::string ToLower(std::string text) {
 std::string ListChoices(const Entries& entries) {
     std::string list;
     for (const DeviceEntry* entry : entries)
-        list += (list.empty() ? "" : ", ") + std::to_string(entry->number) + " " + Quote(entry->name);
+        list += (list.empty() ? "" : ", ") + ("device " + std::to_string(entry->number)) + " is " +
+                Quote(entry->name);
     return list;
 }
 
@@ -57,8 +58,7 @@ const DeviceEntry& ChooseDevice(const std::vector<PlatformEntry>& platforms, con
             matches.push_back(entry);
     }
     if (matches.size() == 1) return *matches.front();
-    if (matches.empty())
-        throw Failure("no device is called " + Quote(wanted) + "; there are " + ListChoices(all));
+    if (matches.empty()) throw Failure("no device is called " + Quote(wanted) + "; " + ListChoices(all));
     throw Failure("several devices are called " + Quote(wanted) + ": " + ListChoices(matches));
 }
 

@@ -1,12 +1,15 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <map>
 #include <new>
+#include <ranges>
 
 #include "command.h"
 #include "failure.h"
 #include "system.h"
 #include "tracing_options.h"
+#include "unknown_word.h"
 
 namespace nuvra::app {
 
@@ -19,7 +22,9 @@ void AddCommonOptions(CLI::App& app, Options& options) {
     app.add_option("--device", options.device,
                    "The device to work on: its number in the list of devices or a part of its name\n"
                    "(the first GPU, or else the first device)")
-        ->type_name("N|TEXT");
+        ->type_name("N|TEXT")
+        ->check(CLI::Validator(
+            [](std::string& text) { return std::string(text.empty() ? "it is empty" : ""); }, ""));
     app.add_option("--runtime", options.runtime, "The library to use as OpenCL runtime (the system's)")
         ->type_name("FILE")
         ->envname("NUVRA_OPENCL_RUNTIME");
@@ -28,6 +33,29 @@ void AddCommonOptions(CLI::App& app, Options& options) {
     app.add_flag("--quiet", options.isQuiet, "Show neither progress nor warnings");
     AddTracingOptions(app, options);
     app.set_version_flag("--version", "nuvra-cl " NUVRA_VERSION);
+}
+
+void CompleteHelp(CLI::App& app, const Command& command, std::string_view examples) {
+    // Their names say what they are.
+    for (CLI::Option* option : app.get_options())
+        if (option->get_positional()) option->type_name("");
+    std::string footer = app.get_footer() + (app.get_footer().empty() ? "" : "\n\n") + "It takes " +
+                         (command.UsesDevice() ? "--device, " : "") +
+                         "--runtime, --module, --quiet and the options that watch the OpenCL calls as well:\n"
+                         "see nuvra-cl --help.\n\nExamples:";
+    for (const auto line : std::views::split(examples, '\n'))
+        footer += "\n  nuvra-cl " + std::string(line.begin(), line.end());
+    app.footer(footer);
+}
+
+/// What is wrong with common options that mean nothing to the command or get in its way; empty when nothing
+/// is.
+std::string DescribeMisuse(const Command& command, const std::string& name, const Options& options) {
+    if (!options.device.empty() && !command.UsesDevice())
+        return name + " works without a device: --device means nothing to it";
+    if (options.traceFile == "-" && command.PrintsResult())
+        return "--trace - goes to the standard output, where " + name + " prints its result";
+    return {};
 }
 
 int Report(const std::string& message, int status) {
@@ -84,44 +112,47 @@ void ShowMessages(const Environment& environment, int status) {
     for (const std::string& note : environment.notes) PrintError("nuvra-cl: " + note + "\n");
 }
 
+/// Runs a command whose arguments have been read, with what surrounds it.
+int RunWatched(Command& command, const CLI::App& arguments, Environment& environment) {
+    if (!environment.options.isQuiet) environment.terminal = OpenTerminal();
+    int status = RunCommand(command, arguments, environment);
+    if (FinishTracing(environment) && status == 0) status = kFailed;
+    ShowMessages(environment, status);
+    if (environment.terminal != nullptr) std::fclose(environment.terminal);
+    return status;
+}
+
 int Main(int argc, char** argv) {
     Environment environment;
     CLI::App app("Runs OpenCL tasks on pictures and files.", "nuvra-cl");
     app.require_subcommand(0, 1)->fallthrough()->allow_windows_style_options(false);
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");
-    app.get_formatter()->label("TEXT", "FILE");
-    app.footer("nuvra-cl COMMAND --help tells more about a command.");
     AddCommonOptions(app, environment.options);
-    std::vector<CommandPtr> commands;
+    std::map<std::string, CommandPtr> commands;
     for (const CommandEntry& entry : kCommands) {
-        commands.push_back(entry.make());
-        CLI::App* command = app.add_subcommand(entry.name, entry.summary)->group("Commands");
-        commands.back()->AddOptions(*command);
-        command->footer(
-            command->get_footer() +
-            "\n\nEvery command takes --device, --runtime, --module, --quiet and the options that watch the\n"
-            "OpenCL calls: see nuvra-cl --help.");
+        Command& command = *(commands[entry.name] = entry.make());
+        CLI::App* parser = app.add_subcommand(entry.name, entry.summary)->group("Commands");
+        command.AddOptions(*parser);
+        CompleteHelp(*parser, command, entry.examples);
     }
+    app.footer("nuvra-cl COMMAND --help tells more about a command.");
     const auto chosen = [&]() -> std::string {
         return app.get_subcommands().empty() ? "" : app.get_subcommands().front()->get_name();
     };
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& success) {
-        return ShowHelp(app, success);
+        const std::string unknown = chosen().empty() ? DescribeUnknownWord(app) : "";
+        return unknown.empty() ? ShowHelp(app, success) : ReportWrongArguments(unknown, {});
     } catch (const CLI::ParseError& error) {
-        return ReportWrongArguments(error.what(), chosen());
+        const std::string unknown = DescribeUnknownWord(app);
+        return ReportWrongArguments(unknown.empty() ? error.what() : unknown, chosen());
     }
-    if (chosen().empty()) return ReportWrongArguments("no command was given", {});
-    if (!environment.options.isQuiet) environment.terminal = OpenTerminal();
-    int status = 0;
-    for (size_t i = 0; i < commands.size(); i++)
-        if (kCommands[i].name == chosen())
-            status = RunCommand(*commands[i], *app.get_subcommands().front(), environment);
-    if (FinishTracing(environment) && status == 0) status = kFailed;
-    ShowMessages(environment, status);
-    if (environment.terminal != nullptr) std::fclose(environment.terminal);
-    return status;
+    const std::string name = chosen();
+    if (name.empty()) return ReportWrongArguments("no command was given", {});
+    Command& command = *commands[name];
+    const std::string misuse = DescribeMisuse(command, name, environment.options);
+    return misuse.empty() ? RunWatched(command, *app.get_subcommands().front(), environment) : ReportWrongArguments(misuse, name);
 }
 
 }  // namespace

@@ -153,6 +153,7 @@ public:
             "in 8-bit RGBA.");
     }
 
+    bool UsesDevice() const override { return false; }
     void Run(Environment& environment) override {
         constexpr Int64 kLargest = Int64{1} << 16;
         if (std::min(_size.width, _size.height) < 1 || std::max(_size.width, _size.height) > kLargest)

@@ -89,6 +89,7 @@ public:
             "work-item does a piece: a driver may stop one that runs too long.");
     }
 
+    bool PrintsResult() const override { return true; }
     std::vector<std::string> ListOtherFiles() override {
         if (_names.empty() == _list.empty()) throw WrongArguments("give either files or --check");
         if (_piece < 1 || _piece > INT32_MAX) throw WrongArguments("--piece needs 1 to 2147483647 bytes");

@@ -142,14 +142,15 @@ public:
     void AddOptions(CLI::App& app) override {
         app.add_flag("--json", _isJson, "Print a JSON document");
         app.footer(
-            "The number or a part of the name chooses a device for the other commands' --device. Behind "
-            "each\n"
-            "version stands the number that is made of it: major * 100 + minor * 10.");
+            "The number or a part of the name chooses a device for --device, which lists that device alone\n"
+            "here. Behind each version stands the number that is made of it: major * 100 + minor * 10.");
     }
 
+    bool PrintsResult() const override { return true; }
     void Run(Environment& environment) override {
         Session session(environment);
-        const std::vector<PlatformEntry> entries = session.ListPlatforms();
+        std::vector<PlatformEntry> entries = session.ListPlatforms();
+        if (!environment.options.device.empty()) KeepDevice(entries, environment.options.device);
         Json platforms = Json::array();
         for (const PlatformEntry& entry : entries) platforms.push_back(DescribePlatform(entry));
         if (_isJson) {
@@ -167,6 +168,13 @@ public:
     }
 
 private:
+    static void KeepDevice(std::vector<PlatformEntry>& entries, const std::string& wanted) {
+        const int number = ChooseDevice(entries, wanted).number;
+        for (PlatformEntry& entry : entries)
+            std::erase_if(entry.devices, [&](const DeviceEntry& device) { return device.number != number; });
+        std::erase_if(entries, [](const PlatformEntry& entry) { return entry.devices.empty(); });
+    }
+
     bool _isJson = false;
 };
 

@@ -47,6 +47,7 @@ public:
         app.footer("Sums are taken modulo 2^32.");
     }
 
+    bool PrintsResult() const override { return _total; }
     void Run(Environment& environment) override {
         std::vector<UInt32> words = ReadWords(_in);
         const size_t count = words.size();

@@ -48,7 +48,8 @@ void ScaleCommand::AddOptions(CLI::App& app) {
         ->type_name("F")
         ->check(CLI::Number.description(""))
         ->excludes(size);
-    app.add_option("--filter", _filter, "nearest or bicubic (bicubic)")
+    app.add_option("--filter", _filter, "Take the nearest pixel, or weigh the sixteen around it (bicubic)")
+        ->type_name("nearest|bicubic")
         ->check(CLI::IsMember({"nearest", "bicubic"}).description(""));
     rectangle("--src", _source, "Scale this rectangle of IN alone");
     rectangle(
@@ -56,6 +57,7 @@ void ScaleCommand::AddOptions(CLI::App& app) {
         "Put it in this rectangle of OUT, the rest being zero; a negative W or H names the rectangle by its\n"
         "far end and mirrors");
     app.add_option("--mirror", _mirror, "Mirror from left to right (x), top to bottom (y) or both (xy)")
+        ->type_name("x|y|xy")
         ->check(CLI::IsMember({"x", "y", "xy"}).description(""));
     app.add_option("--tile", _tile, "Use images of at most SIDE x SIDE pixels (as the device has them)")
         ->type_name("SIDE")

@@ -13,6 +13,7 @@ public:
             "is new should be asked this first.");
     }
 
+    bool PrintsResult() const override { return true; }
     void Run(Environment& environment) override {
         Session session(environment);
         const Gpu gpu = session.OpenDevice();

@@ -76,6 +76,7 @@ public:
         app.footer("Squares show through where a picture is transparent. Larger pictures are shrunk.");
     }
 
+    bool UsesDevice() const override { return false; }
     void Run(Environment& environment) override;
 
 private:

@@ -12,6 +12,8 @@ public:
         app.footer("Each line has the name under which the task is asked for, and the id of its class.");
     }
 
+    bool UsesDevice() const override { return false; }
+    bool PrintsResult() const override { return true; }
     void Run(Environment& environment) override {
         const Session session(environment);
         Table<Registry>()->Enumerate(kOpenCLTaskClasses, nullptr,
