@@ -44,7 +44,17 @@ TEST_F(FailureTest, BadArgumentsAndBadInputGetOneLineAndNoFile) {
         {{"invert", "in.png", "out.png", "--rect", "1,2,3,99999999999999999999"}, 2, "is not a rectangle"},
         {{"invert", "in.png", "out.png", "--tile", "0"}, 2, "--tile"},
         {{"invert", "in.png"}, 2, "OUT is required"},
-        {{"invert", "in.png", "out.png", "more"}, 2, "not expected: more"},
+        {{"invert", "in.png", "out.png", "more"}, 2, "unexpected argument \"more\""},
+        {{"inver", "in.png", "out.png"}, 2, R"(unknown command "inver"; did you mean "invert"? (see)"},
+        {{"clera", "--help"}, 2, R"(unknown command "clera"; did you mean "clear"?)"},
+        {{"scal"}, 2, R"(unknown command "scal"; did you mean "scale"?)"},
+        {{"invert", "--rct", "0,0,1,1", "in.png"}, 2, R"(unknown option "--rct"; did you mean "--rect"?)"},
+        {{"--devise=0", "devices"}, 2, R"(unknown option "--devise"; did you mean "--device"?)"},
+        {{"invert", "in.png", "out.png", "-x"}, 2, "unknown option \"-x\" (see"},
+        {{"chart", "out.png", "--device", "0"}, 2, "chart works without a device"},
+        {{"tasks", "--device", "0"}, 2, "tasks works without a device"},
+        {{"devices", "--device", ""}, 2, "--device: it is empty"},
+        {{"prefixsum", "in.png", "out", "--total", "--trace", "-"}, 2, "where prefixsum prints its result"},
         {{"clear", "", "--size", "2G"}, 2, "OUT is an empty name"},
         {{"clear", "loop", "--size", "1"}, 1, "cannot write \"loop\": Too many levels of symbolic links"},
         {{"clear", "out"}, 2, "--size is required"},
@@ -60,7 +70,7 @@ TEST_F(FailureTest, BadArgumentsAndBadInputGetOneLineAndNoFile) {
         {{"chart", "out.png", "--size", "0x5"}, 2, "a chart has from 1 to 65536 pixels"},
         {{"sheet", "out.png", "in.png", "text.png"}, 1, "cannot read \"text.png\""},
         {{"devices", "--module", "text.png"}, 1, "cannot load the module library text.png"},
-        {{"nonsense"}, 2, "nonsense"},
+        {{"nonsense"}, 2, "unknown command \"nonsense\" (see"},
         {{}, 2, "no command was given"},
     };
     for (const Case& test : cases) {
@@ -90,16 +100,31 @@ TEST_F(FailureTest, MoreThanFourChannelsAreRefusedByName) {
                   "cannot work on \"in.exr\": it has 5 channels (R, G, B, A, Z)", {"in.exr"});
 }
 
-TEST_F(FailureTest, WithoutARuntimeThePersonLearnsWhatToInstall) {
-    fs::create_directory("vendors");
-    const char* const advice = "ocl-icd-libopencl1 and pocl-opencl-icd";
-    const Outcome noVendors = Run({"devices"}, {"OCL_ICD_VENDORS=" + fs::absolute("vendors").string() + "/"});
+TEST_F(FailureTest, WithoutAPlatformThePersonLearnsWhatIsWrongOrWhatToInstall) {
+    const std::string vendors = fs::absolute("vendors").string();
+    fs::create_directory(vendors);
+    const Outcome noVendors = Run({"devices"}, {"OCL_ICD_VENDORS=" + vendors});
     ExpectFailure(noVendors, 1, "no OpenCL runtime is installed (CL_PLATFORM_NOT_FOUND_KHR (-1001))",
                   {"vendors"});
-    EXPECT_NE(noVendors.err.find(advice), std::string::npos) << noVendors.err;
-    const Outcome noPlatforms = RunFake({"clear", "out", "--size", "1"}, {});
-    ExpectFailure(noPlatforms, 1, "no OpenCL runtime is installed (there are no platforms)", {"vendors"});
-    EXPECT_NE(noPlatforms.err.find(advice), std::string::npos) << noPlatforms.err;
+    EXPECT_NE(noVendors.err.find("ocl-icd-libopencl1 and pocl-opencl-icd"), std::string::npos)
+        << noVendors.err;
+    WriteFile("vendors/a.icd", "/nonexistent.so\n");
+    WriteFile("vendors/b.icd", SCRIPTED_RUNTIME);
+    const std::string file =
+        "no OpenCL driver gives a platform: \"" + vendors + "/a.icd\": /nonexistent.so: ";
+    const Outcome noDrivers = Run({"devices"}, {"OCL_ICD_VENDORS=" + vendors});
+    ExpectFailure(noDrivers, 1, file, {"vendors"});
+    EXPECT_NE(noDrivers.err.find("/b.icd\": it is no OpenCL driver"), std::string::npos) << noDrivers.err;
+    // One that ends whatever opens it: the loader does not, since it knows of none.
+    const std::string crashing = "OCL_ICD_FILENAMES=" CRASHING_DRIVER;
+    ExpectFailure(
+        Run({"devices"}, {"OCL_ICD_VENDORS=" + vendors + "/a.icd", crashing}), 1,
+        "/nonexistent.so: cannot open shared object file: No such file or directory; \"" CRASHING_DRIVER
+        "\": opening it ends the program: Aborted",
+        {"vendors"});
+    ExpectFailure(RunFake({"clear", "out", "--size", "1"}, {}), 1,
+                  "the OpenCL runtime \"" SCRIPTED_RUNTIME "\" gives no platform (there are none)",
+                  {"vendors"});
     ExpectFailure(Run({"devices"}, {"NUVRA_OPENCL_RUNTIME=/nonexistent"}), 1,
                   "cannot use the OpenCL runtime \"/nonexistent\": ", {"vendors"});
 }

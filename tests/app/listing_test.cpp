@@ -73,10 +73,11 @@ TEST_F(ListingTest, TheDeviceIsTheFirstGpuUnlessOneIsNamed) {
         {{"--device", "2"}, "on \"Small GPU 7\""},
         {{"--device", "PROCESS"}, "on \"Processor\""},
         {{"--device", "gpu 7"}, "on \"Small GPU 7\""},
-        {{"--device", "7"}, "no device is called \"7\"; there are 0 \"Processor\""},
-        {{"--device", "gpu"}, R"(several devices are called "gpu": 1 "Big GPU", 2 "Small GPU 7")"},
+        {{"--device", "7"}, "no device is called \"7\"; device 0 is \"Processor\""},
+        {{"--device", "gpu"},
+         R"(several devices are called "gpu": device 1 is "Big GPU", device 2 is "Small GPU 7")"},
         {{"--device", "x"},
-         R"(no device is called "x"; there are 0 "Processor", 1 "Big GPU", 2 "Small GPU 7")"},
+         R"(no device is called "x"; device 0 is "Processor", device 1 is "Big GPU", device 2 is "Small GPU 7")"},
     };
     for (const Case& test : cases) {
         Texts arguments{"clear", "--size", "16", "out"};
@@ -85,16 +86,34 @@ TEST_F(ListingTest, TheDeviceIsTheFirstGpuUnlessOneIsNamed) {
                                                     "FAKE_FAIL=clEnqueueNDRangeKernel=-5"});
         ExpectFailure(outcome, 1, test.message, {});
     }
+    const Outcome one = RunFake({"devices", "--json", "--device", "gpu 7"},
+                                {"FAKE_PLATFORMS=Processor,Big GPU;Big GPU,Small GPU 7"});
+    const json platforms = json::parse(one.out)["platforms"];
+    ASSERT_EQ(platforms.size(), 1U) << one.err;
+    ASSERT_EQ(platforms[0]["devices"].size(), 1U);
+    EXPECT_EQ(platforms[0]["devices"][0]["number"], 3);
 }
 
 TEST_F(ListingTest, HelpTellsEveryCommandAndItsOptions) {
     const std::string help = Run({"--help"}).out;
-    for (const char* command : {"devices", "tasks", "invert", "clear", "chart", "sheet"}) {
+    for (const char* command : {"devices", "tasks", "invert", "gamma", "scale", "stereo", "crc32c",
+                                "prefixsum", "clear", "selftest", "chart", "sheet"}) {
         EXPECT_NE(help.find(std::string("\n  ") + command), std::string::npos) << help;
         const Outcome outcome = Run({command, "--help"});
         EXPECT_EQ(outcome.status, 0);
-        EXPECT_EQ(outcome.out.rfind("Usage: nuvra-cl ", 200) != std::string::npos, true) << outcome.out;
+        EXPECT_NE(outcome.out.find(std::string("\nUsage: nuvra-cl ") + command), std::string::npos)
+            << outcome.out;
+        for (const char* wrong : {"TEXT", "FILE FILE", "COMMAND"})
+            EXPECT_EQ(outcome.out.find(wrong), std::string::npos) << outcome.out;
+        const size_t examples = outcome.out.find("\nExamples:\n");
+        ASSERT_NE(examples, std::string::npos) << outcome.out;
+        std::istringstream lines(outcome.out.substr(examples + 11));
+        for (std::string line; std::getline(lines, line);)
+            EXPECT_TRUE(line.starts_with(std::string("  nuvra-cl ") + command)) << line;
     }
+    const std::string scale = Run({"scale", "--help"}).out;
+    for (const char* words : {"--filter nearest|bicubic ", "--mirror x|y|xy "})
+        EXPECT_NE(scale.find(words), std::string::npos) << scale;
     EXPECT_EQ(Run({"--version"}).out.rfind("nuvra-cl ", 0), 0U);
 }
 

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "pictures.h"
 #include "program.h"
@@ -254,6 +256,38 @@ TEST_F(CommandTest, BadInputGetsOneLineAndNoFile) {
     for (const Case& test : cases) {
         SCOPED_TRACE(::testing::PrintToString(test.arguments));
         ExpectFailure(Run(test.arguments), test.status, test.message, files);
+    }
+}
+
+TEST_F(CommandTest, TheProgressBarKeepsToTheTerminalsWidthAndIsWipedOff) {
+    const std::pair<int, const char*> cases[] = {
+        {80, "checksumming "},  // the terminal's columns, 0 where it does not say; how the line begins
+        {40, "checksumming "},
+        {0, "checksumming "},
+        {12, "100 %"},
+    };
+    for (const auto& [columns, begin] : cases) {
+        SCOPED_TRACE(columns);
+        // A long name whose letters have two bytes and one column; what it holds comes slowly.
+        const Outcome outcome = RunShell(
+            "export PROGRAM; name=\u00e4\u00f6$(printf '\u00fc%.0s' $(seq 80)); rm -f $name; mkfifo $name; "
+            "(sleep 0.4; printf a; sleep 0.2; printf b) >$name & "
+            "script -qec \"stty cols " +
+            std::to_string(columns) + "; \\\"\\$PROGRAM\\\" crc32c --piece 1 $name\" /dev/null </dev/null");
+        ASSERT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+        int lines = 0;
+        std::istringstream drawings(outcome.out.substr(0, outcome.out.rfind("\r\033[K")));
+        for (std::string line; std::getline(drawings, line, '\r');) {
+            if (line.starts_with("\033[K")) line.erase(0, 3);
+            if (line.empty()) continue;
+            lines++;
+            EXPECT_TRUE(line.starts_with(begin)) << line;
+            const auto letters = std::ranges::count_if(line, [](char c) { return (c & 0xC0) != 0x80; });
+            EXPECT_LT(letters, columns == 0 ? 40 : columns) << line;
+            EXPECT_NO_THROW(nlohmann::json(line).dump()) << "a letter is cut";
+        }
+        EXPECT_GT(lines, 0) << outcome.out;
+        EXPECT_EQ(outcome.out.find('%', outcome.out.rfind("\r\033[K")), std::string::npos) << outcome.out;
     }
 }
 

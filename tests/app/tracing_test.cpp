@@ -106,7 +106,7 @@ TEST_F(TracingOptionsTest, EveryTaskLeavesASoundTraceAndNothingElse) {
     }
 }
 
-TEST_F(TracingOptionsTest, ALogGoesToAFileOrStandardErrorAndFailuresStandOut) {
+TEST_F(TracingOptionsTest, RecordsGoToFilesOrStandardStreamsAndFailuresStandOut) {
     ASSERT_EQ(Run({"devices", "--log", "log"}).status, 0);
     const std::string log = ReadFile("log");
     const Outcome outcome = Run({"devices", "--log", "-"});
@@ -114,6 +114,10 @@ TEST_F(TracingOptionsTest, ALogGoesToAFileOrStandardErrorAndFailuresStandOut) {
     EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'),
               std::count(log.begin(), log.end(), '\n'));
     EXPECT_NE(log.find("clGetPlatformIDs(num_entries=0, platforms=null"), std::string::npos) << log;
+
+    const Outcome piped = Run({"invert", "in.png", "out.png", "--trace", "-"});
+    EXPECT_EQ(piped.err, "");
+    ExpectSound(Json::parse(piped.out));
 
     const Outcome failed = RunFake({"invert", "in.png", "out.png", "--log", "-", "--trace", "t.json"},
                                    {"FAKE_PLATFORMS=One", "FAKE_FAIL=clBuildProgram=-11"});
