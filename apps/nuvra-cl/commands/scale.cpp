@@ -48,7 +48,7 @@ void ScaleCommand::AddOptions(CLI::App& app) {
         ->type_name("F")
         ->check(CLI::Number.description(""))
         ->excludes(size);
-    app.add_option("--filter", _filter, "Take the nearest pixel, or weigh the sixteen around it (bicubic)")
+    app.add_option("--filter", _filter, "Take the nearest pixel, or weigh those around it (bicubic)")
         ->type_name("nearest|bicubic")
         ->check(CLI::IsMember({"nearest", "bicubic"}).description(""));
     rectangle("--src", _source, "Scale this rectangle of IN alone");
