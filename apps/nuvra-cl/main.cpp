@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <map>
 #include <new>
-#include <ranges>
+#include <sstream>
 
 #include "command.h"
 #include "failure.h"
@@ -35,7 +35,7 @@ void AddCommonOptions(CLI::App& app, Options& options) {
     app.set_version_flag("--version", "nuvra-cl " NUVRA_VERSION);
 }
 
-void CompleteHelp(CLI::App& app, const Command& command, std::string_view examples) {
+void CompleteHelp(CLI::App& app, const Command& command, const char* examples) {
     // Their names say what they are.
     for (CLI::Option* option : app.get_options())
         if (option->get_positional()) option->type_name("");
@@ -43,8 +43,8 @@ void CompleteHelp(CLI::App& app, const Command& command, std::string_view exampl
                          (command.UsesDevice() ? "--device, " : "") +
                          "--runtime, --module, --quiet and the options that watch the OpenCL calls as well:\n"
                          "see nuvra-cl --help.\n\nExamples:";
-    for (const auto line : std::views::split(examples, '\n'))
-        footer += "\n  nuvra-cl " + std::string(line.begin(), line.end());
+    std::istringstream lines(examples);
+    for (std::string line; std::getline(lines, line);) footer += "\n  nuvra-cl " + line;
     app.footer(footer);
 }
 

@@ -14,7 +14,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <ranges>
+#include <sstream>
 
 #include "failure.h"
 #include "nuvra/error_names.h"
@@ -49,9 +49,9 @@ std::vector<fs::path> ListFiles() {
         const bool isUsual = !place.has_parent_path() && fs::exists(usual / place, error);
         files.push_back(isUsual ? usual / place : place);
     }
-    const std::string more = GetVariable("OCL_ICD_FILENAMES");
-    for (const auto name : std::views::split(more, ':'))
-        if (!name.empty()) files.emplace_back(std::string(name.begin(), name.end()));
+    std::istringstream more(GetVariable("OCL_ICD_FILENAMES"));
+    for (std::string name; std::getline(more, name, ':');)
+        if (!name.empty()) files.emplace_back(name);
     return files;
 }
 
