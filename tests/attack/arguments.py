@@ -84,7 +84,8 @@ def read_files(folder):
 
 def find_faults(run, words, before, after):
     lines = run.stderr.decode(errors="replace").removesuffix("\n").split("\n")
-    records = {name for name in (b"t.json", b"log") if any(word.endswith(name) for word in words)}
+    records = {value for option, value in zip(words, words[1:]) if option in (b"--trace", b"--log")}
+    records |= {word.split(b"=", 1)[1] for word in words if word.startswith((b"--trace=", b"--log="))}
     if run.returncode not in (0, 1, 2):
         yield f"exit status {run.returncode}"
     for name, data in before.items():
