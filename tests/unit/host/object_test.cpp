@@ -22,18 +22,12 @@ protected:
     TestHost host;
 };
 
-struct Methods {
-    int field;
-    void Change();
-    int Get() const noexcept;
-    static void Static();
-};
 template <auto Method>
 concept IsOperation = requires {
     kOperation<Method>;
 };
-static_assert(IsOperation<&Methods::Change> && IsOperation<&Methods::Get>);
-static_assert(!IsOperation<&Methods::field> && !IsOperation<&Methods::Static> && !IsOperation<nullptr>);
+static_assert(IsOperation<&host::ClassTable::Add> && IsOperation<&host::Image::GetPrincipal>);
+static_assert(!IsOperation<&Class::size> && !IsOperation<&Registry::FindClass> && !IsOperation<nullptr>);
 
 class CounterRef : public VirtualRef<zoo::Counter> {
 public:
@@ -119,66 +113,50 @@ TEST_F(ObjectTest, AComponentMayOverrideTheMessageOfAnError) {
     EXPECT_EQ(ErrorRef(copy.Get()).GetMessage().GetView(), "fire!");
 }
 
-TEST_F(ObjectTest, EntriesOfARegistryComeInTheOrderOfTheirKeys) {
-    const RegistryEntry entry{RegistryEntry::Kind::CLASS, &entry, "some value"};
-    const auto* registry = Table<Registry>();
+TEST_F(ObjectTest, ARegistryIsVisitedInTheOrderOfItsKeysAndMayChangeMeanwhile) {
+    static constexpr RegistryEntry kEntry{RegistryEntry::Kind::CLASS, "value", "some value"};
+    static const auto* registry = Table<Registry>();
     for (const char* key : {"pear", "apple", "fig"})
-        EXPECT_TRUE(IsOk(registry->Add("test.Fruit", key, entry)));
-    EXPECT_FALSE(registry->Add("test.Fruit", "fig", entry).IsOk());
-    registry->Remove("test.Fruit", "pear");
-    registry->Remove("test.Fruit", "pear");
+        EXPECT_TRUE(IsOk(registry->Add("test.Fruit", key, kEntry)));
+    EXPECT_TRUE(IsOk(registry->Add("test.Fruit", "nut", {RegistryEntry::Kind::CLASS, "value", nullptr})));
+    EXPECT_FALSE(registry->Add("test.Fruit", "fig", kEntry).IsOk());
     registry->Remove("test.Nothing", "pear");
-
-    Texts keys;
-    registry->Enumerate("test.Fruit", &keys, [](void* context, const Id& key, const RegistryEntry& found) {
-        static_cast<Texts*>(context)->push_back(std::string(key.GetText()) + " is " + found.valueId);
-    });
-    EXPECT_EQ(keys, (Texts{"apple is some value", "fig is some value"}));
-    for (const char* key : {"apple", "fig"}) registry->Remove("test.Fruit", key);
+    const auto visit = [](void* context, const Id& key, const RegistryEntry& entry) {
+        auto& seen = *static_cast<Texts*>(context);
+        for (const char* gone : {key.GetText(), "fig"}) registry->Remove("test.Fruit", gone);
+        if (seen.empty()) static_cast<void>(registry->Add("test.Fruit", "quince", kEntry));
+        seen.push_back(std::string(key.GetText()) + " is " + entry.valueId);
+    };
+    for (const Texts& expected :
+         {Texts{"apple is some value", "nut is ", "pear is some value", "quince is some value"}, Texts()}) {
+        Texts seen;
+        registry->Enumerate("test.Fruit", &seen, visit);
+        EXPECT_EQ(seen, expected);
+    }
     EXPECT_EQ(registry->Find("test.Fruit", "fig").kind, RegistryEntry::Kind::NONE);
 }
 
-TEST_F(ObjectTest, WhoVisitsARegistryMayChangeIt) {
-    static constexpr RegistryEntry kNameless{RegistryEntry::Kind::CLASS, nullptr, nullptr};
-    for (const char* key : {"a", "b", "c"})
-        EXPECT_TRUE(IsOk(Table<Registry>()->Add("test.Letters", key, kNameless)));
-    const auto visit = [](void* context, const Id& key, const RegistryEntry& entry) {
-        auto& seen = *static_cast<Texts*>(context);
-        for (const char* gone : {key.GetText(), "b"}) Table<Registry>()->Remove("test.Letters", gone);
-        if (seen.empty()) static_cast<void>(Table<Registry>()->Add("test.Letters", "d", kNameless));
-        seen.push_back(std::string(key.GetText()) + entry.valueId);
-    };
-    for (const Texts& expected : {Texts{"a", "c", "d"}, Texts()}) {
-        Texts seen;
-        Table<Registry>()->Enumerate("test.Letters", &seen, visit);
-        EXPECT_EQ(seen, expected);
-    }
-}
-
-TEST_F(ObjectTest, RecordsThatCannotBeFollowedAreNamed) {
-    constexpr const char* kTypeNames[] = {".One", ".Two", ".Two"};
+TEST_F(ObjectTest, WhatAModulesRecordsCallButNobodyHasOrSeveralHaveIsRefused) {
     ComponentRecord components[3];
-    for (int i = 0; i < 3; i++) {
-        components[i].id = "test.part";
-        components[i].typeName = kTypeNames[i];
-    }
+    for (ComponentRecord& component : components) component.id = "test.part";
+    components[0].typeName = ".One";
+    components[1].typeName = components[2].typeName = ".Two";
     ClassRecord record;
-    record.id = "test.Whole";
     record.components = &components[0].id;
     record.componentCount = 1;
-    InterfaceRecord reference{"test.Absent#1", kReference, nullptr, 1};
-    ModuleRecord moduleRecord{"test.module", 0};
+    const ModuleRecord moduleRecord{"test.module", 0};
     host::Image image;
     host::Module module(image, moduleRecord);
     module.components = {&components[0], &components[1]};
     module.classes = {&record};
-    module.interfaceReferences = {&reference};
+    InterfaceRecord absent{"test.Absent#1", kReference, nullptr, 1};
+    module.interfaceReferences = {&absent};
+    EXPECT_FALSE(host::InterfaceTable().Check(module).IsOk());
     host::ClassTable table;
     ASSERT_TRUE(IsOk(table.Add(module)));
     EXPECT_TRUE(ErrorText(table.Register(module)).ends_with("\"test.part.One\" or \"test.part.Two\""));
     module.components = {&components[2]};
     EXPECT_NE(ErrorText(table.Add(module)).find("registers \"test.part.Two\""), std::string::npos);
-    EXPECT_FALSE(host::InterfaceTable().Check(module).IsOk());
 }
 
 }  // namespace
