@@ -1,5 +1,6 @@
 #include "failure.h"
 
+#include <cstdio>
 #include <system_error>
 
 #include "nuvra/error_names.h"
@@ -14,15 +15,34 @@ std::string Quote(std::string_view text) {
     return quoted + '"';
 }
 
+void WriteError(std::string_view text) {
+    static_cast<void>(host::WriteAll(stderr, text));
+}
+
+void PrintError(const std::string& message) {
+    constexpr size_t kLongest = 500;
+    constexpr size_t kTail = 240;
+    constexpr std::string_view kGap = " ... ";
+    std::string line = "nuvra-cl: " + message;
+    if (line.size() > kLongest) {
+        // Bytes that continue a letter are not to be torn from its first one.
+        const auto isInside = [&](size_t at) {
+            return (static_cast<unsigned char>(line[at]) & 0xC0) == 0x80;
+        };
+        size_t head = kLongest - kTail - kGap.size();
+        size_t tail = line.size() - kTail;
+        while (head > 0 && isInside(head)) head--;
+        while (tail < line.size() && isInside(tail)) tail++;
+        line.replace(head, tail - head, kGap);
+    }
+    WriteError(line + '\n');
+}
+
 std::string FirstLine(std::string_view message, std::string_view otherwise) {
     const size_t begin = message.find_first_not_of(" \t\r\n");
     if (begin == std::string_view::npos) return std::string(otherwise);
     std::string_view line = message.substr(begin, message.find_first_of("\r\n", begin) - begin);
     return std::string(line.substr(0, line.find_last_not_of(" \t") + 1));
-}
-
-void PrintError(std::string_view text) {
-    static_cast<void>(host::WriteAll(stderr, text));
 }
 
 std::string DescribeSystemError(int code) {

@@ -24,11 +24,15 @@ public:
 /// The text in double quotes, on one line: control characters become question marks.
 std::string Quote(std::string_view text);
 
+/// Writes on standard error. Whoever reads there may have gone, which changes nothing.
+void WriteError(std::string_view text);
+
+/// Prints "nuvra-cl: MESSAGE" on standard error, as one line of at most 500 bytes: a longer one loses its
+/// middle.
+void PrintError(const std::string& message);
+
 /// The first line of a library's message, or `otherwise` when it has none.
 std::string FirstLine(std::string_view message, std::string_view otherwise);
-
-/// Writes on standard error. Whoever reads there may have gone, which changes nothing.
-void PrintError(std::string_view text);
 
 /// What an errno value means.
 std::string DescribeSystemError(int code);

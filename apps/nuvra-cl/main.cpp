@@ -59,7 +59,7 @@ std::string DescribeMisuse(const Command& command, const std::string& name, cons
 }
 
 int Report(const std::string& message, int status) {
-    PrintError("nuvra-cl: " + message + "\n");
+    PrintError(message);
     return status;
 }
 
@@ -108,8 +108,8 @@ int RunCommand(Command& command, const CLI::App& arguments, Environment& environ
 /// A failing command's messages, such as build logs, explain its error; a succeeding one's are warnings.
 void ShowMessages(const Environment& environment, int status) {
     if (environment.options.isQuiet && status == 0) return;
-    for (const std::string& message : environment.diagnostics) PrintError(message + "\n");
-    for (const std::string& note : environment.notes) PrintError("nuvra-cl: " + note + "\n");
+    for (const std::string& message : environment.diagnostics) WriteError(message + "\n");
+    for (const std::string& note : environment.notes) PrintError(note);
 }
 
 /// Runs a command whose arguments have been read, with what surrounds it.

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "environment.h"
+#include "memory_limit.h"
 #include "pixels.h"
 
 namespace nuvra::app {
@@ -29,17 +30,24 @@ struct Picture {
     }
 };
 
+/// What the samples alone take.
+PictureClaim GetClaim(const PictureLayout& layout, const SampleType& type);
+
 /// An empty PNG picture, its samples not initialised. Throws a `Failure` when the sides are not positive or
 /// the samples cannot be held.
 Picture MakePicture(const PictureLayout& layout, Samples samples, const std::string& name);
 
-/// The same for another picture's channels, samples, format and metadata, with a size of its own.
-Picture MakePictureLike(const Picture& other, Int64 width, Int64 height, const std::string& name);
+/// The same for another picture's channels, samples, format and metadata, with a size of its own and within
+/// the limit.
+Picture MakePictureLike(const Picture& other, Int64 width, Int64 height, const std::string& name,
+                        const MemoryLimit& limit);
 
-/// Reads the first picture of a file. Throws a `Failure` where it is missing, no picture or damaged.
-Picture ReadPicture(const std::string& name, const Environment& environment);
+/// Reads the first picture of a file. Throws a `Failure` where it is missing, no picture, damaged or beyond
+/// the limit.
+Picture ReadPicture(const std::string& name, const MemoryLimit& limit, const Environment& environment);
 
-/// Throws the `Failure` "cannot read NAME: ..." where there is no file to read.
+/// Throws the `Failure` "cannot read NAME: ..." where there is no regular file to read: libraries go back and
+/// forth in a file, and to its end.
 void CheckIsFile(const std::string& name);
 
 /// Writes a picture in the format that the extension of `name` names; without one, in the format that the

@@ -14,6 +14,7 @@ void PictureOptions::AddTo(CLI::App& app) {
     app.add_option("--tile", _tile, "Send at most SIDE x SIDE pixels at a time to the device (2048)")
         ->type_name("SIDE")
         ->check(CLI::Range(Int64{1}, Int64{1} << 20).description(""));
+    _limit.AddTo(app);
     app.footer(
         std::string(
             "8- and 16-bit, half and float samples keep their type on the device and in OUT where its format "
@@ -26,7 +27,7 @@ void PictureOptions::AddTo(CLI::App& app) {
 }
 
 void PictureOptions::Run(Environment& environment, const char* task, const Execute& execute) const {
-    Picture picture = ReadPicture(_in, environment);
+    Picture picture = ReadPicture(_in, _limit, environment);
     const Rectangle all{0, 0, picture.GetWidth(), picture.GetHeight()};
     const Rectangle rectangle = _rectangle.value_or(all);
     CheckRectangle(rectangle, picture);

@@ -24,6 +24,7 @@ private:
     std::string _in;
     std::string _out;
     std::optional<Rectangle> _rectangle;
+    MemoryLimit _limit;
     Int64 _tile = 2048;  ///< pixels: bounds the memory for images, and gives the progress bar its steps
 };
 

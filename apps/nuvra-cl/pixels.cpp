@@ -1,5 +1,7 @@
 #include "pixels.h"
 
+#include <algorithm>
+
 #include "failure.h"
 
 namespace nuvra::app {
@@ -40,7 +42,10 @@ PictureLayout MakeLayout(Int64 width, Int64 height, int channelCount) {
 ChannelMap::ChannelMap(const PictureLayout& layout, const std::string& picture)
     : _channelCount(layout.channels.size()), _sources{kZero, kZero, kZero, kOne} {
     std::string names;
-    for (const std::string& name : layout.channels) names += (names.empty() ? "" : ", ") + name;
+    constexpr size_t kNamed = 8;
+    for (size_t i = 0; i < std::min(_channelCount, kNamed); i++)
+        names += (i > 0 ? ", " : "") + layout.channels[i];
+    if (_channelCount > kNamed) names += ", ...";
     // Some readers do not say, or say wrongly, which channel is alpha; a fourth one has no other place.
     const bool isNamed = layout.alpha >= 0 && static_cast<size_t>(layout.alpha) < _channelCount;
     const bool hasAlpha = isNamed || _channelCount == 4;

@@ -69,7 +69,7 @@ void StartTracing(Environment& environment) {
                              options.countsCalls, options.checksLeaks, options.isSerialized});
     RunWhenInterrupted([tracing = environment.tracing, isCounting = options.countsCalls] {
         tracing->Finish();
-        if (isCounting) PrintError(tracing->GetCallTable());
+        if (isCounting) WriteError(tracing->GetCallTable());
     });
 }
 
@@ -77,13 +77,13 @@ bool FinishTracing(Environment& environment) {
     if (environment.tracing == nullptr) return false;
     const host::Tracing& tracing = *environment.tracing;
     environment.tracing->Finish();
-    if (environment.options.countsCalls) PrintError(tracing.GetCallTable());
+    if (environment.options.countsCalls) WriteError(tracing.GetCallTable());
     for (std::string& problem : tracing.GetProblems()) environment.notes.push_back(std::move(problem));
     if (!environment.options.checksLeaks) return false;
     const std::vector<std::string> leaks = tracing.GetLeaks();
-    PrintError("OpenCL objects: " + std::to_string(tracing.CountCreated()) + " made, " +
+    WriteError("OpenCL objects: " + std::to_string(tracing.CountCreated()) + " made, " +
                std::to_string(leaks.size()) + " not released\n");
-    for (const std::string& leak : leaks) PrintError("  " + leak + "\n");
+    for (const std::string& leak : leaks) WriteError("  " + leak + "\n");
     return !leaks.empty();
 }
 

@@ -30,6 +30,16 @@ TEST_F(FailureTest, BadArgumentsAndBadInputGetOneLineAndNoFile) {
         {{"invert", "in.png", "folder"}, 1, "cannot write \"folder\": it is a folder"},
         {{"invert", "in.png", "out.xyz"}, 1, "no picture format that can be written is called \"xyz\""},
         {{"invert", "in.png", "out.jpg"}, 1, "the format jpeg cannot hold a picture of 4 channels"},
+        {{"invert", "in.png", "out.term"}, 1, "can be written is called \"term\""},
+        {{"chart", "out.null"}, 1, "can be written is called \"null\""},
+        {{"chart", "out.jpg", "--size", "65501x1"}, 1, "jpeg holds sides of at most 65500 pixels"},
+        {{"chart", "out.gif", "--size", "1x65536"}, 1, "gif holds sides of at most 65535 pixels"},
+        {{"chart", "out.fits", "--size", "300x1"}, 1, "of 300 x 1 pixels and 4 channels: its reader sees "},
+        {{"scale", "in.png", "out.png", "--size", "1000x1000", "--max-memory", "3M"},
+         1,
+         "cannot make \"out.png\": its 1000 x 1000 pixels need 3.8 MiB of memory, and the limit is 3.0 MiB"},
+        {{"stereo", "in.png", "in.png", "out.png", "--max-memory", "1"}, 1, "the limit is 1 bytes"},
+        {{"sheet", "out.png", "in.png", "--max-memory", "lots"}, 2, "\"lots\" is not a number of bytes"},
         {{"invert", "in.png", "out.webp"}, 1, "the format's writer divides colours by alpha"},
         {{"invert", "in.png", "out.png", "--rect", "0,0,0,5"}, 1, "the rectangle 0,0,0,5 is empty"},
         {{"invert", "in.png", "out.png", "--rect", "0,0,5,-1"}, 1, "the rectangle 0,0,5,-1 is empty"},
@@ -92,12 +102,63 @@ TEST_F(FailureTest, ATruncatedPictureIsRefused) {
     }
 }
 
-TEST_F(FailureTest, MoreThanFourChannelsAreRefusedByName) {
-    TestPicture picture = MakeTestPicture(TypeDesc::HALF, 9, 8, 5);
-    picture.spec.channelnames = {"R", "G", "B", "A", "Z"};
+TEST_F(FailureTest, MoreThanFourChannelsAreRefusedByNamesInALineOfBoundedLength) {
+    TestPicture picture = MakeTestPicture(TypeDesc::HALF, 9, 8, 9);
+    picture.spec.channelnames = {"R", "G", "B", "A", "S", "T", "U", "V", "W"};
     WritePicture("in.exr", picture);
     ExpectFailure(Run({"invert", "in.exr", "out.exr"}), 1,
-                  "cannot work on \"in.exr\": it has 5 channels (R, G, B, A, Z)", {"in.exr"});
+                  "cannot work on \"in.exr\": it has 9 channels (R, G, B, A, S, T, U, V, ...)", {"in.exr"});
+    picture.spec.channelnames[4] = std::string(600, 'x');
+    WritePicture("in.exr", picture);
+    ExpectFailure(Run({"invert", "in.exr", "out.exr"}), 1,
+                  "and only three colours and alpha can be worked on", {"in.exr"});
+}
+
+TEST_F(FailureTest, WhatAFileClaimsIsBounded) {
+    using namespace std::string_literals;
+    struct Case {
+        const char* file;
+        std::string bytes;
+        const char* message;
+        Texts options{};
+    };
+    const char* const huge = "its 60000 x 60000 pixels need ";
+    const std::string pnm = "P5 20000 20000 255\n";
+    const Case cases[] = {
+        {"a.gif", "GIF89a\x60\xEA\x60\xEA\0\0\0"s, huge},
+        {"a.jpg", "\xFF\xD8\xFF\xC2\0\x0B\x08\xEA\x60\xEA\x60\1\1\x11\0\xFF\xDA\0\x08\1\1\0\0\0\0"s, huge},
+        {"a.webp", "RIFF\x16\0\0\0WEBPVP8X\x0A\0\0\0\0\0\0\0\x5F\xEA\0\x5F\xEA\0"s, huge},
+        {"a.heic",
+         "\0\0\0\x18"
+         "ftypheic\0\0\0\0heicmif1\0\0\0\x20meta\0\0\0\0\0\0\0\x14ispe\0\0\0\0\0\0\xEA\x60\0\0\xEA\x60"s,
+         huge},
+        {"a.j2k", "\xFF\x4F\xFF\x51\0\x2F\0\0\0\0\xEA\x60\0\0\xEA\x60"s + std::string(24, '\0') + "\0\3"s,
+         huge},
+        {"a.pgm", pnm, "381.5 MiB of memory, and the limit is 300.0 MiB", {"--max-memory", "300M"}},
+        {"a.pgm", "P5 20000 60000 255\n",
+         "1.1 GiB of memory, and the limit for a file of 19 bytes is 384.6 MiB"},
+        {"a.pgm", "P5 20000 60000 255\n", "it is damaged or cut short", {"--max-memory", "2G"}},
+        {"a.sgi", "\x01\xDA\0\xC8\0\3\0\x0A\0\x0A\0\3"s + std::string(900, '\0'),
+         "cannot read \"a.sgi\" of 912 bytes: it is damaged or needs more memory than there is"},
+        {"a.dds", "DDS \x7C"s + std::string(200, '\0'), "its pixels have no bits"},
+        {"a.null", "", "it is no picture"},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.message);
+        WriteFile(test.file, test.bytes);
+        Texts arguments{"invert", test.file, "out.png"};
+        arguments.insert(arguments.end(), test.options.begin(), test.options.end());
+        ExpectFailure(Run(arguments), 1, test.message, {test.file});
+        fs::remove(test.file);
+    }
+}
+
+TEST_F(FailureTest, WhatIsNoRegularFileIsRefusedAtOnce) {
+    RunShell("mkfifo in.png");
+    ExpectFailure(Run({"invert", "in.png", "out.png"}), 1,
+                  "cannot read \"in.png\": it is a pipe; pictures are read from files", {"in.png"});
+    ExpectFailure(Run({"sheet", "out.png", "/dev/zero"}), 1, "cannot read \"/dev/zero\": it is a device",
+                  {"in.png"});
 }
 
 TEST_F(FailureTest, WithoutAPlatformThePersonLearnsWhatIsWrongOrWhatToInstall) {

@@ -57,6 +57,7 @@ const InvertCase kInvertCases[] = {
     {"RgbaShort", "tif", TypeDesc::UINT16, 33, 5, 4},
     {"RgbaByteTiff", "tif", TypeDesc::UINT8, 16, 16, 4},
     {"RgbBytePnm", "ppm", TypeDesc::UINT8, 16, 17, 3},
+    {"RgbByteFits", "fits", TypeDesc::UINT8, 37, 23, 3},
     {"GreyHalf", "exr", TypeDesc::HALF, 31, 9, 1},
     {"RgbaHalf", "exr", TypeDesc::HALF, 31, 9, 4},
     {"RgbaFloat", "exr", TypeDesc::FLOAT, 31, 9, 4},
@@ -135,6 +136,17 @@ TEST_F(InvertMetadataTest, NumbersBesideAlphaPassFromFormatToFormat) {
     // OpenEXR has no 16-bit numbers; floats hold them.
     EXPECT_EQ(ReadPicture("c.exr").spec.format, TypeDesc::FLOAT);
     EXPECT_EQ(ReadPicture("e.png").samples, source.samples);
+}
+
+TEST_F(InvertMetadataTest, TilesOfAnySizeBecomeThoseThatTheFormatHas) {
+    TestPicture source = MakeTestPicture(TypeDesc::FLOAT, 70, 60, 3);
+    source.spec.tile_width = source.spec.tile_height = 50;
+    WritePicture("in.exr", source);
+    const Outcome outcome = Run({"invert", "in.exr", "out.tif"});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const TestPicture result = ReadPicture("out.tif");
+    EXPECT_EQ(result.spec.tile_width, 64);
+    EXPECT_EQ(result.samples, Invert(source, 0, 0, 70, 60).samples);
 }
 
 TEST_F(InvertMetadataTest, AFourthChannelThatIsNotSaidToBeAlphaIsKeptAsAlphaIs) {

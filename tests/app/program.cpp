@@ -82,6 +82,7 @@ void ProgramTest::ExpectFailure(const Outcome& outcome, int status, const std::s
     EXPECT_NE(outcome.err.find(message), std::string::npos) << outcome.err;
     EXPECT_EQ(outcome.err.rfind("nuvra-cl: ", 0), 0U) << outcome.err;
     EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+    EXPECT_LE(outcome.err.size(), 501U) << outcome.err;
     EXPECT_EQ(ListFiles(), filesBefore);
 }
 

@@ -132,7 +132,7 @@ private:
             if (!work()) failures++;
         } catch (const Failure& failure) {
             std::fflush(stdout);
-            PrintError(std::string("nuvra-cl: ") + failure.what() + "\n");
+            PrintError(failure.what());
             failures++;
         }
     }

@@ -29,6 +29,7 @@ private:
     std::optional<Rectangle> _destination;
     std::string _mirror;
     Int64 _tile = kLargestSide;
+    MemoryLimit _limit;
 };
 
 void ScaleCommand::AddOptions(CLI::App& app) {
@@ -62,6 +63,7 @@ void ScaleCommand::AddOptions(CLI::App& app) {
     app.add_option("--tile", _tile, "Use images of at most SIDE x SIDE pixels (as the device has them)")
         ->type_name("SIDE")
         ->check(CLI::Range(Int64{1}, kLargestSide).description(""));
+    _limit.AddTo(app);
 }
 
 /// The size of OUT.
@@ -188,14 +190,14 @@ private:
 };
 
 void ScaleCommand::Run(Environment& environment) {
-    const Picture in = ReadPicture(_in, environment);
+    const Picture in = ReadPicture(_in, _limit, environment);
     const Rectangle source = _source.value_or(Rectangle{0, 0, in.GetWidth(), in.GetHeight()});
     CheckRectangle(source, in);
     const Extent size = ChooseSize(source);
     bool mirrorX = false;
     bool mirrorY = false;
     const Rectangle destination = ChooseDestination(size, mirrorX, mirrorY);
-    Picture out = MakePictureLike(in, size.width, size.height, _out);
+    Picture out = MakePictureLike(in, size.width, size.height, _out, _limit);
     CheckRectangle(destination, out);
     std::fill_n(out.samples.get(), static_cast<size_t>(size.width * size.height) * out.GetPixelBytes(), 0);
     {

@@ -31,8 +31,8 @@ struct Entry {
     Thumbnail thumbnail;
 };
 
-Entry MakeEntry(const std::string& name, const Environment& environment) {
-    const Picture picture = ReadPicture(name, environment);
+Entry MakeEntry(const std::string& name, const MemoryLimit& limit, const Environment& environment) {
+    const Picture picture = ReadPicture(name, limit, environment);
     const auto width = static_cast<double>(picture.GetWidth());
     const auto height = static_cast<double>(picture.GetHeight());
     const double scale = std::min({1.0, kThumbnailWidth / width, kThumbnailHeight / height});
@@ -40,7 +40,8 @@ Entry MakeEntry(const std::string& name, const Environment& environment) {
     return {host::ToText(host::ToPath(name).filename()),
             std::to_string(picture.GetWidth()) + " x " + std::to_string(picture.GetHeight()) + ", " +
                 std::to_string(picture.layout.channels.size()) + " x " + picture.fileType,
-            Shrink(picture, shrink(width), shrink(height))};
+            WithMemoryFor("cannot shrink " + Quote(name),
+                          [&] { return Shrink(picture, shrink(width), shrink(height)); })};
 }
 
 unsigned char ToByte(float value) {
@@ -73,6 +74,7 @@ public:
     void AddOptions(CLI::App& app) override {
         app.add_option("OUT", _out, "The picture to write")->required();
         app.add_option("IN", _in, "The pictures to show, each with its name, size and type")->required();
+        _limit.AddTo(app);
         app.footer("Squares show through where a picture is transparent. Larger pictures are shrunk.");
     }
 
@@ -82,6 +84,7 @@ public:
 private:
     std::string _out;
     std::vector<std::string> _in;
+    MemoryLimit _limit;
 };
 
 void SheetCommand::Run(Environment& environment) {
@@ -93,7 +96,7 @@ void SheetCommand::Run(Environment& environment) {
     std::fill_n(sheet.samples.get(), static_cast<size_t>(layout.width * layout.height) * 3, ToByte(kPaper));
     bool isLabelled = true;
     for (int i = 0; i < count; i++) {
-        const Entry entry = MakeEntry(_in[static_cast<size_t>(i)], environment);
+        const Entry entry = MakeEntry(_in[static_cast<size_t>(i)], _limit, environment);
         const int left = kGap + i % columns * kCellWidth;
         const int top = kGap + i / columns * kCellHeight;
         DrawThumbnail(sheet, entry.thumbnail, left, top);

@@ -20,19 +20,20 @@ public:
                        "Send at most SIDE x SIDE pixels of each at a time to the device (2048)")
             ->type_name("SIDE")
             ->check(CLI::Range(Int64{2}, kLargestSide).description(""));
+        _limit.AddTo(app);
         app.footer(
             "Each half holds its picture squeezed to half width: colours are the means of neighbours, alpha\n"
             "is their sum.");
     }
 
     void Run(Environment& environment) override {
-        const Picture left = ReadPicture(_left, environment);
-        const Picture right = ReadPicture(_right, environment);
+        const Picture left = ReadPicture(_left, _limit, environment);
+        const Picture right = ReadPicture(_right, _limit, environment);
         if (left.GetWidth() != right.GetWidth() || left.GetHeight() != right.GetHeight())
             throw Failure("the pictures differ in size: " + Quote(_left) + " has " +
                           DescribeSize(left.GetWidth(), left.GetHeight()) + " pixels, " + Quote(_right) +
                           " has " + DescribeSize(right.GetWidth(), right.GetHeight()));
-        Picture out = MakePictureLike(left, left.GetWidth(), left.GetHeight(), _out);
+        Picture out = MakePictureLike(left, left.GetWidth(), left.GetHeight(), _out, _limit);
         {
             Session session(environment);
             Compose(session.OpenDevice(), left, right, out, environment.terminal);
@@ -81,6 +82,7 @@ private:
     std::string _left;
     std::string _right;
     std::string _out;
+    MemoryLimit _limit;
     Int64 _tile = 2048;  ///< pixels: bounds the memory for images, and gives the progress bar its steps
 };
 

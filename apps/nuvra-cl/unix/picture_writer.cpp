@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <cerrno>
+#include <string_view>
 #include <vector>
 
 #include "checked_file.h"
@@ -6,6 +8,7 @@
 #include "nuvra/file_name.h"
 #include "output_file.h"
 #include "picture_origin.h"
+#include "pixel_transfer.h"
 #include "progress.h"
 #include "system.h"
 
@@ -39,6 +42,23 @@ Substitutes FindSubstitutes(TypeDesc wanted) {
     return {type, 1, {type, TypeDesc::FLOAT, TypeDesc::HALF, TypeDesc::UINT16, TypeDesc::UINT8}};
 }
 
+/// The longest sides that formats can hold, in pixels, where their writers end the program or write something
+/// else beyond them.
+struct SideLimit {
+    std::string_view format;
+    Int64 longest;
+};
+
+constexpr SideLimit kSideLimits[] = {
+    {"gif", 65535},
+    {"heif", 32768},
+    {"jpeg", 65500},
+    {"rla", 32768},
+};
+
+/// Formats that are none: pictures that are nowhere, and letters on the terminal.
+constexpr std::string_view kNoFormats[] = {"null", "term"};
+
 /// One attempt at writing a picture to one file.
 class Writer {
 public:
@@ -52,6 +72,7 @@ private:
     bool Open(TypeDesc type);
     TypeDesc GetFileType() const;
     OIIO::ImageSpec MakeSpec(TypeDesc type) const;
+    void CheckSides() const;
     void CheckResult(bool withPixels) const;
     [[noreturn]] void Fail(const std::string& reason) const {
         throw Failure("cannot write " + Quote(_name) + ": " + reason);
@@ -99,6 +120,8 @@ OIIO::ImageSpec Writer::MakeSpec(TypeDesc type) const {
         (_picture.format == "tiff" && spec.get_int_attribute("oiio:UnassociatedAlpha") == 0);
     spec.attribute("oiio:UnassociatedAlpha", _format == "tiff" && isMultiplied ? 0 : 1);
     if (_output->supports("tiles") == 0) spec.tile_width = spec.tile_height = spec.tile_depth = 0;
+    if (_format == "tiff")
+        for (int* side : {&spec.tile_width, &spec.tile_height}) *side = (*side + 15) / 16 * 16;
     // Only the full-size picture is written, whatever reduced copies lay beside it.
     spec.erase_attribute("textureformat");
     return spec;
@@ -117,7 +140,16 @@ bool Writer::Open(TypeDesc type) {
     return _output->open(_file.GetPath().string(), MakeSpec(type));
 }
 
+void Writer::CheckSides() const {
+    const Int64 longest = std::max(_picture.GetWidth(), _picture.GetHeight());
+    for (const SideLimit& limit : kSideLimits)
+        if (_format == limit.format && longest > limit.longest)
+            Fail("the format " + _format + " holds sides of at most " + std::to_string(limit.longest) +
+                 " pixels, and the picture has " + DescribeSize(_picture.GetWidth(), _picture.GetHeight()));
+}
+
 std::string Writer::Write(std::FILE* terminal) {
+    CheckSides();
     if (_format == "webp" && _picture.layout.alpha >= 0)
         Fail("the format's writer divides colours by alpha whatever it is told; choose PNG or TIFF");
     const Substitutes substitutes = FindSubstitutes(GetFileType());
@@ -155,14 +187,19 @@ void Writer::CheckResult(bool withPixels) const {
     if (input == nullptr)
         Fail("the format's writer made a file that cannot be read (" +
              FirstLine(OIIO::geterror(), "no reason given") + ")");
-    const size_t channelCount = _picture.layout.channels.size();
-    if (static_cast<size_t>(input->spec().nchannels) < channelCount)
+    const OIIO::ImageSpec spec = input->spec();
+    const auto channelCount = static_cast<int>(_picture.layout.channels.size());
+    if (spec.width != _picture.GetWidth() || spec.height != _picture.GetHeight())
+        Fail("the format " + _format + " cannot hold a picture of " +
+             DescribeSize(_picture.GetWidth(), _picture.GetHeight()) + " pixels and " +
+             std::to_string(channelCount) + " channels: its reader sees " +
+             DescribeSize(spec.width, spec.height) + " and " + std::to_string(spec.nchannels));
+    if (spec.nchannels < channelCount)
         Fail("the format " + _format + " cannot hold a picture of " + std::to_string(channelCount) +
              " channels");
     if (!withPixels) return;
     constexpr std::uintmax_t kSpare = 64 << 10;
     if (std::filesystem::space(_file.GetPath()).available < kSpare) Fail(DescribeSystemError(ENOSPC));
-    const OIIO::ImageSpec spec = input->spec();
     std::vector<unsigned char> pixels(spec.image_bytes());
     if (!input->read_image(0, 0, 0, spec.nchannels, spec.format, pixels.data()) || input->has_error())
         Fail("the format's writer made a damaged file");
@@ -172,7 +209,8 @@ void Writer::CheckResult(bool withPixels) const {
 std::string ChooseFormat(const std::string& name, const Picture& picture) {
     const std::string extension = host::ToText(host::ToPath(name).extension());
     const auto output = OIIO::ImageOutput::create(extension.empty() ? picture.format : name);
-    if (output != nullptr) return output->format_name();
+    if (output != nullptr && std::ranges::find(kNoFormats, output->format_name()) == std::end(kNoFormats))
+        return output->format_name();
     static_cast<void>(OIIO::geterror());
     throw Failure("cannot write " + Quote(name) + ": no picture format that can be written is called " +
                   Quote(extension.empty() ? picture.format : extension.substr(1)));
@@ -187,7 +225,8 @@ void WritePicture(const std::string& name, const Picture& picture, Environment& 
     {
         const LibraryJob job("the library that writes pictures failed on " + Quote(name));
         const SilencedStandardError silence;
-        loss = Writer(file, format, picture, name).Write(environment.terminal);
+        loss = WithMemoryFor("cannot write " + Quote(name),
+                             [&] { return Writer(file, format, picture, name).Write(environment.terminal); });
     }
     file.Commit();
     if (!loss.empty()) environment.notes.push_back(loss);

@@ -95,6 +95,21 @@ struct Decoded {
     int channelCount = 0;
 };
 
+/// The reader takes memory for what the file claims before it looks for it.
+void CheckClaim(const std::string& name, const Bytes& bytes, const MemoryLimit& limit) {
+    int width = 0;
+    int height = 0;
+    int channelCount = 0;
+    if (stbi_info_from_memory(bytes.data(), static_cast<int>(bytes.size()), &width, &height, &channelCount) ==
+        0)
+        return;
+    // The samples are held twice, by the reader and by the picture; parts of them lie in its buffers besides.
+    constexpr double kCopies = 3;
+    const int sampleBytes =
+        stbi_is_16_bit_from_memory(bytes.data(), static_cast<int>(bytes.size())) != 0 ? 2 : 1;
+    limit.CheckFile(name, {width, height, kCopies * width * height * channelCount * sampleBytes});
+}
+
 Decoded Decode(const Bytes& bytes) {
     const unsigned char* first = bytes.data();
     const int size = static_cast<int>(bytes.size());
@@ -113,12 +128,13 @@ Decoded Decode(const Bytes& bytes) {
 
 }  // namespace
 
-Picture ReadPicture(const std::string& name, const Environment&) {
+Picture ReadPicture(const std::string& name, const MemoryLimit& limit, const Environment&) {
     CheckIsFile(name);
     const Bytes bytes = ReadBytes(name);
     const Format* format = FindFormat(bytes);
     if (format == nullptr) Fail(name, std::string("it is no picture (known are ") + kReadFormats + ")");
     if (!format->isWhole(bytes)) Fail(name, "it is damaged or cut short");
+    CheckClaim(name, bytes, limit);
     const Decoded decoded = Decode(bytes);
     const std::unique_ptr<void, void (*)(void*)> pixels(decoded.pixels, stbi_image_free);
     if (pixels == nullptr) {

@@ -9,6 +9,7 @@
 #include "nuvra/file_name.h"
 #include "output_file.h"
 #include "picture.h"
+#include "pixel_transfer.h"
 #include "png_writer.h"
 
 namespace nuvra::app {
@@ -97,14 +98,14 @@ const Format& ChooseFormat(const std::string& name, const Picture& picture) {
 
 void CheckFits(const std::string& name, const Format& format, const Picture& picture) {
     const auto fail = [&](const std::string& what) {
-        throw Failure("cannot write " + Quote(name) + ": the format " + format.name +
-                      " cannot hold a picture of " + what);
+        throw Failure("cannot write " + Quote(name) + ": the format " + format.name + what);
     };
     const auto channelCount = static_cast<int>(picture.layout.channels.size());
     if (std::ranges::find(format.channelCounts, channelCount) == format.channelCounts.end())
-        fail(std::to_string(channelCount) + " channels");
+        fail(" cannot hold a picture of " + std::to_string(channelCount) + " channels");
     if (std::max(picture.GetWidth(), picture.GetHeight()) > format.longestSide)
-        fail(std::to_string(picture.GetWidth()) + " x " + std::to_string(picture.GetHeight()) + " pixels");
+        fail(" holds sides of at most " + std::to_string(format.longestSide) +
+             " pixels, and the picture has " + DescribeSize(picture.GetWidth(), picture.GetHeight()));
 }
 
 /// The 16-bit samples of a picture as bytes, each the closest one.

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "memory_limit.h"
+
+namespace nuvra::app {
+
+/// What a picture file says of itself, for the formats whose readers take memory for all of it when they open
+/// it; nothing for other files. Throws a `Failure` for a file whose reader would never end.
+std::optional<PictureClaim> ReadClaim(const std::string& name);
+
+}  // namespace nuvra::app
