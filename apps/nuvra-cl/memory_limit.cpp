@@ -13,8 +13,9 @@ namespace nuvra::app {
 
 namespace {
 
-// A file that is given no limit may take this much, and for each of its bytes as much as the best compression
-// of PNG makes of one: 1032 bytes of 1-bit samples, of which each becomes four bytes.
+// A file that is given no limit may take this much, which readers find not to be there within a second, and
+// for each of its bytes as much as PNG makes of one at best: 1032 bytes of 1-bit samples, which become four
+// bytes each.
 constexpr double kSmallestLimit = 384.0 * (1 << 20);
 constexpr double kBytesPerByte = 32 << 10;
 

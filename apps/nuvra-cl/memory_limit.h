@@ -37,10 +37,9 @@ Int64 GetMachineMemory();
 /// "234 bytes", "1.5 GiB".
 std::string DescribeBytes(double bytes);
 
-/// Runs `work`; where that asks for memory that cannot be had, throws the `Failure` "ACTION: ...".
+/// Runs `work`; where that asks for memory that cannot be had, throws `failure` as a `Failure`.
 template <class Work>
-auto WithMemoryFor(const std::string& action, const Work& work) {
-    const std::string failure = action + ": it is damaged or needs more memory than there is";
+auto WithMemoryFor(const Work& work, const std::string& failure) {
     try {
         return work();
     } catch (const std::bad_alloc&) {

@@ -38,7 +38,7 @@ TEST_F(FailureTest, BadArgumentsAndBadInputGetOneLineAndNoFile) {
         {{"scale", "in.png", "out.png", "--size", "1000x1000", "--max-memory", "3M"},
          1,
          "cannot make \"out.png\": its 1000 x 1000 pixels need 3.8 MiB of memory, and the limit is 3.0 MiB"},
-        {{"stereo", "in.png", "in.png", "out.png", "--max-memory", "1"}, 1, "the limit is 1 bytes"},
+        {{"stereo", "in.png", "in.png", "out.png", "--max-memory", "99"}, 1, "the limit is 99 bytes"},
         {{"sheet", "out.png", "in.png", "--max-memory", "lots"}, 2, "\"lots\" is not a number of bytes"},
         {{"invert", "in.png", "out.webp"}, 1, "the format's writer divides colours by alpha"},
         {{"invert", "in.png", "out.png", "--rect", "0,0,0,5"}, 1, "the rectangle 0,0,0,5 is empty"},

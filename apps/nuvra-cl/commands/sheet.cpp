@@ -40,8 +40,8 @@ Entry MakeEntry(const std::string& name, const MemoryLimit& limit, const Environ
     return {host::ToText(host::ToPath(name).filename()),
             std::to_string(picture.GetWidth()) + " x " + std::to_string(picture.GetHeight()) + ", " +
                 std::to_string(picture.layout.channels.size()) + " x " + picture.fileType,
-            WithMemoryFor("cannot shrink " + Quote(name),
-                          [&] { return Shrink(picture, shrink(width), shrink(height)); })};
+            WithMemoryFor([&] { return Shrink(picture, shrink(width), shrink(height)); },
+                          "cannot shrink " + Quote(name) + ": there is not enough memory")};
 }
 
 unsigned char ToByte(float value) {

@@ -110,10 +110,10 @@ Picture ReadPicture(const std::string& name, const MemoryLimit& limit, const Env
     CheckIsFile(name);
     const LibraryJob job("the library that reads pictures failed on " + Quote(name));
     const SilencedStandardError silence;
-    const std::string action =
-        "cannot read " + Quote(name) + " of " +
-        DescribeBytes(static_cast<double>(std::filesystem::file_size(host::ToPath(name))));
-    return WithMemoryFor(action, [&] { return ReadWithin(name, limit, environment.terminal); });
+    const auto size = static_cast<double>(std::filesystem::file_size(host::ToPath(name)));
+    return WithMemoryFor([&] { return ReadWithin(name, limit, environment.terminal); },
+                         "cannot read " + Quote(name) + " of " + DescribeBytes(size) +
+                             ": it is damaged or needs more memory than there is");
 }
 
 }  // namespace nuvra::app

@@ -225,8 +225,8 @@ void WritePicture(const std::string& name, const Picture& picture, Environment& 
     {
         const LibraryJob job("the library that writes pictures failed on " + Quote(name));
         const SilencedStandardError silence;
-        loss = WithMemoryFor("cannot write " + Quote(name),
-                             [&] { return Writer(file, format, picture, name).Write(environment.terminal); });
+        loss = WithMemoryFor([&] { return Writer(file, format, picture, name).Write(environment.terminal); },
+                             "cannot write " + Quote(name) + ": there is not enough memory");
     }
     file.Commit();
     if (!loss.empty()) environment.notes.push_back(loss);

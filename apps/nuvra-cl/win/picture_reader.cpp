@@ -96,18 +96,19 @@ struct Decoded {
 };
 
 /// The reader takes memory for what the file claims before it looks for it.
-void CheckClaim(const std::string& name, const Bytes& bytes, const MemoryLimit& limit) {
+void CheckClaim(const std::string& name, const Bytes& bytes, const Format& format, const MemoryLimit& limit) {
     int width = 0;
     int height = 0;
     int channelCount = 0;
     if (stbi_info_from_memory(bytes.data(), static_cast<int>(bytes.size()), &width, &height, &channelCount) ==
         0)
         return;
-    // The samples are held twice, by the reader and by the picture; parts of them lie in its buffers besides.
-    constexpr double kCopies = 3;
+    // The reader unpacks the samples and arranges them, and the picture is a copy; a JPEG file may have
+    // coefficients of two bytes besides.
+    const double copies = std::string_view(format.name) == "jpeg" ? 5 : 3;
     const int sampleBytes =
         stbi_is_16_bit_from_memory(bytes.data(), static_cast<int>(bytes.size())) != 0 ? 2 : 1;
-    limit.CheckFile(name, {width, height, kCopies * width * height * channelCount * sampleBytes});
+    limit.CheckFile(name, {width, height, copies * width * height * channelCount * sampleBytes});
 }
 
 Decoded Decode(const Bytes& bytes) {
@@ -134,7 +135,7 @@ Picture ReadPicture(const std::string& name, const MemoryLimit& limit, const Env
     const Format* format = FindFormat(bytes);
     if (format == nullptr) Fail(name, std::string("it is no picture (known are ") + kReadFormats + ")");
     if (!format->isWhole(bytes)) Fail(name, "it is damaged or cut short");
-    CheckClaim(name, bytes, limit);
+    CheckClaim(name, bytes, *format, limit);
     const Decoded decoded = Decode(bytes);
     const std::unique_ptr<void, void (*)(void*)> pixels(decoded.pixels, stbi_image_free);
     if (pixels == nullptr) {
