@@ -14,6 +14,7 @@ import os
 import pathlib
 import random
 import resource
+import signal
 import struct
 import subprocess
 import sys
@@ -90,7 +91,7 @@ def attack(program, name):
                 status = os.waitstatus_to_exitcode(code) if ended else None
                 time.sleep(0.005)
             if status is None:
-                process.kill()
+                os.kill(process.pid, signal.SIGKILL)  # process.kill would reap it, if it has ended meanwhile
                 os.wait4(process.pid, 0)
                 process.returncode = -9
                 return "hung", [f"no end after {SECONDS} s"]
