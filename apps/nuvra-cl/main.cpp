@@ -152,7 +152,8 @@ int Main(int argc, char** argv) {
     if (name.empty()) return ReportWrongArguments("no command was given", {});
     Command& command = *commands[name];
     const std::string misuse = DescribeMisuse(command, name, environment.options);
-    return misuse.empty() ? RunWatched(command, *app.get_subcommands().front(), environment) : ReportWrongArguments(misuse, name);
+    return misuse.empty() ? RunWatched(command, *app.get_subcommands().front(), environment)
+                          : ReportWrongArguments(misuse, name);
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ cl_int CheckMemory(cl_context context, cl_mem_flags flags, const void* host) {
 
 /// A test may ask for more memory than the machine has.
 void SetSize(Object& memory, std::size_t size) {
-    constexpr std::size_t kKept = std::size_t{1} << 20;
+    constexpr std::size_t kKept = std::size_t{1} << 26;
     memory.byteCount = size;
     memory.bytes.resize(std::min(size, kKept), 0xEE);
 }

@@ -121,7 +121,7 @@ TEST_F(DecodingTest, EveryFunctionsValuesAreInWords) {
              "param_value_size_ret=ptr) -> result=CL_SUCCESS, param_value_size_ret=9"),
         CASE(program.GetBinary(binary),
              "clGetProgramInfo(program=program#1, param_name=CL_PROGRAM_BINARY_SIZES, param_value_size=8, "
-             "param_value=ptr, param_value_size_ret=null) -> result=CL_SUCCESS, param_value=[5]"),
+             "param_value=ptr, param_value_size_ret=null) -> result=CL_SUCCESS, param_value=[2]"),
         CASE(program.CreateKernel("Tail"),
              "clCreateKernel(program=program#1, kernel_name=\"Tail\", errcode_ret=ptr) -> result=CL_SUCCESS, "
              "kernel=kernel#2 Tail"),
