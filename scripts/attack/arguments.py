@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs nuvra-cl with random command lines and tells where it breaks its promises.
 
-    tests/attack/arguments.py PROGRAM [--count N] [--minutes N] [--first N] [--seed N] [--workers N] [--limit SECONDS]
+    scripts/attack/arguments.py PROGRAM [--count N] [--minutes N] [--first N] [--seed N] [--workers N] [--limit SECONDS]
 
 Each run has a folder of small inputs. Promised are: an exit status of 0, 1 or 2; on 1 and 2, one line of at most 500
 letters on standard error (lines of options that report there, compilers' words and a line for each bad file of

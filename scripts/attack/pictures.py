@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Damages pictures and has nuvra-cl invert each of them.
 
-    tests/attack/pictures.py build/apps/nuvra-cl/nuvra-cl FOLDER [PICTURE...] [--count N] [--seed N]
+    scripts/attack/pictures.py build/apps/nuvra-cl/nuvra-cl FOLDER [PICTURE...] [--count N] [--seed N]
 
 FOLDER receives seed pictures in every format that the program can write, and keeps the damaged ones that broke a
 promise. Further PICTUREs are seeds too. The promises: the exit status is 0, or 1 with exactly one line of at most 500

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Ends many runs of nuvra-cl by a random signal at a random moment, and looks at what each leaves behind.
 
-    tests/attack/signals.py [--program FILE] [--runs N] [--seed S]
+    scripts/attack/signals.py [--program FILE] [--runs N] [--seed S]
 
 Every output must be the old file, the whole new one or, where there was none, none; it keeps its permissions. A
 temporary file may stay after SIGKILL alone. A trace is JSON where the run ended or was interrupted, and ends with
