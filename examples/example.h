@@ -26,7 +26,7 @@ inline int Fail(const char* program, const ErrorRef& error) {
 
 /// All platforms; an error where there is none.
 inline Result<void> FindPlatforms(BaseArray<OpenCLPlatformRef>& platforms) {
-    const Result<void> found = OpenCL::GetPlatforms(platforms);
+    Result<void> found = OpenCL::GetPlatforms(platforms);
     // So answers a loader that has no runtime to load.
     const bool isNone = OpenCLErrorRef(found.GetError()).GetErrorCode() == CL_PLATFORM_NOT_FOUND_KHR;
     if (!found.IsOk() && !isNone) return found;

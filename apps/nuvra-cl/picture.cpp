@@ -42,7 +42,7 @@ Picture MakePicture(const PictureLayout& layout, Samples samples, const std::str
     if (layout.width < 1 || layout.height < 1)
         throw Failure("cannot work on " + Quote(name) + ": it has no pixels");
     const double bytes = GetClaim(layout, type).bytes;
-    constexpr double kMost = std::numeric_limits<std::ptrdiff_t>::max() / 2;
+    constexpr double kMost = static_cast<double>(std::numeric_limits<std::ptrdiff_t>::max()) / 2;
     const size_t size =
         bytes > kMost ? 0 : static_cast<size_t>(layout.width * layout.height) * picture.GetPixelBytes();
     if (size > 0) picture.samples.reset(new (std::nothrow) unsigned char[size]);

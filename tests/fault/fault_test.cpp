@@ -246,7 +246,8 @@ TEST_P(FaultTest, EveryFailingCallIsReportedAndLeavesNothing) {
                                                {Failure::CODE, true},
                                                {Failure::BAD_ALLOC, false},
                                                {Failure::EXCEPTION, true}};
-    for (const auto& [kind, isTraced] : kinds) {
+    for (const auto& [failure, isTraced] : kinds) {
+        const Failure kind = failure;
         g_trace.isOffered = g_trace.isCapturing = isTraced;
         int count = 0;
         const auto countCalls = [&](const std::string& outcome) {

@@ -91,7 +91,7 @@ Claim ReadGif(const FileHead& head) {
 
 Claim ReadWebp(const FileHead& head) {
     constexpr Int64 kBits = 0x3FFF;
-    constexpr Int64 kBytes = 2 * 4;
+    constexpr Int64 kBytes = Int64{2} * 4;
     if (!head.Has(0, "RIFF") || !head.Has(8, "WEBP")) return {};
     if (head.Has(12, "VP8X")) return MakeClaim(head.GetLittle(24, 3) + 1, head.GetLittle(27, 3) + 1, kBytes);
     if (head.Has(12, "VP8 "))
@@ -112,7 +112,7 @@ Claim ReadJpeg2000(const FileHead& head) {
 /// The largest of its pictures, of which others may be pieces.
 Claim ReadHeif(const FileHead& head) {
     if (!head.Has(4, "ftyp")) return {};
-    constexpr Int64 kBytes = 3 * 3;
+    constexpr Int64 kBytes = Int64{3} * 3;
     // Compressed bytes may look like the box that tells a size, so only the box around those is searched.
     const size_t meta = head.Find("meta", 4);
     const size_t end = meta - 4 + static_cast<size_t>(head.GetBig(meta - 4, 4));
