@@ -14,6 +14,9 @@ constinit thread_local int g_allocationsLeft = -1;  // that this thread still ge
     if (g_allocationsLeft > 0) g_allocationsLeft--;
     return memory;
 }
+[[gnu::noinline]] void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    return std::malloc(size);
+}
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory);
 }
