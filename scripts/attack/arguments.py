@@ -99,7 +99,7 @@ def find_faults(run, words, before, after):
             yield "no message"
         if max(map(len, lines)) > 500:
             yield "a line is too long"
-        reports = any(word.startswith((b"--log", b"--call", b"--leak")) for word in words) or b"crc32c" in words
+        reports = any(word.startswith((b"--log", b"--call", b"--leak", b"--trace")) for word in words) or b"crc32c" in words
         if len(lines) > 1 and not (run.returncode == 1 and (reports or "CL_BUILD_PROGRAM_FAILURE" in lines[0])):
             yield "more than a line"
     if run.returncode == 2 and run.stdout:

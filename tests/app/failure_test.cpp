@@ -141,6 +141,7 @@ TEST_F(FailureTest, WhatAFileClaimsIsBounded) {
         {"a.sgi", "\x01\xDA\0\xC8\0\3\0\x0A\0\x0A\0\3"s + std::string(900, '\0'),
          "cannot read \"a.sgi\" of 912 bytes: it is damaged or needs more memory than there is"},
         {"a.dds", "DDS \x7C"s + std::string(200, '\0'), "its pixels have no bits"},
+        {"a.dpx", "SDPX" + std::string(28, '\0') + "\x80\0\0\0"s, "it claims more user data"},
         {"a.null", "", "it is no picture"},
     };
     for (const Case& test : cases) {

@@ -1,6 +1,7 @@
 #include "picture_claim.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <string_view>
 
@@ -130,11 +131,22 @@ bool IsEndless(const FileHead& head) {
     return head.Has(0, "DDS ") && (head.GetLittle(80, 4) & kCompressed) == 0 && head.GetLittle(88, 4) == 0;
 }
 
+/// The reader makes room for all the user data of which the header of a DPX file tells.
+bool LacksUserData(const FileHead& head, Int64 fileSize) {
+    constexpr Int64 kUndefined = 0xFFFFFFFF;
+    const bool isBig = head.Has(0, "SDPX");
+    if (!isBig && !head.Has(0, "XPDS")) return false;
+    const Int64 size = isBig ? head.GetBig(32, 4) : head.GetLittle(32, 4);
+    return size != kUndefined && size > fileSize;
+}
+
 }  // namespace
 
 Claim ReadClaim(const std::string& name) {
     const FileHead head(name);
     if (IsEndless(head)) throw Failure("cannot read " + Quote(name) + ": its pixels have no bits");
+    if (LacksUserData(head, static_cast<Int64>(std::filesystem::file_size(host::ToPath(name)))))
+        throw Failure("cannot read " + Quote(name) + ": it claims more user data than the file has bytes");
     for (auto* read : {ReadJpeg, ReadGif, ReadWebp, ReadJpeg2000, ReadHeif})
         if (const Claim claim = read(head)) return claim;
     return {};
