@@ -1,7 +1,9 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <new>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 #include "failure.h"

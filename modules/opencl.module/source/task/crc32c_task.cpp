@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 
 #include "crc32c_task.cl.h"
