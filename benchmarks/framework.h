@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "nuvra/host.h"
+#include "nuvra/host/host.h"
 #include "nuvra/module.h"
 #include "nuvra/open_cl.h"
 

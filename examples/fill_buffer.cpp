@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "example.h"
-#include "nuvra/host.h"
+#include "nuvra/host/host.h"
 #include "nuvra/open_cl.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdio>
 
 #include "example.h"
-#include "nuvra/host.h"
+#include "nuvra/host/host.h"
 #include "nuvra/open_cl.h"
 
 namespace {

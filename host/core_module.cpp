@@ -5,7 +5,7 @@
 #include "data_types.h"
 #include "object_class.h"
 #include "services.h"
-#include "trace/tracer_service.h"
+#include "tracer_service.h"
 
 namespace nuvra::host {
 

@@ -1,10 +1,10 @@
 #include "dynamic_library.h"
 #include "format.h"
 #include "no_throw.h"
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 #include "services.h"
 #include "settings.h"
-#include "trace/recorder.h"
+#include "tracing/recorder.h"
 #include "url_service.h"
 
 namespace nuvra {
@@ -62,7 +62,7 @@ Result<void*> FindSymbol(DllImpl* library, const CString& name) noexcept {
             return MakeError("the library \"@\" has no \"@\": @",
                              {library->name.GetView(), name.GetView(), reason});
         if (const auto& tracing = GetSettings().tracing)
-            tracing->GetRecorder().NoteSymbol(name.GetView(), address);
+            GetRecorder(*tracing).NoteSymbol(name.GetView(), address);
         return address;
     });
 }

@@ -7,7 +7,7 @@
 
 #include "class_table.h"
 #include "module_image.h"
-#include "nuvra/host.h"
+#include "nuvra/host/host.h"
 
 namespace nuvra::host {
 

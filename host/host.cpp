@@ -1,9 +1,9 @@
-#include "nuvra/host.h"
+#include "nuvra/host/host.h"
 
 #include "format.h"
 #include "framework.h"
 #include "no_throw.h"
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 
 namespace nuvra::host {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "nuvra/host.h"
+#include "nuvra/host/host.h"
 
 namespace nuvra::host {
 

@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "failure.h"
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 
 namespace nuvra::app {
 

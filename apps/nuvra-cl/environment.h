@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "nuvra/tracing.h"
+#include "nuvra/host/tracing.h"
 
 namespace nuvra::app {
 

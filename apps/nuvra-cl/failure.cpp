@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <system_error>
 
-#include "nuvra/error_names.h"
-#include "nuvra/file_write.h"
+#include "nuvra/host/error_names.h"
+#include "nuvra/host/file_write.h"
 #include "nuvra/open_cl_error.h"
 
 namespace nuvra::app {

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 #include "pixel_transfer.h"
 #include "values.h"
 

@@ -7,7 +7,7 @@
 
 #include "failure.h"
 #include "named_files.h"
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 #include "system.h"
 
 namespace nuvra::app {

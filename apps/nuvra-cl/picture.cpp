@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "failure.h"
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 #include "pixel_transfer.h"
 #include "system.h"
 

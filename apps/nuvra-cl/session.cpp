@@ -1,7 +1,7 @@
 #include "session.h"
 
 #include "drivers.h"
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 
 namespace nuvra::app {
 

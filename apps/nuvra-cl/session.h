@@ -7,7 +7,7 @@
 #include "command.h"
 #include "device_list.h"
 #include "failure.h"
-#include "nuvra/host.h"
+#include "nuvra/host/host.h"
 #include "system.h"
 
 namespace nuvra::app {

@@ -1,7 +1,7 @@
 #include "tracing_options.h"
 
 #include "failure.h"
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 #include "system.h"
 
 namespace nuvra::app {

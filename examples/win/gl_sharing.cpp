@@ -8,7 +8,7 @@
 
 #include "example.h"
 #include "gl_window.h"
-#include "nuvra/host.h"
+#include "nuvra/host/host.h"
 #include "nuvra/open_cl.h"
 
 namespace {

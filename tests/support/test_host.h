@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "nuvra/host.h"
+#include "nuvra/host/host.h"
 
 namespace nuvra::test {
 

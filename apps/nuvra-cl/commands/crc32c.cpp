@@ -4,7 +4,7 @@
 
 #include "checksum_list.h"
 #include "failure.h"
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 #include "progress.h"
 #include "session.h"
 #include "system.h"

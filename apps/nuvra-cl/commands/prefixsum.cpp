@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "failure.h"
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 #include "output_file.h"
 #include "session.h"
 #include "system.h"

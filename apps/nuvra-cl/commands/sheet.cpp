@@ -3,7 +3,7 @@
 
 #include "command.h"
 #include "failure.h"
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 #include "sheet_drawing.h"
 
 namespace nuvra::app {

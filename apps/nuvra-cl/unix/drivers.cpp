@@ -17,7 +17,7 @@
 #include <sstream>
 
 #include "failure.h"
-#include "nuvra/error_names.h"
+#include "nuvra/host/error_names.h"
 
 namespace nuvra::app {
 

@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "failure.h"
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 #include "picture_claim.h"
 #include "picture_origin.h"
 #include "progress.h"

@@ -5,7 +5,7 @@
 
 #include "checked_file.h"
 #include "failure.h"
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 #include "output_file.h"
 #include "picture_origin.h"
 #include "pixel_transfer.h"

@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "failure.h"
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 #include "picture.h"
 
 namespace nuvra::app {

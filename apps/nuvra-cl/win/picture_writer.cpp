@@ -6,7 +6,7 @@
 #include <limits>
 
 #include "failure.h"
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 #include "output_file.h"
 #include "picture.h"
 #include "pixel_transfer.h"

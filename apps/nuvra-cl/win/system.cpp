@@ -16,7 +16,7 @@
 #include <iterator>
 #include <utility>
 
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 
 namespace nuvra::app {
 

@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 
 namespace nuvra::test {
 

@@ -1,7 +1,7 @@
 #include "module_fixture.h"
 
 #include "gl_context.h"
-#include "nuvra/error_names.h"
+#include "nuvra/host/error_names.h"
 
 namespace nuvra::test {
 std::string CodeName(Int32 code) {

@@ -2,7 +2,7 @@
 #include <set>
 
 #include "nuvra/opencl_interface_trace.h"
-#include "trace/signatures.h"
+#include "tracing/signatures.h"
 #include "tracing_fixture.h"
 
 namespace nuvra::test {

@@ -290,7 +290,7 @@ TEST(TraceFile, AFileThatCannotBeWrittenIsToldOnceAndChangesNothing) {
     };
     for (const auto& [file, problem] : cases) {
         host::Tracing tracing({.traceFile = file, .logFile = file});
-        for (int i = 0; i < 10000; i++) tracing.GetRecorder().Comment("comment");
+        for (int i = 0; i < 10000; i++) host::GetRecorder(tracing).Comment("comment");
         tracing.Finish();
         EXPECT_EQ(tracing.GetProblems(), (Texts{problem, problem})) << "of each tracer";
     }

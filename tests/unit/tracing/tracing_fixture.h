@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "module_fixture.h"
-#include "trace/recorder.h"
+#include "tracing/recorder.h"
 
 namespace nuvra::test {
 
@@ -40,7 +40,7 @@ protected:
     UInt32 BeginOn(UInt64 thread, const char* name, const char* code, ...);
     void End(const char* name, const char* code, ...);
     void EndOn(UInt64 thread, const char* name, const char* code, ...);
-    host::Recorder& GetRecorder() const { return tracing->GetRecorder(); }
+    host::Recorder& GetRecorder() const { return host::GetRecorder(*tracing); }
 
     std::filesystem::path folder;
     std::filesystem::path traceFile;

@@ -59,9 +59,9 @@ public:
     /// How many objects were created.
     Int CountCreated() const;
 
-    Recorder& GetRecorder() { return *_recorder; }
-
 private:
+    friend Recorder& GetRecorder(Tracing& tracing);
+
     std::unique_ptr<Recorder> _recorder;
 };
 

@@ -1,4 +1,4 @@
-#include "nuvra/error_names.h"
+#include "nuvra/host/error_names.h"
 
 #include <algorithm>
 #include <iterator>

@@ -6,7 +6,7 @@
 #include "call_log.h"
 #include "chrome_trace.h"
 #include "decoder.h"
-#include "nuvra/error_names.h"
+#include "nuvra/host/error_names.h"
 
 namespace nuvra::host {
 
@@ -232,26 +232,6 @@ std::vector<std::string> Recorder::GetLeaks() const {
 Int Recorder::CountCreated() const {
     const std::lock_guard lock(_mutex);
     return _handles.CountCreated();
-}
-
-Tracing::Tracing(const TracingOptions& options) : _recorder(std::make_unique<Recorder>(options)) {}
-Tracing::~Tracing() {
-    Finish();
-}
-void Tracing::Finish() {
-    _recorder->Finish();
-}
-std::vector<std::string> Tracing::GetProblems() const {
-    return _recorder->GetProblems();
-}
-std::string Tracing::GetCallTable() const {
-    return _recorder->GetCallTable();
-}
-std::vector<std::string> Tracing::GetLeaks() const {
-    return _recorder->GetLeaks();
-}
-Int Tracing::CountCreated() const {
-    return _recorder->CountCreated();
 }
 
 }  // namespace nuvra::host

@@ -1,9 +1,9 @@
 #include "tracer_service.h"
 
 #include "nuvra/opengl_cl_trace.h"
-#include "recorder.h"
 #include "services.h"
 #include "settings.h"
+#include "tracing/recorder.h"
 
 namespace nuvra {
 
@@ -22,7 +22,7 @@ namespace {
 /// What fails here ends the tracing, never the traced program.
 template <class Action>
 void Record(OpenGLCLVKTracerImpl* tracer, const Action& action) noexcept {
-    Recorder& recorder = tracer->tracing->GetRecorder();
+    Recorder& recorder = GetRecorder(*tracer->tracing);
     try {
         action(recorder);
     } catch (...) {
@@ -39,7 +39,7 @@ Result<void> CheckActivation(OpenGLCLVKTracerImpl*) noexcept {
 }
 
 Bool IsCapturing(OpenGLCLVKTracerImpl* tracer) noexcept {
-    return tracer->tracing->GetRecorder().IsCapturing();
+    return GetRecorder(*tracer->tracing).IsCapturing();
 }
 
 void Comment(OpenGLCLVKTracerImpl* tracer, const char* text) noexcept {
@@ -69,7 +69,7 @@ Result<OpenGLCLVKTracerRef> GetTracer() noexcept {
     if (tracing == nullptr) return OpenGLCLVKTracerRef();
     OpenGLCLVKTracerRef tracer(NewHostObject<OpenGLCLVKTracerImpl>());
     if (!tracer) {
-        tracing->GetRecorder().Stop("nothing is traced: out of memory");
+        GetRecorder(*tracing).Stop("nothing is traced: out of memory");
         return OutOfMemoryError();
     }
     tracer.Get()->tracing = tracing;

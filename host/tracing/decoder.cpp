@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "constants.h"
-#include "nuvra/error_names.h"
+#include "nuvra/host/error_names.h"
 #include "queries.h"
 
 namespace nuvra::host {

@@ -1,6 +1,6 @@
 #include "chrome_trace.h"
 
-#include "nuvra/tracing.h"
+#include "nuvra/host/tracing.h"
 
 namespace nuvra::host {
 

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "nuvra/host/tracing.h"
 #include "nuvra/registry.h"
-#include "nuvra/tracing.h"
 
 namespace nuvra::host {
 

@@ -1,4 +1,4 @@
-#include "nuvra/file_name.h"
+#include "nuvra/host/file_name.h"
 
 namespace nuvra::host {
 

@@ -1,4 +1,4 @@
-#include "nuvra/file_write.h"
+#include "nuvra/host/file_write.h"
 
 #include <cerrno>
 

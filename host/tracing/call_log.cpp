@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "nuvra/tracing.h"
+#include "nuvra/host/tracing.h"
 
 namespace nuvra::host {
 

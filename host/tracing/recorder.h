@@ -12,7 +12,7 @@
 
 #include "call.h"
 #include "call_table.h"
-#include "nuvra/tracing.h"
+#include "nuvra/host/tracing.h"
 
 namespace nuvra::host {
 
@@ -73,5 +73,8 @@ private:
     std::vector<std::unique_ptr<Call>> _idle;  ///< to be used again
     UInt32 _latestCookie = 0;
 };
+
+/// What a tracing hands its events to.
+Recorder& GetRecorder(Tracing& tracing);
 
 }  // namespace nuvra::host

@@ -6,8 +6,8 @@
 #include <system_error>
 #include <utility>
 
-#include "nuvra/file_name.h"
-#include "nuvra/file_write.h"
+#include "nuvra/host/file_name.h"
+#include "nuvra/host/file_write.h"
 #include "values.h"
 
 namespace nuvra::host {
