@@ -1,5 +1,5 @@
-// What it costs to start a host with the module, which binds a runtime, and to end it; beside opening and
-// closing that runtime alone. This program is linked with no runtime, so that each turn really opens one.
+// The cost of starting and ending a host with the module, which binds a runtime, beside opening and closing
+// that runtime alone. This program is linked with no runtime, so that each turn really opens one.
 
 #include <cstdio>
 

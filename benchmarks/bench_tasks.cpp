@@ -1,5 +1,5 @@
-// The tasks on the system's runtime: each beside its own kernels launched by bare calls, and beside what else
-// does the same work.
+// The tasks on the system's runtime: each beside its own kernels launched by bare calls, and beside other
+// libraries.
 
 #include <cstdio>
 

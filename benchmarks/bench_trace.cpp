@@ -1,6 +1,5 @@
-// What watching the OpenCL calls costs, on a runtime whose functions return at once: nothing being watched,
-// beside a build of the module that cannot be watched, and the trace file beside that. And how much memory a
-// long trace takes.
+// The cost of tracing on a runtime whose functions return at once: the module without a tracer beside a build
+// that has no test for one, and both beside a written trace file. And the peak memory of a long trace.
 
 #include <cstdio>
 #include <random>
@@ -14,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A file for a trace, removed in the end.
+/// A trace file, removed with the object.
 class TraceFile {
 public:
     TraceFile()

@@ -8,8 +8,8 @@ namespace nuvra::bench {
 /// The rows of calls. The module is on the runtime that the program is linked with.
 class Calls {
 public:
-    /// The rows use this object. With `withLimits` they carry what the module allows itself, which has a
-    /// meaning on a runtime that returns at once.
+    /// The rows refer to this object. `withLimits` gives them limits in nanoseconds, which mean something
+    /// only on a runtime that returns at once.
     std::vector<Row> GetRows(bool withLimits);
 
 private:

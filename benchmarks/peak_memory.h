@@ -4,7 +4,7 @@
 
 namespace nuvra::bench {
 
-/// The most memory, in bytes, that the process has had at once.
+/// The process's peak resident memory in bytes.
 size_t GetPeakMemory();
 
 }  // namespace nuvra::bench

@@ -4,7 +4,7 @@
 
 #include "table.h"
 
-/// What others need for the jobs of the tasks. Each way owns its data.
+/// The tasks' jobs done by other libraries. Each way owns its data.
 namespace nuvra::bench {
 
 inline constexpr int kPictureWidth = 2000;
@@ -19,7 +19,7 @@ Way MakeBoostScan(cl_device_id device, size_t count);
 /// A byte at a time through a table of 256.
 Way MakeTableCrc(size_t size);
 
-/// OpenCV's jobs on RGBA pictures of 8 bits, all on the processor or as far as it will on an OpenCL device.
+/// OpenCV's jobs on 8-bit RGBA pictures, on the processor or, where OpenCV has a kernel, on an OpenCL device.
 enum class Runs { ON_PROCESSOR, ON_OPENCL };
 Way MakeOpenCvInvert(Runs runs);
 Way MakeOpenCvGamma(Runs runs, double gamma);

@@ -8,7 +8,7 @@
 
 namespace nuvra {
 
-/// Only there to be counted; what is recorded goes into the recording at hand.
+/// The tracer object of the interface. It has no state: events go to the current recording.
 class OpenGLCLVKTracerImpl : public ObjectHeader {};
 
 }  // namespace nuvra
@@ -53,7 +53,7 @@ private:
         Recording::Launch launch;
         launch.queue = va_arg(values, cl_command_queue);
         launch.kernel = va_arg(values, cl_kernel);
-        static_cast<void>(va_arg(values, cl_uint));  // the number of dimensions, as that of the sizes
+        static_cast<void>(va_arg(values, cl_uint));  // work_dim, which the sizes repeat
         for (std::vector<size_t>* sizes : {&launch.offset, &launch.globalSize, &launch.localSize}) {
             const int count = va_arg(values, int);
             const auto* array = va_arg(values, const size_t*);

@@ -8,17 +8,17 @@
 
 namespace nuvra::bench {
 
-/// The kernel arguments and launches of one run through the module, to be repeated by bare calls on the same
-/// kernels, memory and queue. A tracer takes them down. It is not told of some arguments (8- and 16-bit
-/// values), which therefore stay as that run has set them.
+/// The kernel arguments and launches of one run through the module, recorded by a tracer and repeated by bare
+/// calls on the same kernels, memory and queue. 8- and 16-bit arguments are not traced; they keep the values
+/// of that run.
 ///
-/// The tracer is there while the module is measured too, and costs it some ten nanoseconds a call.
+/// The tracer stays while the module is measured and costs it some ten nanoseconds a call.
 class Recording {
 public:
     /// Throws `std::runtime_error` when `run` launches nothing.
     explicit Recording(const std::function<void()>& run);
 
-    /// Makes the calls and waits for the queue. Tells whether all succeeded.
+    /// Makes the calls and waits for the queue. Returns whether all succeeded.
     bool Repeat() const;
 
 private:

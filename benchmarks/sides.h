@@ -9,7 +9,7 @@
 
 #include "framework.h"
 
-/// The same calls made in four ways. Each operation tells whether it succeeded.
+/// The same calls made in four ways. Each operation returns whether it succeeded.
 namespace nuvra::bench {
 
 inline constexpr size_t kEventCount = 16;
@@ -134,7 +134,7 @@ private:
     cl_uint _value = 0;
 };
 
-/// Boost.Compute, likewise. Failures are exceptions there.
+/// Boost.Compute, on the bare side's objects. It throws on failure.
 class Boost {
 public:
     explicit Boost(const Bare& bare)

@@ -1,5 +1,5 @@
-// The functions that the C++ wrappers call beside those of the silent runtime. None is called while a row is
-// measured, but to take hold of the objects before.
+// The functions that the C++ wrappers call beside those of the silent runtime. They are called when the
+// objects are made, never while a row is measured.
 
 #include <CL/cl.h>
 

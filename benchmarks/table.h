@@ -15,15 +15,15 @@ struct Way {
     std::function<void(benchmark::State&)> run;
 };
 
-/// One job. The first way is the measure of the others, the second is ours.
+/// One job. Ratios are to the first way; the second is ours.
 struct Row {
     std::string name;
     double allowedNs = 0;  ///< how much more than the first way ours may cost; 0 for no such promise
     std::vector<Way> ways;
 };
 
-/// How long each way runs at a time, and how often. The turns of all rows are shuffled, so that what else the
-/// machine does meets every way alike; the median turn is what counts.
+/// How long each way runs at a time, and how often. The turns of all rows are shuffled, so that other load on
+/// the machine meets every way alike; the table shows the median turn.
 struct Effort {
     double secondsATurn = 0.01;
     int turns = 31;

@@ -5,8 +5,8 @@
 
 namespace nuvra::bench {
 
-/// The tasks on a device: each beside its own kernels, launched by bare calls, and beside what else does the
-/// same work. The rows use the object. Everything throws `std::runtime_error`.
+/// The tasks on a device: each beside its own kernels, launched by bare calls, and beside other libraries.
+/// The rows refer to the object. Everything throws `std::runtime_error`.
 class Tasks {
 public:
     Tasks();

@@ -8,16 +8,16 @@
 
 namespace nuvra::host {
 
-/// The components and object classes of the modules at hand, and the building and registering of classes.
+/// The components and object classes of the added modules; builds and registers the classes.
 class ClassTable {
 public:
-    /// Fails when an id is already taken, that of a component being the one with its type name.
+    /// Fails when an id is already taken. A component's id is that with its type name.
     Result<void> Add(Module& module);
     /// Builds and registers the module's classes, registers its data types and registry entries. All modules
-    /// must have been added. A class with a component that implements an outdated interface is left out,
-    /// with its registry entries, and so are the classes derived from it.
+    /// must have been added. Leaves out a class with a component that implements an outdated interface, the
+    /// classes derived from it, and their registry entries.
     Result<void> Register(Module& module);
-    /// Forgets all but the modules of `image`.
+    /// Removes everything except the modules of `image`.
     void RemoveAllBut(const Image& image);
 
 private:
@@ -33,7 +33,7 @@ private:
         const Module* module = nullptr;
     };
 
-    /// The component that a class calls by that id.
+    /// The component that a class names by that id.
     Result<const ComponentRecord*> FindComponent(const Entry& entry, const Id& id) const;
     Result<void> Build(Entry& entry);
     /// The state is UNAVAILABLE where the base class is.
@@ -45,8 +45,8 @@ private:
     std::map<std::string, Entry, std::less<>> _classes;
 };
 
-/// Writes the registered classes and data types into the module's references; where there is none the
-/// reference becomes null, unless `stays` says that what it holds remains valid.
+/// Writes the registered classes and data types into the module's references. A reference to nothing
+/// registered becomes null, unless `stays` says that its present value remains valid.
 void FillEntityReferences(const Module& module, const StaysValid& stays);
 
 }  // namespace nuvra::host

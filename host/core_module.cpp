@@ -29,6 +29,8 @@ constinit InterfaceRecord g_interfaces[] = {
     ImplementInterface<DllInterface>("nuvra.Dll", "DllImpl", kDllOperations),
 };
 
+// The opencl.module declares the same interfaces under "net.nuvra.private_oglclvk_trace.framework";
+// interfaces are found by their own ids, whichever module declares them.
 constinit ModuleRecord g_traceModule{"net.nuvra.trace.framework", kModuleFramework};
 constinit SourceUnitRecord g_traceUnit{"tracer_service"};
 

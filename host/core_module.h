@@ -4,11 +4,11 @@
 
 namespace nuvra::host {
 
-/// The host as a module, "net.nuvra.core.framework": its services, error classes and data types. To be called
+/// The host as a module, "net.nuvra.core.framework": its services, error classes and data types. Call it
 /// once.
 ModuleRecord& MakeCoreModule();
 
-/// The host's tracing service as a module, "net.nuvra.trace.framework". To be called once.
+/// The host's tracing service as a module, "net.nuvra.trace.framework". Call it once.
 ModuleRecord& MakeTraceModule();
 
 }  // namespace nuvra::host

@@ -29,7 +29,7 @@ void Write(const char* format, const std::string_view* arguments, Int count) noe
     try {
         Print(MakeText(format, arguments, count));
     } catch (...) {
-        std::fprintf(stderr, "%s\n", format != nullptr ? format : "");  // better the bare format than nothing
+        std::fprintf(stderr, "%s\n", format != nullptr ? format : "");  // out of memory: the bare format
     }
 }
 

@@ -11,7 +11,7 @@ namespace nuvra {
 
 class DllImpl : public ObjectHeader {
 public:
-    String name;  ///< as it was asked for
+    String name;  ///< as requested
     host::DynamicLibrary library;
 };
 
@@ -25,7 +25,7 @@ void Destroy(DllImpl* library) noexcept {
     DeleteHostObject(library);
 }
 
-/// The library that is opened when `name` is asked for.
+/// The file to open for `name`: the redirect where there is one.
 std::string Resolve(const std::string& name, bool searchSystem) {
     const auto& redirects = GetSettings().redirects;
     const auto redirect = redirects.find(name);

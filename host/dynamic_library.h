@@ -11,8 +11,8 @@ enum class LibraryUse {
     RUNTIME,  ///< opened for a module; may stay in memory after closing: see `kRuntimesStayResident`
 };
 
-/// Whether closing a runtime leaves it in memory. So it is in builds with a leak checker, which can no longer
-/// name what a runtime still holds once the runtime is gone, and reports it as a leak.
+/// Whether closing a runtime leaves it in memory. True in builds with a leak checker: leaks are suppressed by
+/// library name, which is gone once the library is unloaded.
 extern const bool kRuntimesStayResident;
 
 /// A dynamic library, closed with the object.
@@ -26,13 +26,12 @@ public:
     }
     ~DynamicLibrary() { Close(); }
 
-    /// Opens `name`: a file when it has a folder, otherwise whatever the system's search finds, on Windows in
-    /// the system's folder alone. When that fails the object is not open and `reason` holds the loader's
-    /// words.
+    /// Opens `name`: a path when it has a folder, otherwise what the system's search finds, on Windows in the
+    /// system's folder alone. On failure the object is not open and `reason` is the loader's message.
     static DynamicLibrary Open(const std::string& name, LibraryUse use, std::string& reason);
 
     bool IsOpen() const { return _handle != nullptr; }
-    /// The address of an exported name, or null with the loader's words in `reason`.
+    /// The address of an exported name, or null with the loader's message in `reason`.
     void* Find(const char* symbol, std::string& reason) const;
     void Close();
 

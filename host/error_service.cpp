@@ -12,10 +12,10 @@ namespace nuvra::host {
 
 namespace {
 
-/// The data of the component that every error class has. The file name is held here, since the library whose
-/// literal it was may be gone before the error.
+/// The data of the component that every error class has. The file name is copied: the library whose literal
+/// it was may be unloaded before the error is released.
 struct ErrorData {
-    std::mutex mutex;  ///< guards the message: asking a class may derive and store it, on several threads
+    std::mutex mutex;  ///< guards the message, which a class may derive and store when it is asked
     String message;
     Int32 line = 0;
     char file[124] = "";
@@ -39,7 +39,7 @@ struct ErrorData {
     }
 };
 
-/// Returned where memory for an error is lacking, to any number of callers at once; so nothing changes it.
+/// Returned where memory for an error is lacking, to several threads at once; immutable for that reason.
 Object* g_fallback = nullptr;
 
 /// The component of an error class; null for a class of another kind.
@@ -131,7 +131,7 @@ constinit const ComponentOperations kErrorComponentOperations{
 void PrepareFallbackError(const Class* errorClass) {
     Object* object = NewObjectOf(*errorClass);
     if (object == nullptr) throw std::bad_alloc();
-    object->count = 1;  // never given back
+    object->count = 1;  // never released
     SetMessage(object, String(NewStringBuffer("out of memory")));
     g_fallback = object;
 }

@@ -4,8 +4,8 @@
 
 namespace nuvra::host {
 
-/// Makes the error that stands in where no error can be made; before anything can fail, once. `errorClass`
-/// is the out-of-memory class.
+/// Creates the error that is returned where memory for an error is lacking. Call it once, before anything can
+/// fail. `errorClass` is the out-of-memory class.
 void PrepareFallbackError(const Class* errorClass);
 
 }  // namespace nuvra::host

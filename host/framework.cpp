@@ -41,7 +41,7 @@ bool Exports(const Assembly& assembly, const void* address) {
                        [&](const auto& image) { return image->Exports(address); });
 }
 
-/// Takes the images that stay, and their modules, out of the assembly.
+/// Moves the kept images and their modules out of the assembly.
 Assembly SplitKept(Assembly& assembly) {
     const auto keptOrder = std::stable_partition(assembly.order.begin(), assembly.order.end(),
                                                  [](const Module* module) { return !module->image.isKept; });
@@ -74,8 +74,8 @@ Framework::Framework() {
     image.records = &MakeCoreModule();
     Expect(ReadModules(image));
     Module& module = *_core.order.emplace_back(image.modules.front().get());
-    // The host is part of the program, so the program's references are its own too: they are there for a
-    // program that registers no module.
+    // The host is linked into the program and shares its list of references, which must be filled even where
+    // the program registers no module.
     Expect(ReadEntities(module, g_references.entities));
 
     Expect(GetInterfaces().Add(module));
@@ -86,8 +86,8 @@ Framework::Framework() {
     PrepareFallbackError(EntityReference<OutOfMemoryErrorObject, Class>::Get());
 }
 
-/// The service stays from the first host with tracers on, since a module may use its tracer for as long as
-/// the module is loaded. Before that there is none, so that a module can bring its own.
+/// Registers the tracing service with the first host that traces, for good: a loaded module may keep its
+/// tracer. Until then a module can implement the service itself.
 void Framework::OfferTracing() {
     if (_core.order.size() > 1) return;
     Image& image = *_core.images.front();
@@ -187,7 +187,7 @@ std::vector<std::string> Framework::TakeDown() {
     for (const auto& image : kept.images) names.emplace_back(image->GetPrincipal().GetId());
     std::move(kept.images.begin(), kept.images.end(), std::back_inserter(_kept.images));
     std::move(kept.order.begin(), kept.order.end(), std::back_inserter(_kept.order));
-    // Nobody is to hold on to what goes now.
+    // Clear every reference into the images that are closed next.
     for (const Assembly* assembly : {&_core, &_current, &_kept}) Fill(assembly->order);
     CloseAll(_current);
     _isStarted = false;

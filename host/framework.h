@@ -5,20 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "assembly.h"
 #include "class_table.h"
-#include "module_image.h"
 #include "nuvra/host/host.h"
 
 namespace nuvra::host {
 
-/// Images that belong together, and their modules in the order of starting once that is known.
-struct Assembly {
-    std::vector<std::unique_ptr<Image>> images;
-    std::vector<Module*> order;
-};
-
-/// What hosts stand on. It is made with the process's first host and never ends, so that objects that outlive
-/// their host can still be used and released: the host's own module is always there.
+/// The process-wide state behind `Host`. Created with the first host and leaked, so that objects that outlive
+/// their host can still be used and released: the host's own module is always registered.
 class Framework {
 public:
     static Framework& Get();
@@ -26,8 +20,8 @@ public:
     /// Begins a host. Throws `std::logic_error` while another host exists.
     void Open(Options options);
     void Close();
-    /// Takes the modules down that an earlier end had to leave loaded, where that can be done by now. Not in
-    /// a running host.
+    /// Takes down the modules that an earlier host left loaded and whose objects are gone by now. Does
+    /// nothing while a host is started.
     void TakeDownKept();
     Result<void> Add(std::unique_ptr<Image> image);
     Result<void> Start();
@@ -39,13 +33,13 @@ private:
 
     void OfferTracing();
     Result<void> StartModules();
-    /// Fills the modules' references with what is registered; what they hold of kept modules stays.
+    /// Fills the modules' references with what is registered. References into kept modules stay.
     void Fill(const std::vector<Module*>& modules) const;
 
-    Assembly _core;  ///< the host itself, which never ends
+    Assembly _core;  ///< the host itself, never taken down
     ClassTable _classes;
     Assembly _current;
-    Assembly _kept;  ///< with objects alive at an earlier end
+    Assembly _kept;  ///< had live objects when an earlier host ended
     std::optional<Options> _options;
     bool _isStarted = false;
 };

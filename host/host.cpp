@@ -28,12 +28,12 @@ Result<void> Host::AddModules(ModuleRecord* modules, const char* name) {
 
 Result<void> Host::LoadModules(const std::filesystem::path& library) {
     return WithoutExceptions([&]() -> Result<void> {
-        // First of all, so that a library that was kept is loaded afresh.
+        // First, so that a kept library without objects is unloaded and loaded afresh.
         Framework::Get().TakeDownKept();
         auto image = std::make_unique<Image>();
         image->name = ToText(library);
         std::string reason;
-        // With its folder, so that the system does not search for a bare name.
+        // Absolute: a bare name would make the system search for it.
         image->library =
             DynamicLibrary::Open(ToText(std::filesystem::absolute(library)), LibraryUse::MODULE, reason);
         if (!image->library.IsOpen())

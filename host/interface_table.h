@@ -8,10 +8,11 @@
 
 namespace nuvra::host {
 
-/// Whether a table, class or data type filled in earlier remains valid though it is no longer registered.
+/// Whether a table, class or data type that a reference holds remains valid though it is no longer
+/// registered.
 using StaysValid = std::function<bool(const void* address)>;
 
-/// The interfaces that the modules at hand declare and implement.
+/// The interfaces that the added modules declare and implement.
 class InterfaceTable {
 public:
     /// Fails when an interface is already implemented.
@@ -19,12 +20,12 @@ public:
     /// Fails when the module declares or references an implemented interface with another number of
     /// operations, or references one that is not optional and that nothing implements.
     Result<void> Check(const Module& module) const;
-    /// The former of the two alone: for the program's references, which may stay empty.
+    /// Checks the numbers of operations alone: for the program's references, which may stay empty.
     Result<void> CheckCounts(const Module& module) const;
-    /// Writes the tables into the module's declarations and references. Where there is none the record
-    /// becomes null, unless `stays` says that what it holds remains valid.
+    /// Writes the tables into the module's declarations and references. A record without a table becomes
+    /// null, unless `stays` says that its present value remains valid.
     void Fill(const Module& module, const StaysValid& stays) const;
-    /// Forgets all but the modules of `image`.
+    /// Removes everything except the modules of `image`.
     void RemoveAllBut(const Image& image);
 
     /// The number of operations of an interface; 0 when no module declares or implements it.

@@ -60,7 +60,7 @@ bool SortClass(Module& module, EntityRecord& entity) {
     }
 }
 
-/// False when nobody knows such a record.
+/// False for a record of an unknown kind.
 bool SortEntity(Module& module, EntityRecord& entity) {
     switch (entity.kind) {
         case RecordKind::INTERFACE:

@@ -12,7 +12,7 @@ namespace nuvra::host {
 
 struct Image;
 
-/// A module, its records sorted by what they are, each list in the order of registration.
+/// A module with its records sorted by kind, each list in the order of registration.
 struct Module {
     explicit Module(Image& owner, const ModuleRecord& moduleRecord) : image(owner), record(moduleRecord) {}
 
@@ -36,8 +36,8 @@ struct Module {
 
 /// A library, or the program itself, with its modules.
 struct Image {
-    std::string name;        ///< the file, or what the program calls itself
-    DynamicLibrary library;  ///< not open for the program
+    std::string name;        ///< the file, or the program's name for itself
+    DynamicLibrary library;  ///< not open where the image is the program
     ModuleRecord* records = nullptr;
     std::vector<std::unique_ptr<Module>> modules;  ///< in the order of registration
     std::vector<std::unique_ptr<Class>> classes;

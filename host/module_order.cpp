@@ -9,7 +9,7 @@ namespace nuvra::host {
 
 namespace {
 
-/// Which modules have to come before which.
+/// The graph of which module must start before which.
 class ModuleGraph {
 public:
     /// Fails when two modules share an id, and when a dependency is missing.
@@ -34,8 +34,9 @@ public:
         return {};
     }
 
-    /// Lets modules come behind those that implement what they use, unless that would be a cycle. What a
-    /// module uses only where it is there goes first: a tracer begins before whom it traces, and ends after.
+    /// Orders modules after those that implement what they use, unless that closes a cycle. Optional
+    /// interfaces go first, so that where two uses form a cycle the tracer's module starts before the module
+    /// that it traces, and ends after it.
     void AddUses(const std::vector<Module*>& modules) {
         std::map<std::string, Module*> implementers;
         for (Module* module : modules)
@@ -53,7 +54,7 @@ public:
         }
     }
 
-    /// The modules, each behind all that it needs, otherwise in the order given. Fails when there is a cycle.
+    /// The modules, each after all that it needs, otherwise in the order given. Fails on a cycle.
     Result<std::vector<Module*>> Sort(const std::vector<Module*>& modules) {
         std::vector<Module*> path;
         std::vector<Module*> order;
@@ -66,7 +67,7 @@ private:
         return std::find(modules.begin(), modules.end(), &module) != modules.end();
     }
 
-    /// Whether a module needs another one, by whatever way, or is the same.
+    /// Whether a module needs another one, directly or not, or is that one.
     bool Leads(const Module& from, const Module& to) {
         std::vector<const Module*> reached{&from};
         for (size_t next = 0; next < reached.size(); next++)

@@ -7,7 +7,7 @@
 
 namespace nuvra::host {
 
-/// Runs a function that returns a result and may throw; exceptions become errors, since none may cross an
+/// Runs a function that returns a `Result` and may throw. Exceptions become errors: none may cross an
 /// operation.
 template <class Function>
 auto WithoutExceptions(Function&& function) noexcept -> decltype(function()) {

@@ -29,7 +29,7 @@ struct Class {
 
 namespace nuvra::host {
 
-/// The component by which an error class is known: its data are an `ErrorData`.
+/// The component that makes a class an error class; its data is an `ErrorData`.
 extern const ComponentOperations kErrorComponentOperations;
 extern const Int kErrorDataSize;
 

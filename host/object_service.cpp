@@ -43,7 +43,7 @@ Result<AnyRef> Copy(const Object* object) noexcept {
 }
 
 ObjectInterface::Binding FindInterface(Object* object, const Id& interfaceId) noexcept {
-    if (object->objectClass == nullptr) return {};  // the error of a time without a host
+    if (object->objectClass == nullptr) return {};  // the fallback error, created before any host
     for (const auto& component : object->objectClass->components)
         for (Int i = 0; i < component.record->interfaceCount; i++)
             if (component.record->interfaces[i].id == interfaceId)

@@ -22,11 +22,11 @@ struct StoredEntry {
     RegistryEntry Get() const { return {kind, value, valueId.c_str()}; }
 };
 
-/// By the entries' own keys. Shared with who visits an entry, which may be removed meanwhile.
+/// By key. Shared with a visitor, which may outlive the removal of the entry.
 using Entries = std::map<std::string_view, std::shared_ptr<const StoredEntry>>;
 
-/// The mutex is recursive so that what visits the entries can use the registries. Leaked, since objects may
-/// outlive static objects.
+/// The mutex is recursive because a visitor may use the registries. Leaked: objects may outlive static
+/// objects.
 struct Registries {
     std::recursive_mutex mutex;
     std::map<std::string, Entries, std::less<>> all;
@@ -83,7 +83,7 @@ void Enumerate(const Id& registry, void* context,
                void (*visit)(void* context, const Id& key, const RegistryEntry& entry)) noexcept {
     Registries& registries = GetRegistries();
     const std::lock_guard lock(registries.mutex);
-    // Each is looked for anew, since a visit may change the registry.
+    // Looked up anew each time: a visit may change the registry.
     for (auto entry = FindNext(registries, registry, nullptr); entry != nullptr;
          entry = FindNext(registries, registry, entry.get()))
         visit(context, Id(entry->key.c_str()), entry->Get());

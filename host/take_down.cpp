@@ -14,7 +14,7 @@ Module* FindModule(const Assembly& assembly, const Id& id) {
     return nullptr;
 }
 
-/// Keeps all that an image depends on.
+/// Marks everything that an image depends on as kept.
 void KeepDependencies(const Assembly& assembly, const Image& image, bool isQuiet) {
     for (const auto& module : image.modules) {
         for (Int i = 0; i < module->record.dependencyCount; i++) {

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // U+FFFD
 
-/// A new buffer with room for `length` bytes, already terminated; null when it cannot be had.
+/// A new buffer of `length` bytes and a terminating zero; null when out of memory.
 TextBuffer* NewBuffer(Int length) {
     if (length > std::numeric_limits<Int>::max() - static_cast<Int>(sizeof(TextBuffer)) - 1) return nullptr;
     void* memory = kSystemOperations.Allocate(static_cast<Int>(sizeof(TextBuffer)) + length + 1);
@@ -19,8 +19,8 @@ TextBuffer* NewBuffer(Int length) {
     return buffer;
 }
 
-/// The length of the character that the text begins with, or 0 when that is no UTF-8: an unexpected or a
-/// missing continuation byte, a longer form than needed, a surrogate, or more than U+10FFFF.
+/// The length of the text's first character, or 0 when that is not UTF-8: an unexpected or missing
+/// continuation byte, an overlong form, a surrogate, or a value above U+10FFFF.
 size_t GetCharacterLength(std::string_view text) {
     const auto byteAt = [text](size_t index) { return static_cast<unsigned char>(text[index]); };
     const unsigned first = byteAt(0);

@@ -4,8 +4,8 @@
 
 namespace nuvra::host {
 
-/// The buffer of a `String` for C text that is not empty, decoded as `String::FromCText` says; null when the
-/// memory cannot be had.
+/// The buffer of a `String` for non-empty C text, decoded as `String::FromCText` says; null when out of
+/// memory.
 TextBuffer* NewStringBuffer(std::string_view text);
 
 }  // namespace nuvra::host

@@ -7,7 +7,7 @@
 
 namespace nuvra {
 
-/// Holds on to the tracing, which a module may use until it ends, after its host even.
+/// Shares ownership of the tracing: a module may outlive its host and still trace.
 class OpenGLCLVKTracerImpl : public ObjectHeader {
 public:
     std::shared_ptr<host::Tracing> tracing;
@@ -19,7 +19,7 @@ namespace nuvra::host {
 
 namespace {
 
-/// What fails here ends the tracing, never the traced program.
+/// An exception stops the tracing and never reaches the traced program.
 template <class Action>
 void Record(OpenGLCLVKTracerImpl* tracer, const Action& action) noexcept {
     Recorder& recorder = GetRecorder(*tracer->tracing);

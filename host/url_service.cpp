@@ -16,7 +16,7 @@ Result<UrlRef> Create() noexcept {
     return UrlRef(url);
 }
 
-/// The id is copied: its text may be a literal of a library that goes before the URL.
+/// The id is copied: its text may be a literal of a library that is unloaded before the URL is released.
 Result<void> SetScheme(UrlImpl* url, const Id& scheme) noexcept {
     Id copy = Id::Own(scheme.GetText(), kSystemOperations.Allocate, kSystemOperations.Free);
     if (copy.IsEmpty() && !scheme.IsEmpty()) return OutOfMemoryError();

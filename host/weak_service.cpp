@@ -8,15 +8,15 @@ namespace nuvra::host {
 
 namespace {
 
-/// Made for an object's first weak reference; free for reuse when the object has died and the last weak
-/// reference is gone. So a number that anyone still holds never means another object.
+/// Allocated for an object's first weak reference and reused once the object and its last weak reference are
+/// gone, so that a block number that a reference holds never means another object.
 struct Block {
     ObjectHeader* object = nullptr;
     UInt32 references = 0;  ///< weak references
     UInt32 nextFree = 0;
 };
 
-/// Block 0 is never used: the weak word 0 means none. Leaked, since objects may outlive static objects.
+/// Block 0 is unused: a weak word of 0 means no block. Leaked: objects may outlive static objects.
 struct Blocks {
     std::mutex mutex;
     std::vector<Block> all = std::vector<Block>(1);
@@ -83,7 +83,7 @@ void Release(UInt32 number) noexcept {
 
 ObjectHeader* Lock(UInt32 number) noexcept {
     Blocks& blocks = GetBlocks();
-    // A dying object cannot be freed while this is held: it still has to clear its block.
+    // While this is held a dying object cannot be freed: it has to clear its block first.
     const std::lock_guard lock(blocks.mutex);
     ObjectHeader* object = blocks.all[number].object;
     if (object == nullptr) return nullptr;

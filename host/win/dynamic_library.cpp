@@ -26,10 +26,10 @@ std::string LastError(const std::string& name) {
 
 DynamicLibrary DynamicLibrary::Open(const std::string& name, LibraryUse, std::string& reason) {
     std::filesystem::path path = ToPath(name);
-    // Whoever can write to the current folder, or to the program's, is not to say what a bare name opens.
+    // The system's folder alone: others may be able to write to the current folder or the program's.
     DWORD flags = LOAD_LIBRARY_SEARCH_SYSTEM32;
     if (path.has_root_path() || path.has_parent_path()) {
-        // With its whole folder known, a library finds the others that lie beside it.
+        // With an absolute path a library's own folder is searched for its dependencies.
         path = std::filesystem::absolute(path);
         flags = LOAD_WITH_ALTERED_SEARCH_PATH;
     }

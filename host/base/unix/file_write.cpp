@@ -19,7 +19,7 @@ bool WriteAll(std::FILE* stream, std::string_view text) {
         std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0;
     const int error = errno;
     constexpr timespec kNoTime{};
-    // The signal of this thread's own write; one that was there before is not for this.
+    // Consume the SIGPIPE that this write raised. One that was already pending is not ours.
     if (error == EPIPE && sigismember(&pending, SIGPIPE) == 0) sigtimedwait(&pipe, nullptr, &kNoTime);
     pthread_sigmask(SIG_SETMASK, &earlier, nullptr);
     errno = error;

@@ -37,7 +37,7 @@ std::FILE* OpenFile(const std::filesystem::path& path, const char* mode) {
     const std::wstring wide = ToWideMode(mode);
     const bool isNew = wide.size() < std::char_traits<char>::length(mode);
     if (!isNew) return _wfopen(path.c_str(), wide.c_str());
-    // The C library at hand may not know "x", and lets nobody delete a file that is open.
+    // msvcrt does not know "x", and opens files without the right to delete them.
     const HANDLE handle = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                       CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);

@@ -6,8 +6,8 @@
 
 namespace nuvra::host {
 
-/// The name of an error code of the OpenCL headers, extensions included, or of the module's own codes; empty
-/// for any other number.
+/// The name of an error code of the OpenCL headers, their extensions or the module; empty for any other
+/// number.
 std::string_view FindErrorName(Int32 code);
 
 }  // namespace nuvra::host

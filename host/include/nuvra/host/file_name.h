@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-/// File names as texts. They are UTF-8 everywhere in the program, whatever the system's own encoding is.
+/// File names as texts: UTF-8 on every system.
 namespace nuvra::host {
 
 inline std::filesystem::path ToPath(std::string_view name) {
@@ -17,7 +17,7 @@ inline std::string ToText(const std::filesystem::path& path) {
     return {text.begin(), text.end()};
 }
 
-/// As std::fopen, for any name that a file can have; "x" makes a file that is not there yet, or fails.
+/// `std::fopen` for any file name; mode "x" creates the file and fails where it exists.
 std::FILE* OpenFile(const std::filesystem::path& path, const char* mode);
 
 }  // namespace nuvra::host

@@ -5,8 +5,8 @@
 
 namespace nuvra::host {
 
-/// Whether all of the text could be written; `errno` says why not. A pipe that nobody reads any more is such
-/// a reason, and no signal that ends the program.
+/// Writes and flushes all of the text. On failure the result is false and `errno` is set: a closed pipe gives
+/// EPIPE and raises no SIGPIPE.
 bool WriteAll(std::FILE* stream, std::string_view text);
 
 }  // namespace nuvra::host
