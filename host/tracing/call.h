@@ -20,9 +20,9 @@ struct Attachment {
 
 enum class CallKind {
     CALL,     ///< with its results
-    OPEN,     ///< begun, its results are not there
-    BEFORE,   ///< an event that no call follows
-    AFTER,    ///< results without a beginning
+    OPEN,     ///< without results yet
+    BEFORE,   ///< an event that is not a call
+    AFTER,    ///< results without a before event
     COMMENT,  ///< a name without values
 };
 
@@ -32,7 +32,7 @@ struct Call {
     std::string name;
     const Function* function = nullptr;  ///< null for an unknown one
     std::string kernel;                  ///< of a launch
-    bool isKernelPlain = true;           ///< its name needs no quoting in JSON
+    bool isKernelPlain = true;           ///< its name needs no escaping in JSON
     UInt64 thread = 0;
     UInt32 cookie = 0;
     Int64 begin = 0;  ///< nanoseconds since the tracing began
@@ -44,7 +44,7 @@ struct Call {
     Handles::Map::node_type released;  ///< the object that the call releases
 };
 
-/// What becomes of the calls. Used by one thread at a time.
+/// Where finished calls go. Used by one thread at a time.
 class CallSink {
 public:
     CallSink() = default;
@@ -52,14 +52,14 @@ public:
     CallSink(const CallSink&) = delete;
     CallSink& operator=(const CallSink&) = delete;
 
-    /// May fail for lack of memory; the record is then left out.
+    /// May throw std::bad_alloc; the record is then left out.
     virtual void Write(const Call& call) = 0;
     virtual void Finish() noexcept {}
-    /// Why the sink does not do its work; empty while it does.
+    /// Why the sink has failed; empty while it works.
     virtual std::string GetProblem() const { return {}; }
 };
 
-/// Appends "clFinish(command_queue=queue#1 (0x5581c0)) = CL_SUCCESS", with every argument and result.
+/// Appends "clFinish(command_queue=queue#1 (0x5581c0)) -> result=CL_SUCCESS".
 void AppendCall(std::string& out, const Call& call);
 
 }  // namespace nuvra::host

@@ -17,9 +17,9 @@ public:
 private:
     struct Row {
         Int count = 0;
-        Int timed = 0;  ///< those with a beginning and an end
+        Int timed = 0;  ///< those with a before and an after event
         Int failed = 0;
-        Int64 total = 0;  ///< nanoseconds, as the following
+        Int64 total = 0;  ///< nanoseconds, like the next two
         Int64 shortest = 0;
         Int64 longest = 0;
 

@@ -8,7 +8,7 @@ namespace {
 
 constexpr Int64 kPatience = 1'000'000'000;  // nanoseconds
 
-/// Of every trace, by which it is known again.
+/// How every trace file begins; `HoldsTrace` looks for it.
 constexpr std::string_view kBeginning =
     "[\n"
     R"({"name":"process_name","ph":"M","pid":1,"args":{"name":"OpenCL calls"}})";
@@ -23,7 +23,7 @@ void AppendTitle(std::string& out, const Call& call) {
         title += ": ";
         title += hasCode ? call.results.GetText(*result) : "failed";
     }
-    // A function of the table has a name that needs no quoting.
+    // Names of known functions need no escaping.
     if (call.function == nullptr || !call.isKernelPlain) return AppendQuoted(out, title);
     out += '"';
     out += title;

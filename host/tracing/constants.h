@@ -5,11 +5,8 @@
 
 #include "nuvra/types.h"
 
-/// The OpenCL headers' constants by name, but for queries (see queries.h). Which constants a number may be is
-/// told by the letter of the signature code (see opengl_cl_trace.h), or by a letter of this tracer's own: r
-/// key of a property list; o, t an image format's channel order and data type; g type of a cache; l type of
-/// local memory; B, k a program's build status and binary type. Bits likewise: c floating-point capabilities,
-/// e execution capabilities, d affinity domains.
+/// The OpenCL headers' constants by name, without the queries (see queries.h). The letter says which
+/// constants a number may be: one of the signature codes, or one of `kAnswerLetters`.
 namespace nuvra::host {
 
 /// The name of the constant, empty for any other number.

@@ -52,23 +52,29 @@ private:
     const std::byte* _next;
 };
 
-bool IsOneOf(char letter, std::string_view letters) {
-    return letters.find(letter) != letters.npos;
-}
+/// The letters of answers to queries beyond those of signature codes: constants that no argument is.
+constexpr TraceLetter kAnswerLetters[] = {
+    {'o', LetterType::UINT32, LetterKind::CONSTANT},  // channel order of an image format
+    {'t', LetterType::UINT32, LetterKind::CONSTANT},  // channel data type
+    {'g', LetterType::UINT32, LetterKind::CONSTANT},  // type of a cache
+    {'l', LetterType::UINT32, LetterKind::CONSTANT},  // type of local memory
+    {'B', LetterType::UINT32, LetterKind::CONSTANT},  // build status of a program
+    {'k', LetterType::UINT32, LetterKind::CONSTANT},  // binary type of a program
+    {'c', LetterType::UINT64, LetterKind::BITS},      // floating-point capabilities
+    {'e', LetterType::UINT64, LetterKind::BITS},      // execution capabilities
+    {'d', LetterType::UINT64, LetterKind::BITS},      // affinity domains
+};
 
-/// Those of values of 32 bits, some of which are constants.
-constexpr std::string_view kWords = "ubEmnvYVotglBk";
+const TraceLetter& GetAnswerLetter(char letter) {
+    const TraceLetter* found = FindTraceLetter(letter);
+    return found != nullptr ? *found : *std::ranges::find(kAnswerLetters, letter, &TraceLetter::letter);
+}
 
 /// The name of a constant or query; empty for one that has none.
-std::string_view FindName(char letter, UInt32 value) {
-    if (!IsOneOf(letter, "mnvYV")) return FindConstant(letter, value);
-    const Query* query = FindQuery(letter, value);
+std::string_view FindName(const TraceLetter& letter, UInt32 value) {
+    if (letter.kind != LetterKind::QUERY) return FindConstant(letter.letter, value);
+    const Query* query = FindQuery(letter.letter, value);
     return query != nullptr ? query->name : std::string_view();
-}
-
-/// Letters of signature codes.
-bool IsKnown(char letter) {
-    return IsOneOf(letter, "iuspPTmnvYVNwWRrbEfF");
 }
 
 class Decoder {
@@ -84,13 +90,14 @@ public:
             _parameter = signature != nullptr && next < signature->parameters.size()
                              ? signature->parameters[next]
                              : Parameter{"value"};
+            const TraceLetter* letter = FindTraceLetter(code[i]);
             if (code[i] == 'a' && i + 1 < code.size()) {
-                AddArray(code[++i], arguments);
-            } else if (!IsKnown(code[i])) {
+                AddArray(FindTraceLetter(code[++i]), arguments);
+            } else if (letter == nullptr) {
                 AddText(code.substr(i), Form::TEXT, "undecoded");
                 break;
             } else {
-                AddScalar(code[i], arguments);
+                AddScalar(*letter, arguments);
             }
             if (next == 0 && AddAnswer()) break;
         }
@@ -98,25 +105,25 @@ public:
     }
 
 private:
-    void AddScalar(char letter, Arguments& arguments) {
-        if (letter == 'T')
+    void AddScalar(const TraceLetter& letter, Arguments& arguments) {
+        if (letter.type == LetterType::TEXT)
             AddString(arguments.Take<const char*>());
-        else if (letter == 'r')
+        else if (letter.type == LetterType::PROPERTIES)
             AddProperties(arguments.Take<const cl_context_properties*>());
-        else if (letter == 'P' && _event.arguments != nullptr && _parameter.meaning == Meaning::HANDLE)
+        else if (_event.arguments != nullptr && _parameter.meaning == Meaning::HANDLE)
             AddCreated(arguments.Take<const void*>());
         else
             AddElement(letter, arguments);
     }
 
-    void AddArray(char letter, Arguments& arguments) {
+    void AddArray(const TraceLetter* letter, Arguments& arguments) {
         const auto count = static_cast<UInt32>(std::max(arguments.Take<int>(), 0));
         const void* array = arguments.Take<const void*>();
-        if (array == nullptr || !IsKnown(letter)) return AddPointer(array);
-        AddList(letter, count, Elements(array));
+        if (array == nullptr || letter == nullptr) return AddPointer(array);
+        AddList(*letter, count, Elements(array));
     }
 
-    void AddList(char letter, UInt64 count, Elements elements) {
+    void AddList(const TraceLetter& letter, UInt64 count, Elements elements) {
         const auto kept = static_cast<UInt32>(std::min<UInt64>(count, kLongestList));
         Value& list = _values.Add(_parameter.name, Form::LIST);
         list.count = kept;
@@ -125,36 +132,40 @@ private:
         for (UInt32 i = 0; i < kept; i++) AddElement(letter, elements);
     }
 
-    /// Adds what a query has written, of which a code has little. False for any other call and for an unknown
-    /// query: then the code's values are all that is known.
+    /// Adds the answer of a query, of which the code has only a part. False for any other call and for an
+    /// unknown query: their values are those of the code.
     bool AddAnswer() {
         if (_event.arguments == nullptr || _event.function == nullptr) return false;
-        const auto get = [&](std::string_view name) {
-            const Value* argument = _event.arguments->Find(name);
-            return argument != nullptr ? argument->raw : 0;
-        };
-        const char letter = _event.function->queryLetter;
-        const Query* query =
-            letter != 0 ? FindQuery(letter, static_cast<UInt32>(get("param_name"))) : nullptr;
+        const Parameter* question = _event.function->Find(Meaning::QUESTION);
+        if (question == nullptr) return false;
+        const Query* query = FindQuery(question->letter, static_cast<UInt32>(GetArgument(*question)));
         if (query == nullptr) return false;
         if (_outcome.hasFailed) return true;  // it has written nothing
-        const auto* value = reinterpret_cast<const void*>(get("param_value"));
-        const auto* written = reinterpret_cast<const size_t*>(get("param_value_size_ret"));
-        const size_t room = get("param_value_size");
+        const Parameter& answer = *_event.function->Find(Meaning::ANSWER);
+        const Parameter& size = *_event.function->Find(Meaning::WRITTEN);
+        const auto* value = reinterpret_cast<const void*>(GetArgument(answer));
+        const auto* written = reinterpret_cast<const size_t*>(GetArgument(size));
+        const size_t room = GetArgument(*_event.function->Find(Meaning::ROOM));
+        _parameter = {answer.name, query->meaning, query->kind};
         if (value != nullptr) AddAnswer(*query, value, written != nullptr ? std::min(room, *written) : room);
-        _parameter = {"param_value_size_ret"};
+        _parameter = {size.name};
         if (written != nullptr) AddNumber(*written);
         return true;
     }
 
+    /// What the call was given for the parameter; 0 when the code of its arguments is unknown.
+    UInt64 GetArgument(const Parameter& parameter) const {
+        const Value* argument = _event.arguments->Find(parameter.name);
+        return argument != nullptr ? argument->raw : 0;
+    }
+
     void AddAnswer(const Query& query, const void* value, size_t size) {
-        _parameter = {"param_value", query.meaning, query.kind};
-        const char letter = query.code.back();
-        if (letter == 'T') {
+        const TraceLetter& letter = GetAnswerLetter(query.code.back());
+        if (letter.type == LetterType::TEXT) {
             const std::string_view text(static_cast<const char*>(value), size);
             return AddText(text.substr(0, text.find('\0')), Form::TEXT, _parameter.name);
         }
-        const size_t width = IsOneOf(letter, kWords) ? sizeof(cl_uint) : sizeof(cl_ulong);
+        const size_t width = letter.type == LetterType::UINT32 ? sizeof(cl_uint) : sizeof(cl_ulong);
         static_assert(sizeof(size_t) == sizeof(cl_ulong) && sizeof(void*) == sizeof(cl_ulong));
         Elements elements(value);
         if (query.code.front() == 'a')
@@ -164,21 +175,25 @@ private:
     }
 
     template <class Source>
-    void AddElement(char letter, Source& source) {
-        if (letter == 'i')
-            AddInteger(source.template Take<cl_int>());
-        else if (letter == 's')
-            AddNumber(source.template Take<size_t>());
-        else if (letter == 'f')
-            AddNumber(source.template Take<cl_float>());
-        else if (letter == 'F')
-            AddNumber(source.template Take<cl_double>());
-        else if (IsOneOf(letter, "NwWRced"))
-            AddBitField(letter, source.template Take<cl_ulong>());
-        else if (IsOneOf(letter, kWords))
-            AddConstant(letter, source.template Take<cl_uint>());
-        else
-            AddHandleOrAddress(source.template Take<const void*>());
+    void AddElement(const TraceLetter& letter, Source& source) {
+        switch (letter.type) {
+            case LetterType::INT32:
+                return AddInteger(source.template Take<cl_int>());
+            case LetterType::UINT32:
+                return AddWord(letter, source.template Take<cl_uint>());
+            case LetterType::SIZE:
+                return AddNumber(source.template Take<size_t>());
+            case LetterType::UINT64:
+                return AddLongWord(letter, source.template Take<cl_ulong>());
+            case LetterType::FLOAT32:
+                return AddNumber(source.template Take<cl_float>());
+            case LetterType::FLOAT64:
+                return AddNumber(source.template Take<cl_double>());
+            case LetterType::POINTER:
+            case LetterType::TEXT:
+            case LetterType::PROPERTIES:
+                return AddHandleOrAddress(source.template Take<const void*>());
+        }
     }
 
     void AddInteger(cl_int value) {
@@ -186,26 +201,27 @@ private:
         if (_parameter.meaning != Meaning::ERROR) return AddNumber(value);
         _outcome.hasFailed = value != CL_SUCCESS;
         const std::string_view name = FindErrorName(value);
-        // The table has the module's own codes, too, which no runtime means.
+        // The names of the module's own codes: a runtime means something else by these.
         if (!name.starts_with("CL_")) return AddNumber(value);
         AddText(name, Form::WORD, _parameter.name);
     }
 
-    void AddConstant(char letter, cl_uint value) {
-        if (letter == 'u') return AddNumber(value);
+    void AddWord(const TraceLetter& letter, cl_uint value) {
+        if (letter.kind == LetterKind::PLAIN) return AddNumber(value);
         const std::string_view name = FindName(letter, value);
         if (!name.empty())
             AddText(name, Form::WORD, _parameter.name, value);
-        else if (letter == 'b')
+        else if (letter.letter == 'b')
             AddNumber(value);
         else
             AddHexadecimal(value);
     }
 
-    void AddBitField(char letter, cl_ulong value) {
-        if (letter == 'N' && _parameter.meaning != Meaning::DEVICE_TYPE) return AddNumber(value);
+    void AddLongWord(const TraceLetter& letter, cl_ulong value) {
+        if (letter.kind == LetterKind::PLAIN && _parameter.meaning != Meaning::DEVICE_TYPE)
+            return AddNumber(value);
         Value& added = _values.Add(_parameter.name, Form::WORD);
-        AppendBits(_values.GetTexts(), letter, value);
+        AppendBits(_values.GetTexts(), letter.letter, value);
         _values.End(added);
     }
 
@@ -234,8 +250,9 @@ private:
     void AddCreated(const void* handle) {
         if (handle == nullptr) return AddPointer(handle);
         _outcome.created = &_handles.Create(_parameter.kind, handle);
-        if (const Value* name = _event.arguments->Find("kernel_name"); name != nullptr && name->size > 0)
-            _outcome.created->SetName(_event.arguments->GetText(*name));
+        if (const Parameter* label = _event.function->Find(Meaning::LABEL))
+            if (const Value* name = _event.arguments->Find(label->name); name != nullptr && name->size > 0)
+                _outcome.created->SetName(_event.arguments->GetText(*name));
         AddHandle(*_outcome.created);
     }
 
@@ -258,8 +275,8 @@ private:
     void AddImageFormat(const cl_image_format& format) {
         _values.Add(_parameter.name, Form::LIST).count = 2;
         _parameter = {};
-        AddConstant('o', format.image_channel_order);
-        AddConstant('t', format.image_channel_data_type);
+        AddWord(GetAnswerLetter('o'), format.image_channel_order);
+        AddWord(GetAnswerLetter('t'), format.image_channel_data_type);
     }
 
     void AddText(std::string_view text, Form form, std::string_view name, UInt64 raw = 0) {
@@ -305,7 +322,7 @@ private:
     Handles& _handles;
     Values& _values;
     Parameter _parameter;
-    bool _isUnsigned = false;  ///< the values are said to be unsigned, though their letter is 'i'
+    bool _isUnsigned = false;  ///< values of the letter 'i' are cl_uint: the type name before them says so
     Outcome _outcome;
 };
 

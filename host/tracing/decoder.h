@@ -8,26 +8,26 @@
 
 namespace nuvra::host {
 
-/// Elements of an array that are kept; of what is longer, the number of the others.
+/// The most elements of an array that are shown; of the others only their number is.
 inline constexpr UInt32 kLongestList = 64;
 
 /// The values of one event.
 struct Event {
-    const Function* function = nullptr;  ///< null for one that is not known
+    const Function* function = nullptr;  ///< null for an unknown one
     std::string_view code;
     const Values* arguments = nullptr;  ///< of an after event: the call's; null before it
 };
 
-/// What a decoded event says of its call beside the values.
+/// What a decoded event tells beyond the values.
 struct Outcome {
     bool hasFailed = false;
-    Handles::Object* created = nullptr;  ///< the object that the call made, as long as nothing releases it
+    Handles::Object* created = nullptr;  ///< the object that the call made; valid until its release
 };
 
 /// Reads the values behind an event's code and adds them, in words and with their parameters' names, to
-/// `values`. Of an unknown function or code, what a letter alone does not tell is shown raw. A letter that is
-/// unknown ends the reading, since nobody can know how wide its value is; the rest of the code is shown
-/// instead. What a query has written is read from where its arguments point, whatever the code has of it.
+/// `values`. For an unknown function or code, parameters are called `value` and handles are plain addresses.
+/// An unknown letter ends the reading, as the size of its value is unknown; the rest of the code is shown
+/// instead. The answer of a query is read where its arguments point, as the code has only a part of it.
 /// `arguments` is not advanced.
 Outcome Decode(const Event& event, va_list arguments, Handles& handles, Values& values);
 

@@ -18,27 +18,27 @@ enum class ObjectKind {
     QUEUE,
     BUFFER,
     IMAGE,
-    MEMORY,  ///< a memory object that nobody has seen being made
+    MEMORY,  ///< a memory object whose creation was not traced
     PROGRAM,
     KERNEL,
     EVENT,
 };
 
 /// The objects behind handles, numbered by kind in the order in which they appear. A number is never given
-/// again, though addresses are.
+/// again; addresses are.
 class Handles {
 public:
     struct Object {
         ObjectKind kind = ObjectKind::NONE;
         UInt32 number = 0;
         const void* address = nullptr;
-        std::string name{};   ///< what the program calls it, may hold anything; mostly empty
+        std::string name{};   ///< given by the program, any bytes; mostly empty
         std::string label{};  ///< "kernel#3 ScaleBicubic (0x5581c0)"
-        bool isPlain = true;  ///< neither needs quoting in JSON
+        bool isPlain = true;  ///< neither needs escaping in JSON
         int uses = 0;         ///< how often it was created and not released; 0 for what was only seen
         std::string maker{};  ///< the call that created it, where that is kept
 
-        /// Gives it a name in place of one that it had.
+        /// Replaces the name.
         void SetName(std::string_view text);
 
     private:
@@ -61,10 +61,10 @@ public:
     Object& Find(ObjectKind kind, const void* address);
     /// Counts the object as created.
     Object& Create(ObjectKind kind, const void* address);
-    /// Takes one creation back before the object is released, since its address may be given to another
-    /// thread's object before the release is seen to end. Empty when there was none to take.
+    /// Forgets one creation before the release call: when that returns, the runtime may already have reused
+    /// the address for another thread. Empty unless it was the last one.
     Map::node_type BeginRelease(ObjectKind kind, const void* address);
-    /// Undoes it after a release that failed.
+    /// Undoes `BeginRelease` after a failed release.
     void UndoRelease(Map::node_type released);
 
     /// What was created and not released, by kind and number.

@@ -12,11 +12,9 @@ namespace nuvra::host {
 
 namespace {
 
-constexpr std::string_view kLaunch = "clEnqueueNDRangeKernel";
-
-/// An object that an event's first value is the handle of.
+/// The object whose handle is an event's first value.
 struct Subject {
-    ObjectKind kind = ObjectKind::NONE;  ///< NONE: there is none
+    ObjectKind kind = ObjectKind::NONE;  ///< NONE when the first value is not a handle
     const void* handle = nullptr;
 };
 
@@ -25,6 +23,16 @@ Subject FindSubject(const Call& call, std::string_view code) {
     if (signature == nullptr || call.arguments.GetList().empty()) return {};
     const auto* handle = reinterpret_cast<const void*>(call.arguments.GetList().front().raw);
     return handle == nullptr ? Subject() : Subject{signature->parameters.front().kind, handle};
+}
+
+CallEffect GetEffect(const Call& call) {
+    return call.function != nullptr ? call.function->effect : CallEffect::NONE;
+}
+
+/// The value of the function's first parameter with the meaning and kind; null when the call has none.
+const Value* FindArgument(const Call& call, Meaning meaning, ObjectKind kind = ObjectKind::NONE) {
+    const Parameter* parameter = call.function != nullptr ? call.function->Find(meaning, kind) : nullptr;
+    return parameter != nullptr ? call.arguments.Find(parameter->name) : nullptr;
 }
 
 }  // namespace
@@ -79,22 +87,32 @@ void Recorder::Write(const Call& call) {
     for (const auto& sink : _sinks) sink->Write(call);
 }
 
-/// What an event says of objects, beside its values.
+/// What the event does to objects.
 void Recorder::NoteObjects(Call& call, std::string_view code) {
     const Subject subject = FindSubject(call, code);
     if (subject.kind == ObjectKind::NONE) return;
-    if (call.name.starts_with("clRelease")) {
-        call.released = _handles.BeginRelease(subject.kind, subject.handle);
-    } else if (call.name.starts_with("OpenCLSet")) {
-        if (const Value* name = call.arguments.Find("name"))
-            _handles.Find(subject.kind, subject.handle).SetName(call.arguments.GetText(*name));
-    } else if (call.name == kLaunch) {
-        const Value* kernel = call.arguments.Find("kernel");
-        if (kernel->raw == 0) return;
-        const auto& object = _handles.Find(ObjectKind::KERNEL, reinterpret_cast<const void*>(kernel->raw));
-        call.kernel = object.name;
-        call.isKernelPlain = object.isPlain;
+    switch (GetEffect(call)) {
+        case CallEffect::RELEASES:
+            call.released = _handles.BeginRelease(subject.kind, subject.handle);
+            break;
+        case CallEffect::NAMES:
+            if (const Value* label = FindArgument(call, Meaning::LABEL))
+                _handles.Find(subject.kind, subject.handle).SetName(call.arguments.GetText(*label));
+            break;
+        case CallEffect::LAUNCHES:
+            NoteKernel(call);
+            break;
+        default:
+            break;
     }
+}
+
+void Recorder::NoteKernel(Call& call) {
+    const Value* kernel = FindArgument(call, Meaning::HANDLE, ObjectKind::KERNEL);
+    if (kernel == nullptr || kernel->raw == 0) return;
+    const auto& object = _handles.Find(ObjectKind::KERNEL, reinterpret_cast<const void*>(kernel->raw));
+    call.kernel = object.name;
+    call.isKernelPlain = object.isPlain;
 }
 
 UInt32 Recorder::Begin(UInt64 thread, const char* name, const char* code, va_list values) {
@@ -105,7 +123,7 @@ UInt32 Recorder::Begin(UInt64 thread, const char* name, const char* code, va_lis
     const std::string_view letters = code;
     Decode({call.function, letters}, values, _handles, call.arguments);
     NoteObjects(call, letters);
-    call.begin = Now();  // last, so that the call's time is its own
+    call.begin = Now();  // last, so that decoding is not part of the call's time
     if (letters.ends_with('x')) return cookie;
     call.kind = CallKind::BEFORE;
     call.end = call.begin;
@@ -115,14 +133,15 @@ UInt32 Recorder::Begin(UInt64 thread, const char* name, const char* code, va_lis
 }
 
 void Recorder::End(UInt64 thread, const char* name, const char* code, va_list values) {
-    const Int64 end = Now();  // first, likewise
+    const Int64 end = Now();  // first, for the same reason as in `Begin`
     std::unique_lock lock(_mutex);
     if (_isFinished) return;
     Call* open = FindOpen(thread, name);
     Call& call = open != nullptr ? *open : Open(thread, name);
     if (open == nullptr) call.begin = end;
     ReadResults(call, code, values);
-    const bool isEnqueue = call.name.starts_with("clEnqueue");
+    const CallEffect effect = GetEffect(call);
+    const bool isEnqueue = effect == CallEffect::ENQUEUES || effect == CallEffect::LAUNCHES;
     const Int64 waited =
         open != nullptr && _isSerialized && isEnqueue && !call.hasFailed ? WaitForQueue(call, lock) : 0;
     call.kind = open != nullptr ? CallKind::CALL : CallKind::AFTER;
@@ -143,10 +162,10 @@ void Recorder::ReadResults(Call& call, const char* code, va_list values) {
     AppendCall(maker, call);
 }
 
-/// Waits for what the call has enqueued; the other threads go on meanwhile. The result is how long it took.
+/// Waits for the call's command without holding the lock. Gives the time that it took.
 Int64 Recorder::WaitForQueue(Call& call, std::unique_lock<std::mutex>& lock) {
     const auto finish = _finish.load();
-    const Value* queue = call.arguments.Find("command_queue");
+    const Value* queue = FindArgument(call, Meaning::HANDLE, ObjectKind::QUEUE);
     if (finish == nullptr || queue == nullptr) return 0;
     lock.unlock();
     const Int64 begin = Now();
@@ -190,7 +209,7 @@ void Recorder::Finish() noexcept {
     const std::lock_guard lock(_mutex);
     if (std::exchange(_isClosed, true)) return;
     try {
-        // Of a tracing that has stopped, the calls may be incomplete.
+        // After `Stop` the open calls may be incomplete.
         if (!_isFinished.exchange(true))
             for (const auto& call : _open) Write(*call);
     } catch (...) {

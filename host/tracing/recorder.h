@@ -16,7 +16,7 @@
 
 namespace nuvra::host {
 
-/// Puts the events of all threads together to calls and hands these to the sinks. Operations may throw.
+/// Joins the events of all threads to calls and gives these to the sinks. Operations may throw.
 class Recorder {
 public:
     static constexpr const char* kOutOfMemory = "tracing has stopped: out of memory";
@@ -30,14 +30,14 @@ public:
     /// Data of the open call with the cookie.
     void Attach(UInt32 cookie, bool isText, Int size, const void* data, Int index);
     void Comment(const char* text);
-    /// Whether attached data has a use.
+    /// Whether attached data is used.
     bool IsCapturing() const { return _isCapturing; }
     /// A function that a module has found in a library.
     void NoteSymbol(std::string_view name, void* address);
 
-    /// Completes the files. Needs no memory, without which the calls that have not ended are left out.
+    /// Completes the files. Calls that have not ended are written too, if there is memory for it.
     void Finish() noexcept;
-    /// Ends the tracing because of a failure; the files are still to be completed.
+    /// Ends the tracing after a failure; `Finish` still completes the files.
     void Stop(const char* problem) noexcept;
 
     std::vector<std::string> GetProblems() const;
@@ -52,6 +52,7 @@ private:
     void Close(Call& call);
     void Write(const Call& call);
     void NoteObjects(Call& call, std::string_view code);
+    void NoteKernel(Call& call);
     void ReadResults(Call& call, const char* code, va_list values);
     Int64 WaitForQueue(Call& call, std::unique_lock<std::mutex>& lock);
 
@@ -70,11 +71,11 @@ private:
     CallTable _table;
     Handles _handles;
     std::vector<std::unique_ptr<Call>> _open;  ///< of one thread, the innermost last
-    std::vector<std::unique_ptr<Call>> _idle;  ///< to be used again
+    std::vector<std::unique_ptr<Call>> _idle;  ///< for reuse
     UInt32 _latestCookie = 0;
 };
 
-/// What a tracing hands its events to.
+/// The recorder behind a tracing.
 Recorder& GetRecorder(Tracing& tracing);
 
 }  // namespace nuvra::host

@@ -10,7 +10,7 @@ namespace {
 
 constexpr size_t kReadableText = 120;  // bytes of a text in a line for people
 
-/// Writes values one after the other, each with what stands in it.
+/// Writes values in order, lists with their elements.
 template <bool IsJson>
 class Writer {
 public:
@@ -29,7 +29,7 @@ public:
 private:
     static constexpr std::string_view kSeparator = IsJson ? "," : ", ";
 
-    /// Parameters' names need no quoting.
+    /// Names of parameters need no escaping.
     void WriteName(std::string_view name) {
         if constexpr (IsJson) _out += '"';
         _out += name;

@@ -11,10 +11,10 @@ namespace nuvra::host {
 /// How a value reads.
 enum class Form {
     NOTHING,  ///< null
-    NUMBER,   ///< as JSON writes it, too
-    WORD,     ///< of the tracer's own making: letters, digits and signs that need no quoting
-    LABEL,    ///< an object's, with the program's name for it in it
-    TEXT,     ///< anything
+    NUMBER,   ///< written as in JSON
+    WORD,     ///< made by the tracer: needs no escaping
+    LABEL,    ///< an object's, "kernel#3 Main": the name in it may hold any bytes
+    TEXT,     ///< any bytes
     LIST,     ///< the `count` values that follow are its elements
     PAIRS,    ///< the `count` values that follow are keys and values in turn
 };
@@ -29,8 +29,7 @@ struct Value {
     size_t size = 0;
 };
 
-/// Values with their texts, none of which points to anything of the traced program. Meant to be used again
-/// and again: `Clear` keeps the memory.
+/// Values with copies of their texts. Meant for reuse: `Clear` keeps the memory.
 class Values {
 public:
     Value& Add(std::string_view name, Form form, UInt64 raw = 0) {
@@ -41,7 +40,7 @@ public:
         value.begin = _texts.size();
         return value;
     }
-    /// The texts, to append that of the value added last; `End` says that it is complete.
+    /// Append the text of the value added last here, then call `End`.
     std::string& GetTexts() { return _texts; }
     void End(Value& value) const { value.size = _texts.size() - value.begin; }
 
@@ -56,7 +55,7 @@ public:
         return nullptr;
     }
     void Clear() {
-        constexpr size_t kKept = 4096;  // so that one long text does not stay for ever
+        constexpr size_t kKept = 4096;  // do not keep the memory of one long text for ever
         if (_texts.capacity() > kKept) _texts = {};
         if (_list.capacity() > kKept) _list = {};
         _texts.clear();
@@ -68,10 +67,10 @@ private:
     std::string _texts;
 };
 
-/// Appends a text as JSON has it, in quotes; what is no UTF-8 becomes U+FFFD.
+/// Appends a JSON string; invalid UTF-8 becomes U+FFFD.
 void AppendQuoted(std::string& out, std::string_view text);
 
-/// Appends a name for people to read on one line: in quotes only when something in it needs them.
+/// Appends a name, as a JSON string only when something in it needs escaping.
 void AppendPlain(std::string& out, std::string_view name);
 
 /// Appends `{"NAME":VALUE,...}`.

@@ -9,17 +9,12 @@ namespace nuvra {
 class OpenGLCLVKTracerImpl;
 class OpenGLCLVKTracerRef;
 
-/// What a tracer offers. Calls come from any thread. What a before event's pointers point to is there until
-/// the call's after event, on the same thread, has been told; no pointer is kept for longer.
+/// What a tracer offers. Calls come from any thread. The pointers of a before event are valid until the after
+/// event of the same call, on the same thread, has been handled.
 ///
-/// A signature code has one letter a value, in order; `values` is read accordingly:
-/// i cl_int; u cl_uint; s size_t; p untyped pointer; P object handle (a pointer); a element count (32-bit
-/// int) of the array that the next letter describes, the next value being the pointer to that array; T text;
-/// m cl_platform_info, n cl_device_info, v cl_program_info or cl_program_build_info,
-/// Y cl_kernel_work_group_info, V GL context info (each a cl_uint); N a 64-bit value, w cl_mem_flags,
-/// W cl_map_flags, R cl_command_queue_properties (each a cl_ulong); r zero-terminated property list (a
-/// pointer); b cl_bool; E GL enum; f cl_float, F cl_double (as array elements); x end of the arguments, no
-/// value.
+/// A signature code has one letter a value, in order (`kTraceLetters`). Two more: "a" is the element count
+/// (32-bit int) of an array whose address is the next value, the next letter being that of its elements;
+/// "x" ends the code of a call's arguments and has no value.
 struct OpenGLCLVKTracerInterface {
     static constexpr Id kId{"nuvra.OpenGLCLVKTracerInterface#1"};
     static constexpr const char* kHeader = "nuvra/opengl_cl_trace.h";

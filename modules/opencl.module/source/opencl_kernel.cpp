@@ -29,8 +29,8 @@ constexpr ArgumentTrace kArgumentTrace<Float64>{'F', "cl_double"};
 
 /// The argument's before code: the one of the entry's codes that has the letter before the final "x".
 constexpr const char* FindSetArgCode(char letter) {
-    for (const std::string_view code : entry::clSetKernelArg::kBefore)
-        if (code[code.size() - 2] == letter) return code.data();
+    for (const TraceCode& code : entry::clSetKernelArg::kBefore)
+        if (code.letters[code.size - 2] == letter) return code.letters.data();
     return nullptr;
 }
 
@@ -56,7 +56,7 @@ template <class T>
 template <class T>
 Result<void> SetArgument(cl_kernel kernel, cl_uint index, size_t size, const void* value, size_t count,
                          SourceLocation location = SourceLocation::Here()) {
-    if (g_tracer) [[unlikely]]
+    if (IsTraced()) [[unlikely]]
         return CheckCode(SetArgumentTraced<T>(kernel, index, size, value, count), location);
     return CheckCode(CallUntraced<entry::clSetKernelArg>(kernel, index, size, value), location);
 }

@@ -1,5 +1,7 @@
 #include "tracer.h"
 
+#include "nuvra/trace_signature.h"
+
 namespace nuvra {
 
 /// The state is in `g_trace`; the object is only there to be counted.
@@ -27,16 +29,16 @@ std::string ListText(int count, const void* array) {
     return '[' + text + ']';
 }
 
-/// An array with the letter of its elements.
-std::string ArrayText(char letter, int count, const void* array) {
-    switch (letter) {
-        case 's':
+/// An array with the type of its elements.
+std::string ArrayText(LetterType type, int count, const void* array) {
+    switch (type) {
+        case LetterType::SIZE:
             return ListText<size_t>(count, array);
-        case 'i':
+        case LetterType::INT32:
             return ListText<cl_int>(count, array);
-        case 'f':
+        case LetterType::FLOAT32:
             return ListText<cl_float>(count, array);
-        case 'F':
+        case LetterType::FLOAT64:
             return ListText<cl_double>(count, array);
         default:
             return ListText<const void*>(count, array);
@@ -49,32 +51,40 @@ std::string PropertiesText(const void* const* list) {
     return ListText<const void*>(count, list);
 }
 
-bool IsOneOf(char letter, std::string_view letters) {
-    return letters.find(letter) != letters.npos;
+std::string TextOrNull(const char* text) {
+    return text == nullptr ? "null" : '"' + std::string(text) + '"';
 }
 
 std::string Decode(const char* code, va_list values) {
     std::string text;
     for (; *code != '\0' && *code != 'x'; code++) {
-        const char letter = *code;
         text += ' ';
-        if (letter == 'a') {
+        if (*code == 'a') {
             const int count = va_arg(values, int);
-            text += ArrayText(*++code, count, va_arg(values, const void*));
-        } else if (letter == 'T') {
-            const char* string = va_arg(values, const char*);
-            text += string == nullptr ? "null" : '"' + std::string(string) + '"';
-        } else if (letter == 'r') {
-            text += PropertiesText(va_arg(values, const void* const*));
-        } else if (letter == 'i') {
-            text += std::to_string(va_arg(values, cl_int));
-        } else if (letter == 's') {
-            text += std::to_string(va_arg(values, size_t));
-        } else if (IsOneOf(letter, "pP")) {
-            text += fake::Control::Get().NameOf(va_arg(values, const void*));
-        } else {
-            text += std::to_string(IsOneOf(letter, "NwWR") ? va_arg(values, cl_ulong)
-                                                           : cl_ulong{va_arg(values, cl_uint)});
+            text += ArrayText(FindTraceLetter(*++code)->type, count, va_arg(values, const void*));
+            continue;
+        }
+        switch (FindTraceLetter(*code)->type) {
+            case LetterType::INT32:
+                text += std::to_string(va_arg(values, cl_int));
+                break;
+            case LetterType::UINT32:
+                text += std::to_string(va_arg(values, cl_uint));
+                break;
+            case LetterType::SIZE:
+                text += std::to_string(va_arg(values, size_t));
+                break;
+            case LetterType::UINT64:
+                text += std::to_string(va_arg(values, cl_ulong));
+                break;
+            case LetterType::TEXT:
+                text += TextOrNull(va_arg(values, const char*));
+                break;
+            case LetterType::PROPERTIES:
+                text += PropertiesText(va_arg(values, const void* const*));
+                break;
+            default:
+                text += fake::Control::Get().NameOf(va_arg(values, const void*));
         }
     }
     return text;

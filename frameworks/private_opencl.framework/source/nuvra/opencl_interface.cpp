@@ -11,8 +11,8 @@ constinit bool g_isOpenCLLoaded = false;
 
 namespace {
 
-/// Counted by hand, as the tracer is: a static that ends with the process would close the library before what
-/// the program still holds has released its handles.
+/// A raw pointer, freed by FreeOpenCLLibrary. A static `DllRef` would unload the runtime at exit while the
+/// program may still hold OpenCL objects.
 constinit DllImpl* g_library = nullptr;
 
 enum class Presence { REQUIRED, LAST, OPTIONAL };
@@ -24,11 +24,10 @@ struct Entry {
 };
 
 constexpr Entry kEntries[] = {
-#define OPENCL_ENTRY(presence, name, before, after) \
-    {Presence::presence, #name,                     \
+#define OPENCL_FUNCTION(presence, name, effect, before, after) \
+    {Presence::presence, #name,                                \
      [](void* address) { g_openCL.name = reinterpret_cast<decltype(&::name)>(address); }},
-#include "nuvra/opencl_entries.def"
-#undef OPENCL_ENTRY
+#include "nuvra/opencl_functions.def"
 };
 
 Result<DllRef> OpenLibrary() {

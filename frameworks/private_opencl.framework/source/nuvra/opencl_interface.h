@@ -9,9 +9,8 @@ namespace nuvra {
 
 /// The OpenCL runtime's functions, found by name at start-up. Nothing of OpenCL is linked.
 struct OpenCLInterface {
-#define OPENCL_ENTRY(presence, name, before, after) decltype(&::name) name = nullptr;
-#include "nuvra/opencl_entries.def"
-#undef OPENCL_ENTRY
+#define OPENCL_FUNCTION(presence, name, effect, before, after) decltype(&::name) name = nullptr;
+#include "nuvra/opencl_functions.def"
 };
 
 /// Written by `LoadOpenCLLibrary`, only read afterwards.

@@ -18,7 +18,7 @@ const char* ReadName(BaseArray<char>& buffer, const Query& query) {
     if (query(0, nullptr, &size) != CL_SUCCESS) return nullptr;
     buffer.Reset();
     if (size >= PTRDIFF_MAX || !buffer.Resize(static_cast<Int>(size) + 1).IsOk()) return nullptr;
-    // A runtime may fail half way: what it then left is no name.
+    // A runtime may fail half way and leave part of a name.
     if (query(size, buffer.GetFirst(), nullptr) != CL_SUCCESS) *buffer.GetFirst() = '\0';
     return buffer.GetFirst();
 }

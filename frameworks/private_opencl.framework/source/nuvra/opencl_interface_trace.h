@@ -7,17 +7,30 @@
 
 #include "nuvra/opencl_interface.h"
 #include "nuvra/opengl_cl_trace.h"
+#include "nuvra/trace_signature.h"
 
 /// How the module calls OpenCL: `Call<entry::NAME>(after, arguments...)`, which lets a tracer see the call.
 ///
 /// Without a tracer that is the call through the table behind one test. With one, the before event gets its
-/// values from the arguments by the entry's before code, and the after event gets them from `after`, one of
-/// the small types below. Both are checked against the letters at compile time.
+/// values from the arguments by the function's before signature, and the after event gets them from `after`,
+/// one of the small types below. Both are checked against the letters at compile time.
 namespace nuvra {
 
-/// The host's tracer; null when nothing is traced. It is counted by hand, so that nothing drops it when the
-/// process ends: objects that outlive `main` still call OpenCL then.
+/// The host's tracer; null when nothing is traced. A raw pointer, released by `DropTracer`: objects that
+/// outlive `main` still call OpenCL.
 extern constinit OpenGLCLVKTracerImpl* g_tracer;
+
+/// False in a build that measures what the test for a tracer costs.
+#ifdef NUVRA_UNTRACED
+inline constexpr bool kCanTrace = false;
+#else
+inline constexpr bool kCanTrace = true;
+#endif
+
+/// Whether calls need events.
+inline bool IsTraced() {
+    return kCanTrace && g_tracer != nullptr;
+}
 
 /// Asks the host for its tracer and, the first time that there is one, tells it the names of all platforms
 /// and devices. A failure leaves the calls untraced.
@@ -40,86 +53,111 @@ enum class TraceData : UInt32 { TEXT = 0, BYTES = 1 };
 void AttachTraceData(UInt32 cookie, TraceData kind, Int size, const void* data, Int index);
 bool IsTraceCapturing();
 
-template <char Letter>
-struct TraceLetter {
-    static constexpr std::string_view kPointers = "pPrT";
-    static constexpr std::string_view kWords = "ubEmnvYV";
-    static constexpr std::string_view kBitFields = "NwWR";
-    static constexpr bool kIsPointer = kPointers.find(Letter) != kPointers.npos;
-
-    using Type = std::conditional_t<
-        Letter == 'i', cl_int,
-        std::conditional_t<Letter == 's', size_t,
-                           std::conditional_t<kWords.find(Letter) != kWords.npos, cl_uint,
-                                              std::conditional_t<kBitFields.find(Letter) != kBitFields.npos,
-                                                                 cl_ulong, void>>>>;
-};
+/// Whether a value of type T is passed as the letter says.
+template <class T>
+constexpr bool IsOfType(LetterType type) {
+    switch (type) {
+        case LetterType::INT32:
+            return std::is_same_v<T, cl_int>;
+        case LetterType::UINT32:
+            return std::is_same_v<T, cl_uint>;
+        case LetterType::SIZE:
+            return std::is_same_v<T, size_t>;
+        case LetterType::UINT64:
+            return std::is_same_v<T, cl_ulong>;
+        case LetterType::TEXT:
+            return std::is_same_v<T, const char*>;
+        case LetterType::POINTER:
+        case LetterType::PROPERTIES:
+            return std::is_pointer_v<T>;
+        default:
+            return false;
+    }
+}
 
 /// A value as the tracer reads it; does not compile when the letter stands for another type.
 template <char Letter, class T>
 auto TraceValue(T value) {
-    if constexpr (TraceLetter<Letter>::kIsPointer) {
-        static_assert(std::is_pointer_v<T>, "the letter stands for a pointer");
-        static_assert(Letter != 'T' || std::is_same_v<T, const char*>, "the letter stands for a text");
+    static_assert(IsOfType<T>(FindTraceLetter(Letter)->type), "the letter stands for another type");
+    if constexpr (std::is_pointer_v<T>)
         return reinterpret_cast<const void*>(value);
-    } else {
-        static_assert(std::is_same_v<T, typename TraceLetter<Letter>::Type>,
-                      "the letter stands for another type");
+    else
         return value;
-    }
 }
 
 template <class... Texts>
-constexpr std::array<std::string_view, sizeof...(Texts)> MakeTraceCodes(Texts... texts) {
+constexpr std::array<std::string_view, sizeof...(Texts)> MakeSignatures(Texts... texts) {
     return {std::string_view(texts)...};
+}
+template <size_t Count>
+constexpr std::array<TraceCode, Count> MakeTraceCodes(const std::array<std::string_view, Count>& signatures,
+                                                      bool areOfArguments) {
+    std::array<TraceCode, Count> codes;
+    std::ranges::transform(signatures, codes.begin(), [areOfArguments](std::string_view signature) {
+        return MakeTraceCode(signature, areOfArguments);
+    });
+    return codes;
 }
 
 /// One type an OpenCL function, named like it.
 namespace entry {
-#define OPENCL_ENTRY(presence, name, before, after)                            \
-    struct name {                                                              \
-        static constexpr auto kFunction = &OpenCLInterface::name;              \
-        static constexpr const char* kName = "nuvra::OpenCLInterface::" #name; \
-        static constexpr auto kBefore = MakeTraceCodes before;                 \
-        static constexpr auto kAfter = MakeTraceCodes after;                   \
+#define TRACED_FUNCTION(name, before, after, ...)                                   \
+    struct name {                                                                   \
+        static constexpr const char* kName = "nuvra::OpenCLInterface::" #name;      \
+        static constexpr auto kSignatures = MakeSignatures before;                  \
+        static constexpr auto kBefore = MakeTraceCodes(kSignatures, true);          \
+        static constexpr auto kAfter = MakeTraceCodes(MakeSignatures after, false); \
+        __VA_ARGS__                                                                 \
     };
-#include "nuvra/opencl_entries.def"
-#undef OPENCL_ENTRY
+#define OPENCL_FUNCTION(presence, name, effect, before, after) \
+    TRACED_FUNCTION(name, before, after, static constexpr auto kFunction = &OpenCLInterface::name;)
+#define OPENCL_EXTENSION_FUNCTION(name, effect, before, after) TRACED_FUNCTION(name, before, after)
+#include "nuvra/opencl_functions.def"
+#undef TRACED_FUNCTION
 }  // namespace entry
 
-/// The before code as the tracer sees it: without the arguments that are not traced.
-template <class Entry>
-inline constexpr auto kTracedCode = [] {
-    std::array<char, Entry::kBefore[0].size() + 1> code{};
-    std::ranges::copy_if(Entry::kBefore[0], code.begin(), [](char letter) { return letter != '-'; });
-    return code;
+/// The letters of a call's arguments, by the function's first before signature.
+template <class Entry, size_t Count>
+inline constexpr auto kArgumentLetters = [] {
+    std::array<std::string_view, Count> letters;
+    std::string_view rest = Entry::kSignatures[0];
+    for (std::string_view& one : letters) one = TakeSignatureValue(rest).letters;
+    if (!rest.empty()) throw "the signature has more values than the function arguments";
+    return letters;
 }();
 
-/// Walks the before code from `Position` and takes the values out of `arguments` into `values`.
-template <class Entry, size_t Position, class... Values, class... Arguments>
-auto GatherBefore(Int32 count, std::tuple<Values...> values, std::tuple<Arguments...> arguments) {
-    constexpr char letter = Entry::kBefore[0][Position];
-    if constexpr (letter == 'x') {
-        static_assert(sizeof...(Arguments) == 0, "the code has a letter for every argument");
-        return values;
+/// The argument that says how many elements the array at `index` has; `index` where there is none.
+template <size_t Count>
+constexpr size_t FindCounter(const std::array<std::string_view, Count>& letters, size_t index) {
+    for (size_t i = index; i > 0; i--)
+        if (letters[i - 1] == "u") return i - 1;
+    return index;
+}
+
+/// The traced values of the argument `Index`: none, its value, or an array's length and address.
+template <class Entry, size_t Index, class... Arguments>
+auto GetTraceValues(const std::tuple<Arguments...>& arguments) {
+    constexpr const auto& letters = kArgumentLetters<Entry, sizeof...(Arguments)>;
+    const auto value = std::get<Index>(arguments);
+    if constexpr (letters[Index] == "-") {
+        return std::tuple();
+    } else if constexpr (letters[Index][0] == 'a') {
+        static_assert(std::is_pointer_v<std::remove_const_t<decltype(value)>>);
+        constexpr size_t counter = FindCounter(letters, Index);
+        Int32 count = 3;
+        if constexpr (counter < Index) count = static_cast<Int32>(std::get<counter>(arguments));
+        // Sizes have three dimensions at most, whatever a launch claims.
+        if constexpr (letters[Index] == "as") count = std::min(count, 3);
+        return std::tuple(value == nullptr ? 0 : count, static_cast<const void*>(value));
     } else {
-        const auto first = std::get<0>(arguments);
-        const auto rest = std::apply([](auto, auto... others) { return std::tuple(others...); }, arguments);
-        if constexpr (letter == '-') {
-            return GatherBefore<Entry, Position + 1>(count, values, rest);
-        } else if constexpr (letter == 'a') {
-            static_assert(std::is_pointer_v<std::remove_const_t<decltype(first)>>);
-            // Sizes have three dimensions at most, whatever a launch claims.
-            constexpr bool isSizes = Entry::kBefore[0][Position + 1] == 's';
-            const Int32 length = first == nullptr ? 0 : isSizes ? std::min(count, 3) : count;
-            return GatherBefore<Entry, Position + 2>(
-                count, std::tuple_cat(values, std::tuple(length, static_cast<const void*>(first))), rest);
-        } else {
-            const auto value = TraceValue<letter>(first);
-            if constexpr (letter == 'u') count = static_cast<Int32>(value);
-            return GatherBefore<Entry, Position + 1>(count, std::tuple_cat(values, std::tuple(value)), rest);
-        }
+        return std::tuple(TraceValue<letters[Index][0]>(value));
     }
+}
+
+/// The values of the before event, as the function's first before code has them.
+template <class Entry, size_t... Index, class... Arguments>
+auto GatherBefore(std::index_sequence<Index...>, const std::tuple<Arguments...>& arguments) {
+    return std::tuple_cat(GetTraceValues<Entry, Index>(arguments)...);
 }
 
 /// After values: the code alone.
@@ -187,7 +225,7 @@ struct TextRead {
 /// module's "unspecified", for anything else.
 cl_int GetCodeOfException() noexcept;
 
-/// What a call answers that threw: the code, from functions that give a handle or an address through their
+/// The result of a call that threw. Functions that return a handle or an address take the code through their
 /// last argument.
 template <class R, class... Parameters>
 R AnswerException(cl_int code, Parameters... parameters) {
@@ -200,8 +238,7 @@ R AnswerException(cl_int code, Parameters... parameters) {
     }
 }
 
-/// The call itself. An exception of the runtime becomes a code here: it must pass neither the module, whose
-/// callers know of none, nor its callers.
+/// The call itself. An exception of the runtime becomes a code here: none may reach the module's callers.
 template <class R, class... Parameters>
 R CallGuarded(R(CL_API_CALL* function)(Parameters...), std::type_identity_t<Parameters>... parameters) {
     try {
@@ -215,8 +252,8 @@ R CallGuarded(R(CL_API_CALL* function)(Parameters...), std::type_identity_t<Para
 template <class Entry, class Function, class Before, class Attach, class After, class... Parameters>
 [[gnu::noinline]] auto CallTraced(Function function, const Before& before, const Attach& attach,
                                   const After& after, Parameters... parameters) {
-    static_assert(std::ranges::find(Entry::kAfter, After::kCode) != Entry::kAfter.end(),
-                  "the function's entry lists its after codes");
+    static_assert(std::ranges::find(Entry::kAfter, After::kCode, &TraceCode::GetView) != Entry::kAfter.end(),
+                  "the function's row has the after signature");
     UInt32 cookie = 0;
     TraceFrame frame{Entry::kName, 0, &cookie};
     before(frame);
@@ -227,43 +264,29 @@ template <class Entry, class Function, class Before, class Attach, class After, 
     return result;
 }
 
+/// The call with its events. Out of line and by value: the untraced path keeps its arguments in registers.
+template <class Entry, class Attach, class After, class R, class... Parameters>
+[[gnu::noinline, gnu::cold]] R CallWithEvents(R(CL_API_CALL* function)(Parameters...), Attach attach,
+                                              After after, std::type_identity_t<Parameters>... parameters) {
+    const auto before = [&](const TraceFrame& frame) {
+        std::apply([&](auto... values) { TraceEvent(frame, Entry::kBefore[0].letters.data(), values...); },
+                   GatherBefore<Entry>(std::index_sequence_for<Parameters...>(), std::tuple(parameters...)));
+    };
+    return CallTraced<Entry>(function, before, attach, after, parameters...);
+}
+
 struct AttachNothing {
     void operator()(UInt32) const {}
 };
 
-template <class Entry, class Function>
-struct Caller;
-
-/// Gives the call's arguments the types of the function's parameters.
-template <class Entry, class R, class... Parameters>
-struct Caller<Entry, R(CL_API_CALL*)(Parameters...)> {
-    using Function = R(CL_API_CALL*)(Parameters...);
-
-    template <class Attach, class After>
-    static R Call(Function function, const Attach& attach, const After& after, Parameters... parameters) {
-        if (!g_tracer) [[likely]]
-            return CallGuarded(function, parameters...);
-        return Traced(function, attach, after, parameters...);
-    }
-
-private:
-    /// Apart, and with its arguments by value, so that the way without a tracer keeps them in registers.
-    template <class Attach, class After>
-    [[gnu::noinline, gnu::cold]] static R Traced(Function function, Attach attach, After after,
-                                                 Parameters... parameters) {
-        const auto before = [&](const TraceFrame& frame) {
-            std::apply([&](auto... values) { TraceEvent(frame, kTracedCode<Entry>.data(), values...); },
-                       GatherBefore<Entry, 0>(3, std::tuple(), std::tuple(parameters...)));
-        };
-        return CallTraced<Entry>(function, before, attach, after, parameters...);
-    }
-};
-
 /// Calls the entry's function at the given address with a before and an after event around it: for functions
 /// that are not in the table.
-template <class Entry, class Function, class After, class... Arguments>
-auto CallAt(Function function, const After& after, Arguments... arguments) {
-    return Caller<Entry, Function>::Call(function, AttachNothing(), after, arguments...);
+template <class Entry, class After, class R, class... Parameters>
+R CallAt(R(CL_API_CALL* function)(Parameters...), const After& after,
+         std::type_identity_t<Parameters>... parameters) {
+    if (!IsTraced()) [[likely]]
+        return CallGuarded(function, parameters...);
+    return CallWithEvents<Entry>(function, AttachNothing(), after, parameters...);
 }
 
 /// Calls the function in the table with a before and an after event around it.
@@ -272,22 +295,22 @@ auto Call(const After& after, Arguments... arguments) {
     return CallAt<Entry>(g_openCL.*Entry::kFunction, after, arguments...);
 }
 
+/// The same; `attach(cookie)` runs between the before event and the call where the tracer wants data.
+template <class Entry, class Attach, class After, class... Arguments>
+auto CallAttaching(const Attach& attach, const After& after, Arguments... arguments) {
+    const auto function = g_openCL.*Entry::kFunction;
+    if (!IsTraced()) [[likely]]
+        return CallGuarded(function, arguments...);
+    const auto attachIfWanted = [&](UInt32 cookie) {
+        if (IsTraceCapturing()) attach(cookie);
+    };
+    return CallWithEvents<Entry>(function, attachIfWanted, after, arguments...);
+}
+
 /// Calls the function in the table without events.
 template <class Entry, class... Arguments>
 auto CallUntraced(Arguments... arguments) {
     return CallGuarded(g_openCL.*Entry::kFunction, arguments...);
-}
-
-/// The same as `Call`; `attach(cookie)` runs between the before event and the call where the tracer wants
-/// data.
-template <class Entry, class Attach, class After, class... Arguments>
-auto CallAttaching(const Attach& attach, const After& after, Arguments... arguments) {
-    const auto attachIfWanted = [&](UInt32 cookie) {
-        if (IsTraceCapturing()) attach(cookie);
-    };
-    const auto function = g_openCL.*Entry::kFunction;
-    return Caller<Entry, std::remove_cv_t<decltype(function)>>::Call(function, attachIfWanted, after,
-                                                                     arguments...);
 }
 
 }  // namespace nuvra

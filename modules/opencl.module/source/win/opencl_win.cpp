@@ -8,17 +8,6 @@
 
 namespace nuvra {
 
-namespace entry {
-
-/// An extension's function, whose address is asked for at each use: another platform may have another one.
-struct clGetGLContextInfoKHR {
-    static constexpr const char* kName = "nuvra::OpenCLInterface::clGetGLContextInfoKHR";
-    static constexpr auto kBefore = MakeTraceCodes("rVsppx");
-    static constexpr auto kAfter = MakeTraceCodes("iaPs");
-};
-
-}  // namespace entry
-
 namespace {
 
 constexpr const char* kSharingExtension = "cl_khr_gl_sharing";

@@ -10,12 +10,12 @@ const char* const kOpenCLLibraryName = "libOpenCL.so.1";
 
 namespace {
 
-// Asking the system takes longer than all else that a traced call does here.
+// The system call takes longer than all else that a traced call does here.
 constinit thread_local UInt64 g_threadId = 0;
 
 UInt64 AskThreadId() {
-    // Of a process that forks, one thread goes on in the child, where it is another to the system. The C
-    // library drops the handler when this library is unloaded.
+    // In a forked child the thread has another id. The C library drops the handler when this library is
+    // unloaded.
     static const int handler = pthread_atfork(nullptr, nullptr, [] { g_threadId = 0; });
     static_cast<void>(handler);
     return static_cast<UInt64>(syscall(SYS_gettid));
