@@ -77,7 +77,7 @@ ModuleRecord& MakeCoreModule() {
     Register(g_unit, g_errorComponent);
     Register(g_unit, g_errorClass);
     for (EntityRecord& record : g_errorClasses) Register(g_unit, record);
-    for (EntityRecord& record : g_dataTypes) Register(g_unit, record);
+    for (EntityRecord& record : GetDataTypes()) Register(g_unit, record);
     Register(g_module, g_unit);
     g_module.kind = RecordKind::MODULE;
     return g_module;

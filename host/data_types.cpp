@@ -49,12 +49,16 @@ constexpr DataTypeRecord MakeHostDataType() {
     return record;
 }
 
-}  // namespace
-
-constinit DataTypeRecord g_dataTypes[kDataTypeCount] = {
+constinit DataTypeRecord g_dataTypes[] = {
     MakeHostDataType<Bool>(),   MakeHostDataType<Int32>(),  MakeHostDataType<UInt32>(),
     MakeHostDataType<Int64>(),  MakeHostDataType<UInt64>(), MakeHostDataType<Float64>(),
     MakeHostDataType<String>(),
 };
+
+}  // namespace
+
+std::span<DataTypeRecord> GetDataTypes() {
+    return g_dataTypes;
+}
 
 }  // namespace nuvra::host

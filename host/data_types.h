@@ -1,11 +1,12 @@
 #pragma once
 
+#include <span>
+
 #include "nuvra/data.h"
 
 namespace nuvra::host {
 
-/// The host's data types, `kDataTypeCount` of them, to be registered by its module.
-inline constexpr Int kDataTypeCount = 7;
-extern DataTypeRecord g_dataTypes[kDataTypeCount];
+/// The host's data types, to be registered by its module.
+std::span<DataTypeRecord> GetDataTypes();
 
 }  // namespace nuvra::host

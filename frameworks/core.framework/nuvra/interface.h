@@ -67,25 +67,4 @@ constexpr InterfaceRecord ImplementInterface(const Id& classId, const char* name
     return record;
 }
 
-template <auto Method, class T, class R, class... A>
-constexpr auto MakeOperation(R (T::*)(A...)) {
-    return +[](T* self, A... arguments) noexcept -> R {
-        return (self->*Method)(static_cast<A&&>(arguments)...);
-    };
-}
-template <auto Method, class T, class R, class... A>
-constexpr auto MakeOperation(R (T::*)(A...) const) {
-    return +[](const T* self, A... arguments) noexcept -> R {
-        return (self->*Method)(static_cast<A&&>(arguments)...);
-    };
-}
-
-/// `kOperation<&Class::Method>` is the member function as an entry of an operation table: the object comes
-/// first, nothing is thrown. Does not compile for anything but a member function.
-template <auto Method>
-requires requires {
-    MakeOperation<Method>(Method);
-}
-inline constexpr auto kOperation = MakeOperation<Method>(Method);
-
 }  // namespace nuvra

@@ -206,6 +206,12 @@ public:
         for (EntityRecord* entity : entities) Register(_record, *entity);
         Register(module, _record);
     }
+    /// With all entities of an array.
+    template <class Entity, size_t N>
+    SourceUnit(ModuleRecord& module, const char* name, Entity (&entities)[N]) : _record(name) {
+        for (EntityRecord& entity : entities) Register(_record, entity);
+        Register(module, _record);
+    }
 
 private:
     SourceUnitRecord _record;

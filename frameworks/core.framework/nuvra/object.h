@@ -86,6 +86,10 @@ decltype(auto) InvokeStatic(A&&... arguments) {
     return (table->*Operation)(std::forward<A>(arguments)...);
 }
 
+/// Chooses the constructor of `ObjectRef` that takes over a count.
+struct AdoptCount {};
+inline constexpr AdoptCount kAdoptCount;
+
 /// A counted reference to an object of the class that implements interface I, or to nothing. Slot 0 of the
 /// interface's operations destroys the object when its last reference goes. Copying is atomic; one reference
 /// object must not be written by two threads at once.
@@ -109,14 +113,10 @@ public:
         if (_object != nullptr) Drop();
     }
 
-    /// Makes a reference of a count that the caller already holds.
-    static ObjectRef Adopt(Object* object) {
-        ObjectRef reference;
-        reference._object = object;
-        return reference;
-    }
+    /// Takes over a count that the caller holds.
+    ObjectRef(AdoptCount, Object* object) : _object(object) {}
 
-    /// Gives the count to the caller and leaves nothing.
+    /// Gives the count to the caller; the reference is then empty.
     Object* Detach() { return std::exchange(_object, nullptr); }
 
     constexpr Object* Get() const { return _object; }
@@ -170,10 +170,8 @@ public:
     /// The object while it lives, an empty reference afterwards.
     Ref Lock() const {
         if (_block == 0) return Ref();
-        Ref locked;
-        static_cast<ObjectRef<typename Ref::Interface>&>(locked) = ObjectRef<typename Ref::Interface>::Adopt(
-            reinterpret_cast<typename Ref::Object*>(Table<WeakPtrTarget>()->Lock(_block)));
-        return locked;
+        return Ref(kAdoptCount,
+                   reinterpret_cast<typename Ref::Object*>(Table<WeakPtrTarget>()->Lock(_block)));
     }
 
 private:

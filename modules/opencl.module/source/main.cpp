@@ -70,11 +70,7 @@ const ModuleRegistration g_modules{
     {&g_openCLFramework, &g_privateOpenGLFramework, &g_privateOpenCLFramework, &g_privateTraceFramework},
     "main",
     {&g_initializer}};
-SourceUnit g_openCLUnit{
-    g_openCLFramework,
-    "open_cl",
-    {&g_declarations[0], &g_declarations[1], &g_declarations[2], &g_declarations[3], &g_declarations[4],
-     &g_declarations[5], &g_declarations[6], &g_declarations[7], &g_declarations[8]}};
+SourceUnit g_openCLUnit{g_openCLFramework, "open_cl", g_declarations};
 SourceUnit g_traceUnit{g_privateTraceFramework, "opengl_cl_trace", {&g_traceDeclaration}};
 
 }  // namespace

@@ -37,66 +37,66 @@ Result<void> FillPlatforms(BaseArray<OpenCLPlatformRef>& platforms) {
     return {};
 }
 
-/// The root object: nothing but operations.
-struct OpenCLImpl {
-    static Bool IsAvailable() {
-        cl_uint count = 0;
-        return g_isOpenCLLoaded && CountPlatforms(count) == CL_SUCCESS && count != 0;
-    }
+Result<void> CheckLoaded(SourceLocation location = SourceLocation::Here()) {
+    if (!g_isOpenCLLoaded) return OpenCLError(OpenCLErrorCode::OPENCL_UNINITIALIZED, location);
+    return {};
+}
 
-    static Result<void> GetPlatforms(BaseArray<OpenCLPlatformRef>& platforms) {
-        NUVRA_RETURN_IF_ERROR(CheckLoaded());
-        platforms.Reset();
-        Result<void> result = FillPlatforms(platforms);
-        if (!result.IsOk()) platforms.Reset();
-        return result;
-    }
+Bool IsAvailable() noexcept {
+    cl_uint count = 0;
+    return g_isOpenCLLoaded && CountPlatforms(count) == CL_SUCCESS && count != 0;
+}
 
-    static Result<OpenCLDeviceRef> GetDeviceFromId(cl_device_id device) {
-        NUVRA_RETURN_IF_ERROR(CheckLoaded());
-        const OpenCLDeviceRef object(NewObject<OpenCLDeviceImpl>());
-        if (!object) return OutOfMemoryError();
-        cl_platform_id platform = nullptr;
-        NUVRA_RETURN_IF_ERROR(CheckCode(Call<entry::clGetDeviceInfo>(ResultCode(), device, CL_DEVICE_PLATFORM,
-                                                                     sizeof(platform), &platform, nullptr)));
-        NUVRA_RETURN_IF_ERROR(object.Get()->Init(device, platform));
-        return object;
-    }
+Result<void> GetPlatforms(BaseArray<OpenCLPlatformRef>& platforms) noexcept {
+    NUVRA_RETURN_IF_ERROR(CheckLoaded());
+    platforms.Reset();
+    Result<void> result = FillPlatforms(platforms);
+    if (!result.IsOk()) platforms.Reset();
+    return result;
+}
 
-    static Result<OpenCLContextRef> CreateGLSharedContext(const OpenGLContextRef& glContext,
-                                                          cl_platform_id platform) {
-        NUVRA_RETURN_IF_ERROR(CheckLoaded());
-        if (!glContext) return NullPointerError();
-        return OpenGLSharedContext(glContext, platform);
-    }
+Result<OpenCLDeviceRef> GetDeviceFromId(cl_device_id device) noexcept {
+    NUVRA_RETURN_IF_ERROR(CheckLoaded());
+    const OpenCLDeviceRef object(NewObject<OpenCLDeviceImpl>());
+    if (!object) return OutOfMemoryError();
+    cl_platform_id platform = nullptr;
+    NUVRA_RETURN_IF_ERROR(CheckCode(Call<entry::clGetDeviceInfo>(ResultCode(), device, CL_DEVICE_PLATFORM,
+                                                                 sizeof(platform), &platform, nullptr)));
+    NUVRA_RETURN_IF_ERROR(object.Get()->Init(device, platform));
+    return object;
+}
 
-    static Result<OpenCLContextRef> CreateContext(cl_platform_id platform,
-                                                  const BaseArray<cl_device_id>& devices) {
-        NUVRA_RETURN_IF_ERROR(CheckLoaded());
-        NUVRA_ASSIGN_OR_RETURN(OpenCLContextRef context, OpenCLContextImpl::Create(devices));
-        const cl_context_properties properties[] = {CL_CONTEXT_PLATFORM,
-                                                    reinterpret_cast<cl_context_properties>(platform), 0};
-        NUVRA_RETURN_IF_ERROR(context.Get()->Open(properties));
-        return context;
-    }
+Result<OpenCLContextRef> CreateGLSharedContext(const OpenGLContextRef& glContext,
+                                               cl_platform_id platform) noexcept {
+    NUVRA_RETURN_IF_ERROR(CheckLoaded());
+    if (!glContext) return NullPointerError();
+    return OpenGLSharedContext(glContext, platform);
+}
 
-    static Result<OpenCLContextRef> CreateGLSharedContextForDevices(
-        const OpenGLContextRef& glContext, const BaseArray<OpenCLDeviceRef>& devices) {
-        NUVRA_RETURN_IF_ERROR(CheckLoaded());
-        if (!glContext) return NullPointerError();
-        return OpenGLSharedContextForDevices(glContext, devices);
-    }
+Result<OpenCLContextRef> CreateContext(cl_platform_id platform,
+                                       const BaseArray<cl_device_id>& devices) noexcept {
+    NUVRA_RETURN_IF_ERROR(CheckLoaded());
+    NUVRA_ASSIGN_OR_RETURN(OpenCLContextRef context, OpenCLContextImpl::Create(devices));
+    const cl_context_properties properties[] = {CL_CONTEXT_PLATFORM,
+                                                reinterpret_cast<cl_context_properties>(platform), 0};
+    NUVRA_RETURN_IF_ERROR(context.Get()->Open(properties));
+    return context;
+}
 
-private:
-    static Result<void> CheckLoaded(SourceLocation location = SourceLocation::Here()) {
-        if (!g_isOpenCLLoaded) return OpenCLError(OpenCLErrorCode::OPENCL_UNINITIALIZED, location);
-        return {};
-    }
-};
+Result<OpenCLContextRef> CreateGLSharedContextForDevices(const OpenGLContextRef& glContext,
+                                                         const BaseArray<OpenCLDeviceRef>& devices) noexcept {
+    NUVRA_RETURN_IF_ERROR(CheckLoaded());
+    if (!glContext) return NullPointerError();
+    return OpenGLSharedContextForDevices(glContext, devices);
+}
 
 constexpr OpenCL::Operations kOperations{
-    OpenCLImpl::IsAvailable,           OpenCLImpl::GetPlatforms,  OpenCLImpl::GetDeviceFromId,
-    OpenCLImpl::CreateGLSharedContext, OpenCLImpl::CreateContext, OpenCLImpl::CreateGLSharedContextForDevices,
+    .IsAvailable = IsAvailable,
+    .GetPlatforms = GetPlatforms,
+    .GetDeviceFromId = GetDeviceFromId,
+    .CreateGLSharedContext = CreateGLSharedContext,
+    .CreateContext = CreateContext,
+    .CreateGLSharedContextForDevices = CreateGLSharedContextForDevices,
 };
 constinit InterfaceRecord g_implementation =
     ImplementInterface<OpenCL>("nuvra.OpenCL", "OpenCLImpl", kOperations);

@@ -125,14 +125,14 @@ void ReadInto(cl_device_id device, const NumberQuery (&queries)[N], Numbers& num
 
 }  // namespace
 
-Result<void> OpenCLDeviceImpl::Init(cl_device_id device, cl_platform_id platform) {
-    _device = device;
-    _platform = platform;
+Result<void> OpenCLDeviceImpl::Init(cl_device_id device, cl_platform_id devicePlatform) {
+    id = device;
+    platform = devicePlatform;
     NUVRA_RETURN_IF_ERROR(ReadTexts());
-    ReadInto(_device, kNumbersBeforeSizes, _numbers);
-    NUVRA_RETURN_IF_ERROR(CheckCount(_numbers.maxWorkItemDimensions));
+    ReadInto(id, kNumbersBeforeSizes, numbers);
+    NUVRA_RETURN_IF_ERROR(CheckCount(numbers.maxWorkItemDimensions));
     ReadWorkItemSizes();
-    ReadInto(_device, kNumbersAfterSizes, _numbers);
+    ReadInto(id, kNumbersAfterSizes, numbers);
     return {};
 }
 
@@ -140,82 +140,31 @@ Result<void> OpenCLDeviceImpl::ReadTexts() {
     TextReader reader;
     const auto readBytes = [&](cl_device_info which) {
         return reader.ReadBytes([&](size_t size, char* value, size_t* written) {
-            return GetDeviceInfo(_device, which, size, value, written);
+            return GetDeviceInfo(id, which, size, value, written);
         });
     };
     const auto read = [&](cl_device_info which) { return ToString(readBytes(which)); };
-    _name = read(CL_DEVICE_NAME);
-    _vendor = read(CL_DEVICE_VENDOR);
+    name = read(CL_DEVICE_NAME);
+    vendor = read(CL_DEVICE_VENDOR);
     // The versions are parsed from the scratch buffer, which holds the text before when one cannot be read.
-    _driverVersion = read(CL_DRIVER_VERSION);
-    NUVRA_ASSIGN_OR_RETURN(_driverVersionNumber, ParseVersion(reader.GetBytes(), ""));
-    _version = read(CL_DEVICE_VERSION);
-    NUVRA_ASSIGN_OR_RETURN(_versionNumber, ParseVersion(reader.GetBytes(), "OpenCL "));
-    _openCLCVersion = read(CL_DEVICE_OPENCL_C_VERSION);
-    NUVRA_ASSIGN_OR_RETURN(_openCLCVersionNumber, ParseVersion(reader.GetBytes(), "OpenCL C "));
-    NUVRA_ASSIGN_OR_RETURN(const char* extensions, readBytes(CL_DEVICE_EXTENSIONS));
-    return SplitExtensions(extensions, _extensions);
+    driverVersion = read(CL_DRIVER_VERSION);
+    NUVRA_ASSIGN_OR_RETURN(driverVersionNumber, ParseVersion(reader.GetBytes(), ""));
+    version = read(CL_DEVICE_VERSION);
+    NUVRA_ASSIGN_OR_RETURN(versionNumber, ParseVersion(reader.GetBytes(), "OpenCL "));
+    openCLCVersion = read(CL_DEVICE_OPENCL_C_VERSION);
+    NUVRA_ASSIGN_OR_RETURN(openCLCVersionNumber, ParseVersion(reader.GetBytes(), "OpenCL C "));
+    NUVRA_ASSIGN_OR_RETURN(const char* names, readBytes(CL_DEVICE_EXTENSIONS));
+    return SplitExtensions(names, extensions);
 }
 
 void OpenCLDeviceImpl::ReadWorkItemSizes() {
-    if (!_maxWorkItemSizes.Resize(_numbers.maxWorkItemDimensions).IsOk()) {
-        _numbers.maxWorkItemDimensions = 0;
+    if (!maxWorkItemSizes.Resize(numbers.maxWorkItemDimensions).IsOk()) {
+        numbers.maxWorkItemDimensions = 0;
         return;
     }
-    const size_t size = static_cast<size_t>(_maxWorkItemSizes.GetCount()) * sizeof(size_t);
+    const size_t size = static_cast<size_t>(maxWorkItemSizes.GetCount()) * sizeof(size_t);
     static_assert(sizeof(size_t) == sizeof(Int64));
-    GetDeviceInfo(_device, CL_DEVICE_MAX_WORK_ITEM_SIZES, size, _maxWorkItemSizes.GetFirst(), nullptr);
-}
-
-Result<Data> OpenCLDeviceImpl::GetInfo(UInt32 which) const {
-    switch (which) {
-        case OpenCLDeviceInfo::ID:
-            return Data::Of(static_cast<Int64>(reinterpret_cast<intptr_t>(_device)));
-        case OpenCLDeviceInfo::NAME:
-            return Data::Of(_name);
-        case OpenCLDeviceInfo::DRIVER_VERSION:
-            return Data::Of(_driverVersion);
-        case OpenCLDeviceInfo::DRIVER_VERSION_NUMBER:
-            return Data::Of(_driverVersionNumber);
-        case OpenCLDeviceInfo::VERSION:
-            return Data::Of(_version);
-        case OpenCLDeviceInfo::VERSION_NUMBER:
-            return Data::Of(_versionNumber);
-        case OpenCLDeviceInfo::OPENCL_C_VERSION:
-            return Data::Of(_openCLCVersion);
-        case OpenCLDeviceInfo::OPENCL_C_VERSION_NUMBER:
-            return Data::Of(_openCLCVersionNumber);
-        case OpenCLDeviceInfo::VENDOR:
-            return Data::Of(_vendor);
-        case OpenCLDeviceInfo::EXTENSIONS:
-            return Data::Of(_extensions);
-        case OpenCLDeviceInfo::TYPE:
-            return Data::Of(UInt64{_numbers.type});
-        case OpenCLDeviceInfo::PLATFORM:
-            return Data::Of(static_cast<Int64>(reinterpret_cast<intptr_t>(_platform)));
-        case OpenCLDeviceInfo::MAX_WORK_ITEM_SIZES:
-            return Data::Of(_maxWorkItemSizes);
-        case OpenCLDeviceInfo::MAX_WORK_ITEM_DIMENSIONS:
-            return Data::Of(Int64{_numbers.maxWorkItemDimensions});
-        case OpenCLDeviceInfo::QUEUE_PROPERTIES:
-            static_assert(OpenCLQueueFlags::OUT_OF_ORDER_EXEC_MODE ==
-                              CL_QUEUE_OUT_OF_ORDER_EXEC_MODE_ENABLE &&
-                          OpenCLQueueFlags::PROFILING == CL_QUEUE_PROFILING_ENABLE);
-            return Data::Of(UInt64{_numbers.queueProperties &
-                                   (OpenCLQueueFlags::OUT_OF_ORDER_EXEC_MODE | OpenCLQueueFlags::PROFILING)});
-        case OpenCLDeviceInfo::AVAILABLE:
-            return Data::Of(Bool{_numbers.available != 0});
-        case OpenCLDeviceInfo::COMPILER_AVAILABLE:
-            return Data::Of(Bool{_numbers.compilerAvailable != 0});
-        case OpenCLDeviceInfo::EXECUTION_CAPABILITIES:
-            return Data::Of(UInt64{_numbers.executionCapabilities});
-        default:
-            return Data();
-    }
-}
-
-Bool OpenCLDeviceImpl::HasExtension(const String& name) const {
-    return ContainsName(_extensions, name);
+    GetDeviceInfo(id, CL_DEVICE_MAX_WORK_ITEM_SIZES, size, maxWorkItemSizes.GetFirst(), nullptr);
 }
 
 Result<cl_device_id> GetDeviceId(const OpenCLDeviceRef& device) {
@@ -228,10 +177,63 @@ Result<cl_device_id> GetDeviceId(const OpenCLDeviceRef& device) {
 
 namespace {
 
+using Device = OpenCLDeviceImpl;
+
+Result<Data> GetInfo(const Device* device, UInt32 which) noexcept {
+    switch (which) {
+        case OpenCLDeviceInfo::ID:
+            return Data::Of(static_cast<Int64>(reinterpret_cast<intptr_t>(device->id)));
+        case OpenCLDeviceInfo::NAME:
+            return Data::Of(device->name);
+        case OpenCLDeviceInfo::DRIVER_VERSION:
+            return Data::Of(device->driverVersion);
+        case OpenCLDeviceInfo::DRIVER_VERSION_NUMBER:
+            return Data::Of(device->driverVersionNumber);
+        case OpenCLDeviceInfo::VERSION:
+            return Data::Of(device->version);
+        case OpenCLDeviceInfo::VERSION_NUMBER:
+            return Data::Of(device->versionNumber);
+        case OpenCLDeviceInfo::OPENCL_C_VERSION:
+            return Data::Of(device->openCLCVersion);
+        case OpenCLDeviceInfo::OPENCL_C_VERSION_NUMBER:
+            return Data::Of(device->openCLCVersionNumber);
+        case OpenCLDeviceInfo::VENDOR:
+            return Data::Of(device->vendor);
+        case OpenCLDeviceInfo::EXTENSIONS:
+            return Data::Of(device->extensions);
+        case OpenCLDeviceInfo::TYPE:
+            return Data::Of(UInt64{device->numbers.type});
+        case OpenCLDeviceInfo::PLATFORM:
+            return Data::Of(static_cast<Int64>(reinterpret_cast<intptr_t>(device->platform)));
+        case OpenCLDeviceInfo::MAX_WORK_ITEM_SIZES:
+            return Data::Of(device->maxWorkItemSizes);
+        case OpenCLDeviceInfo::MAX_WORK_ITEM_DIMENSIONS:
+            return Data::Of(Int64{device->numbers.maxWorkItemDimensions});
+        case OpenCLDeviceInfo::QUEUE_PROPERTIES:
+            static_assert(OpenCLQueueFlags::OUT_OF_ORDER_EXEC_MODE ==
+                              CL_QUEUE_OUT_OF_ORDER_EXEC_MODE_ENABLE &&
+                          OpenCLQueueFlags::PROFILING == CL_QUEUE_PROFILING_ENABLE);
+            return Data::Of(UInt64{device->numbers.queueProperties &
+                                   (OpenCLQueueFlags::OUT_OF_ORDER_EXEC_MODE | OpenCLQueueFlags::PROFILING)});
+        case OpenCLDeviceInfo::AVAILABLE:
+            return Data::Of(Bool{device->numbers.available != 0});
+        case OpenCLDeviceInfo::COMPILER_AVAILABLE:
+            return Data::Of(Bool{device->numbers.compilerAvailable != 0});
+        case OpenCLDeviceInfo::EXECUTION_CAPABILITIES:
+            return Data::Of(UInt64{device->numbers.executionCapabilities});
+        default:
+            return Data();
+    }
+}
+
+Bool HasExtension(const Device* device, const String& name) noexcept {
+    return ContainsName(device->extensions, name);
+}
+
 constexpr OpenCLDeviceInterface::Operations kOperations{
-    DeleteObject<OpenCLDeviceImpl>,
-    kOperation<&OpenCLDeviceImpl::GetInfo>,
-    kOperation<&OpenCLDeviceImpl::HasExtension>,
+    .Destroy = DeleteObject<Device>,
+    .GetInfo = GetInfo,
+    .HasExtension = HasExtension,
 };
 constinit InterfaceRecord g_implementation =
     ImplementInterface<OpenCLDeviceInterface>("nuvra.OpenCLDeviceInterface", "OpenCLDeviceImpl", kOperations);

@@ -4,8 +4,6 @@
 
 namespace nuvra {
 
-class TextReader;
-
 /// The device properties that are numbers, as OpenCL gives them.
 struct OpenCLDeviceNumbers {
     cl_device_type type = 0;
@@ -49,31 +47,25 @@ struct OpenCLDeviceNumbers {
 class OpenCLDeviceImpl : public ObjectHeader {
 public:
     /// Reads everything. UNSPECIFIED when one of the three versions does not parse.
-    Result<void> Init(cl_device_id device, cl_platform_id platform);
+    Result<void> Init(cl_device_id device, cl_platform_id devicePlatform);
 
-    Result<Data> GetInfo(UInt32 which) const;
-    Bool HasExtension(const String& name) const;
-
-    const OpenCLDeviceNumbers& GetNumbers() const { return _numbers; }
+    cl_device_id id = nullptr;
+    cl_platform_id platform = nullptr;
+    String name;
+    String vendor;
+    String driverVersion;
+    String version;
+    String openCLCVersion;
+    Int64 driverVersionNumber = 0;
+    Int64 versionNumber = 0;
+    Int64 openCLCVersionNumber = 0;
+    BaseArray<String> extensions;
+    OpenCLDeviceNumbers numbers;
+    BaseArray<Int64> maxWorkItemSizes;  ///< one entry a dimension
 
 private:
     Result<void> ReadTexts();
-    void ReadNumbers();
     void ReadWorkItemSizes();
-
-    cl_device_id _device = nullptr;
-    cl_platform_id _platform = nullptr;
-    String _name;
-    String _vendor;
-    String _driverVersion;
-    String _version;
-    String _openCLCVersion;
-    Int64 _driverVersionNumber = 0;
-    Int64 _versionNumber = 0;
-    Int64 _openCLCVersionNumber = 0;
-    BaseArray<String> _extensions;
-    OpenCLDeviceNumbers _numbers;
-    BaseArray<Int64> _maxWorkItemSizes;  ///< one entry a dimension
 };
 
 /// The traced query; a text and the device's type are shown to the tracer.

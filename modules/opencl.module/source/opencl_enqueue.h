@@ -3,10 +3,10 @@
 #include "opencl_event.h"
 #include "opencl_memoryobject.h"
 
-/// What every enqueue does before and after its OpenCL call.
+/// What every enqueue does around its OpenCL call.
 namespace nuvra {
 
-/// A call's own list of handles; up to sixteen need no memory of the host.
+/// The handles of one call; up to sixteen need no allocation.
 template <class Handle>
 class HandleList {
 public:
@@ -14,8 +14,8 @@ public:
     /// Null when the list is empty, as OpenCL wants it.
     const Handle* GetFirst() const { return _count == 0 ? nullptr : _handles; }
 
-    /// Collects the handles of the non-empty ones of `count` references; fails with `nullCode` where one has
-    /// none. A runtime may take a null handle for nothing to wait for, or die of it.
+    /// Collects the handles of `count` references, skipping empty ones. Fails with `nullCode` for an object
+    /// without a handle: runtimes ignore a null handle or crash.
     template <class Ref>
     Result<void> Collect(Int count, const Ref* references, cl_int nullCode) {
         if (references == nullptr || count <= 0) return {};
@@ -25,7 +25,7 @@ public:
         }
         for (Int i = 0; i < count; i++) {
             if (!references[i]) continue;
-            const Handle handle = references[i].Get()->GetHandle();
+            const Handle handle = references[i].Get()->handle.Get();
             if (handle == nullptr) return OpenCLError(nullCode);
             _handles[_count++] = handle;
         }
@@ -40,67 +40,64 @@ private:
     cl_uint _count = 0;
 };
 
-/// The wait list and the event slot of one operation.
-class Enqueue {
+/// The wait list and the event slot of an operation, as its caller gives them.
+struct Waiting {
+    Int count;
+    const OpenCLEventRef* list;
+    OpenCLEventRef* event;
+};
+
+/// The same as OpenCL takes them.
+struct EventArguments {
+    cl_uint count = 0;
+    const cl_event* list = nullptr;
+    cl_event* event = nullptr;  ///< where the runtime writes the event; null when none is asked for
+
+    Enqueued GetAfterValues() const { return {event}; }
+};
+
+/// Keeps the events of one operation alive until its call has returned.
+class HeldEvents {
 public:
-    /// Collects the wait list, then gives the slot its new event: a slot may hold an event of its own wait
-    /// list, which lives until the operation returns. Fails with CL_INVALID_EVENT_WAIT_LIST, the slot
-    /// untouched, and with the out-of-memory error.
-    Result<void> Open(Int waitCount, const OpenCLEventRef* waitList, OpenCLEventRef* slot);
-
-    cl_uint GetWaitCount() const { return _waitList.GetCount(); }
-    const cl_event* GetWaitList() const { return _waitList.GetFirst(); }
-    /// Where the runtime writes the event; null when none is asked for.
-    cl_event* GetEvent() const { return _event == nullptr ? nullptr : _event->handle.GetAddress(); }
-    Enqueued GetAfterValues() const { return {GetEvent()}; }
-
-    /// For operations of several launches: the event of the launch before, which the next one replaces when
-    /// it succeeds.
-    template <class Launch>
-    cl_int Replace(const Launch& launch) {
-        if (_event == nullptr) return launch();
-        OwnedEvent previous = std::exchange(_event->handle, OwnedEvent());
-        const cl_int code = launch();
-        if (!_event->handle) _event->handle = std::move(previous);
-        return code;
-    }
+    /// Collects the wait list, then gives the slot its new event. Fails with CL_INVALID_EVENT_WAIT_LIST and
+    /// the out-of-memory error, the slot untouched.
+    Result<EventArguments> Open(const Waiting& waiting);
 
 private:
     HandleList<cl_event> _waitList;
-    OpenCLEventImpl* _event = nullptr;
-    OpenCLEventRef _previous;
+    OpenCLEventRef _previous;  ///< of the slot, which may stand in the wait list
 };
 
-inline Result<void> Enqueue::Open(Int waitCount, const OpenCLEventRef* waitList, OpenCLEventRef* slot) {
-    NUVRA_RETURN_IF_ERROR(_waitList.Collect(waitCount, waitList, CL_INVALID_EVENT_WAIT_LIST));
-    if (slot == nullptr) return {};
-    _event = NewObject<OpenCLEventImpl>();
-    if (_event == nullptr) return OutOfMemoryError();
-    _previous = std::exchange(*slot, OpenCLEventRef(_event));
-    return {};
+inline Result<EventArguments> HeldEvents::Open(const Waiting& waiting) {
+    NUVRA_RETURN_IF_ERROR(_waitList.Collect(waiting.count, waiting.list, CL_INVALID_EVENT_WAIT_LIST));
+    EventArguments arguments{_waitList.GetCount(), _waitList.GetFirst()};
+    if (waiting.event == nullptr) return arguments;
+    auto* event = NewObject<OpenCLEventImpl>();
+    if (event == nullptr) return OutOfMemoryError();
+    _previous = std::exchange(*waiting.event, OpenCLEventRef(event));
+    arguments.event = event->handle.GetAddress();
+    return arguments;
 }
 
-/// The way with a wait list or an event slot.
+/// Slow path of `RunEnqueue`: something to wait for, or an event to return.
 template <class MakeCall>
-[[gnu::noinline]] Result<void> RunEnqueueWithEvents(Int waitCount, const OpenCLEventRef* waitList,
-                                                    OpenCLEventRef* event, MakeCall makeCall,
+[[gnu::noinline]] Result<void> RunEnqueueWithEvents(Waiting waiting, MakeCall makeCall,
                                                     SourceLocation location) {
-    Enqueue enqueue;
-    NUVRA_RETURN_IF_ERROR(enqueue.Open(waitCount, waitList, event));
-    return CheckCode(
-        makeCall(enqueue.GetAfterValues(), enqueue.GetWaitCount(), enqueue.GetWaitList(), enqueue.GetEvent()),
-        location);
+    HeldEvents events;
+    NUVRA_ASSIGN_OR_RETURN(const EventArguments arguments, events.Open(waiting));
+    return CheckCode(makeCall(arguments), location);
 }
 
-/// Makes one enqueue with `makeCall(after, count, list, event)`. Most calls wait for nothing and ask for no
-/// event; they take a few nanoseconds, so nothing is set up for them.
+/// Makes one enqueue with `makeCall`, which takes `EventArguments` and returns the call's code.
+///
+/// Fast path: most calls wait for nothing and ask for no event. They take a few nanoseconds, so their
+/// arguments stay in registers: `waiting` and `makeCall` are passed by value.
 template <class MakeCall>
-[[gnu::always_inline]] inline Result<void> RunEnqueue(Int waitCount, const OpenCLEventRef* waitList,
-                                                      OpenCLEventRef* event, MakeCall makeCall,
+[[gnu::always_inline]] inline Result<void> RunEnqueue(Waiting waiting, MakeCall makeCall,
                                                       SourceLocation location = SourceLocation::Here()) {
-    if (waitCount > 0 || event != nullptr)
-        return RunEnqueueWithEvents(waitCount, waitList, event, makeCall, location);
-    return CheckCode(makeCall(Enqueued{nullptr}, 0U, nullptr, nullptr), location);
+    if (waiting.count > 0 || waiting.event != nullptr)
+        return RunEnqueueWithEvents(Waiting{waiting.count, waiting.list, waiting.event}, makeCall, location);
+    return CheckCode(makeCall(EventArguments()), location);
 }
 
 }  // namespace nuvra

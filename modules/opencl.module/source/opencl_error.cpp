@@ -26,53 +26,63 @@ const char* TextOf(Int32 code) {
     }
 }
 
-/// The error class's component: the code, and whether the stored message is older than it.
+/// The error class's component.
 struct OpenCLErrorImpl {
     Int32 code = 0;
-    std::atomic<bool> isMessageStale{false};
-
-    static String GetMessage(Object* error, void* component) {
-        auto* self = static_cast<OpenCLErrorImpl*>(component);
-        const ErrorRef reference(error);
-        if (self->isMessageStale.load(std::memory_order_acquire)) {
-            const Result<String> text = String::FromCText(TextOf(self->code));
-            if (!text.IsOk()) return String();  // whoever asks next may find memory
-            // Threads that ask at once store the same text; no longer stale is only what is stored.
-            reference.SetMessage(text.GetValue());
-            self->isMessageStale.store(false, std::memory_order_release);
-        }
-        return reference.Invoke<&ErrorInterface::Operations::GetStoredMessage>();
-    }
-
-    static Int32 GetErrorCode(void* component) { return static_cast<OpenCLErrorImpl*>(component)->code; }
-
-    static void SetErrorCode(void* component, Int32 code) {
-        auto* self = static_cast<OpenCLErrorImpl*>(component);
-        self->code = code;
-        self->isMessageStale = true;
-    }
-
-    static Result<void> Describe(BaseArray<MemberDescription>& members) {
-        return members.Append({"_errorCode", DataTypeTraits<UInt32>::kId, offsetof(OpenCLErrorImpl, code)});
-    }
+    std::atomic<bool> isMessageStale{false};  ///< the stored message is older than the code
 };
 
-constexpr OpenCLErrorInterface::Operations kOperations{nullptr, OpenCLErrorImpl::GetErrorCode,
-                                                       OpenCLErrorImpl::SetErrorCode};
-constexpr ErrorInterface::Operations kMessageOverride{
-    nullptr, OpenCLErrorImpl::GetMessage, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
+String GetMessage(Object* error, void* component) noexcept {
+    auto* self = static_cast<OpenCLErrorImpl*>(component);
+    const ErrorRef reference(error);
+    if (self->isMessageStale.load(std::memory_order_acquire)) {
+        const Result<String> text = String::FromCText(TextOf(self->code));
+        if (!text.IsOk()) return String();  // still stale: the next call may find memory
+        // Concurrent calls store the same text. Cleared last: who sees it cleared finds the text stored.
+        reference.SetMessage(text.GetValue());
+        self->isMessageStale.store(false, std::memory_order_release);
+    }
+    return reference.Invoke<&ErrorInterface::Operations::GetStoredMessage>();
+}
 
+Int32 GetErrorCode(void* component) noexcept {
+    return static_cast<OpenCLErrorImpl*>(component)->code;
+}
+
+void SetErrorCode(void* component, Int32 code) noexcept {
+    auto* self = static_cast<OpenCLErrorImpl*>(component);
+    self->code = code;
+    self->isMessageStale = true;
+}
+
+Result<void> Describe(BaseArray<MemberDescription>& members) noexcept {
+    return members.Append({"_errorCode", DataTypeTraits<UInt32>::kId, offsetof(OpenCLErrorImpl, code)});
+}
+
+Result<void> Copy(void* to, const void* from) noexcept {
+    auto& copy = *static_cast<OpenCLErrorImpl*>(to);
+    const auto& original = *static_cast<const OpenCLErrorImpl*>(from);
+    copy.code = original.code;
+    copy.isMessageStale = original.isMessageStale.load();
+    return {};
+}
+
+constexpr OpenCLErrorInterface::Operations kOperations{
+    .Reserved = nullptr,
+    .GetErrorCode = GetErrorCode,
+    .SetErrorCode = SetErrorCode,
+};
+/// The other operations are not overridden.
+constexpr ErrorInterface::Operations kMessageOverride = [] {
+    ErrorInterface::Operations operations{};
+    operations.GetMessage = GetMessage;
+    return operations;
+}();
 constexpr ComponentOperations kComponentOperations{
-    [](void* data) { new (data) OpenCLErrorImpl; },
-    [](void*) {},
-    [](void* to, const void* from) -> Result<void> {
-        auto& copy = *static_cast<OpenCLErrorImpl*>(to);
-        const auto& original = *static_cast<const OpenCLErrorImpl*>(from);
-        copy.code = original.code;
-        copy.isMessageStale = original.isMessageStale.load();
-        return {};
-    },
-    OpenCLErrorImpl::Describe,
+    .construct = [](void* data) { new (data) OpenCLErrorImpl; },
+    .destroy = [](void*) {},
+    .copy = Copy,
+    .describe = Describe,
 };
 constexpr ComponentInterface kInterfaces[] = {
     {OpenCLErrorInterface::kId, &kOperations, kOperationCount<OpenCLErrorInterface>},

@@ -5,11 +5,9 @@
 
 namespace nuvra {
 
-/// Made by the queue, which lets the runtime write the event into `handle`.
+/// Made by the queue's enqueues, for which the runtime writes the event into `handle`.
 class OpenCLEventImpl : public ObjectHeader {
 public:
-    cl_event GetHandle() const { return handle.Get(); }
-
     OwnedEvent handle;
 };
 

@@ -5,8 +5,8 @@
 
 namespace nuvra {
 
-/// The owner of one OpenCL handle: released when the owner goes, with the result ignored, or by `Release`.
-/// `kInvalid` is the code for a handle that is no longer there.
+/// Owns one OpenCL handle. The destructor releases it and ignores the result. `kInvalid` is the code for a
+/// null handle.
 template <class Handle, class ReleaseEntry, cl_int kInvalid>
 class OwnedHandle {
 public:
@@ -33,7 +33,7 @@ public:
     }
 
 private:
-    /// A runtime may lack the function that releases events; its events are then left to it.
+    /// Events are not released where the runtime lacks the function for it.
     cl_int ReleaseNow() {
         const Handle handle = std::exchange(_handle, nullptr);
         if (g_openCL.*ReleaseEntry::kFunction == nullptr) return CL_SUCCESS;
@@ -51,7 +51,13 @@ using OwnedProgram = OwnedHandle<cl_program, entry::clReleaseProgram, CL_INVALID
 using OwnedKernel = OwnedHandle<cl_kernel, entry::clReleaseKernel, CL_INVALID_KERNEL>;
 using OwnedEvent = OwnedHandle<cl_event, entry::clReleaseEvent, CL_INVALID_EVENT>;
 
-/// The error that a creating call wrote, with the place at which it is raised.
+/// The operation `Release` of a class whose handle is its member `handle`.
+template <class T>
+Result<void> ReleaseHandle(T* object) noexcept {
+    return object->handle.Release();
+}
+
+/// The error code that a creating call wrote, and where it is raised.
 struct CreationError {
     CreationError(cl_int value, SourceLocation raised = SourceLocation::Here())  // NOLINT
         : code(value), location(raised) {}
@@ -59,8 +65,8 @@ struct CreationError {
     SourceLocation location;
 };
 
-/// The object around a new handle and what its maker knows of it, or the error that the creating call wrote
-/// when it gave none. Without memory for the object the handle is released.
+/// An object that owns a new handle, constructed with `origin`. Fails with `error` for a null handle; without
+/// memory for the object the handle is released.
 template <class Ref, class Owned, class... Origin>
 Result<Ref> Wrap(Owned handle, const CreationError& error, Origin&&... origin) {
     if (!handle) return OpenCLError(error.code, error.location);

@@ -34,8 +34,8 @@ constexpr const char* FindSetArgCode(char letter) {
     return nullptr;
 }
 
-/// What the call gets does not follow from the code's letters, so the before event is written out here.
-/// Apart, and with its arguments by value, so that the way without a tracer keeps them in registers.
+/// The traced values (type name, count, array) are not clSetKernelArg's parameters, so this event is built by
+/// hand. Out of line and by value: the untraced path keeps its arguments in registers.
 template <class T>
 [[gnu::noinline, gnu::cold]] cl_int SetArgumentTraced(cl_kernel kernel, cl_uint index, size_t size,
                                                       const void* value, size_t count) {
@@ -87,14 +87,14 @@ struct LowWordRead {
     }
 };
 
-}  // namespace
+using Kernel = OpenCLKernelImpl;
 
-Result<void> OpenCLKernelImpl::GetWorkGroupInfo(const OpenCLDeviceRef& device, UInt32 which, size_t size,
-                                                void* value, size_t* written) {
+Result<void> GetWorkGroupInfo(Kernel* kernel, const OpenCLDeviceRef& device, UInt32 which, size_t size,
+                              void* value, size_t* written) noexcept {
     NUVRA_ASSIGN_OR_RETURN(const cl_device_id id, GetDeviceId(device));
     const auto query = [&](cl_kernel_work_group_info info, const auto& after) {
-        return CheckCode(
-            Call<entry::clGetKernelWorkGroupInfo>(after, GetHandle(), id, info, size, value, written));
+        return CheckCode(Call<entry::clGetKernelWorkGroupInfo>(after, kernel->handle.Get(), id, info, size,
+                                                               value, written));
     };
     switch (which) {
         case OpenCLWorkGroupInfo::COMPILE_WORK_GROUP_SIZE:
@@ -110,62 +110,60 @@ Result<void> OpenCLKernelImpl::GetWorkGroupInfo(const OpenCLDeviceRef& device, U
     }
 }
 
-Result<void> OpenCLKernelImpl::SetArgMemoryObject(UInt32 index, const OpenCLMemoryObjectRef& memory) {
-    // OpenCL accepts a null cl_mem, and a runtime may then die in the kernel: released memory is refused
-    // here.
-    if (!memory || memory.Get()->GetHandle() == nullptr) return OpenCLError(CL_INVALID_MEM_OBJECT);
-    return SetArgument<cl_mem>(GetHandle(), index, sizeof(cl_mem), memory.Get()->GetHandleAddress(), 1);
+Result<void> SetArgMemoryObject(Kernel* kernel, UInt32 index, const OpenCLMemoryObjectRef& memory) noexcept {
+    // OpenCL accepts a null cl_mem, but runtimes may crash when the kernel uses it.
+    if (!memory || !memory.Get()->handle) return OpenCLError(CL_INVALID_MEM_OBJECT);
+    return SetArgument<cl_mem>(kernel->handle.Get(), index, sizeof(cl_mem), memory.Get()->handle.GetAddress(),
+                               1);
 }
 
-Result<void> OpenCLKernelImpl::SetArgLocalMemory(UInt32 index, size_t size) {
-    return SetArgument<cl_mem>(GetHandle(), index, size, nullptr, 0);
+Result<void> SetArgLocalMemory(Kernel* kernel, UInt32 index, size_t size) noexcept {
+    return SetArgument<cl_mem>(kernel->handle.Get(), index, size, nullptr, 0);
 }
 
 template <class T>
-Result<void> OpenCLKernelImpl::SetArgValues(UInt32 index, const T* values, Int count) {
+Result<void> SetArgValues(Kernel* kernel, UInt32 index, const T* values, Int count) noexcept {
     if (count < 0 || count > PTRDIFF_MAX / static_cast<Int>(sizeof(T)))
         return OpenCLError(CL_INVALID_ARG_SIZE);
     const auto size = static_cast<size_t>(count);
-    return SetArgument<T>(GetHandle(), index, size * sizeof(T), values, size);
+    return SetArgument<T>(kernel->handle.Get(), index, size * sizeof(T), values, size);
 }
 
-Result<void> OpenCLKernelImpl::SetArgVector32(UInt32 index, const Vector32* values, Int count) {
-    struct alignas(16) Vector64 {
+Result<void> SetArgVector32(Kernel* kernel, UInt32 index, const Vector32* values, Int count) noexcept {
+    struct alignas(16) FourFloats {
         Vector32 vector;
         Float32 fourth = 0;
     };
     if (count < 0) return OutOfMemoryError();
     if (values == nullptr && count > 0) return OpenCLError(CL_INVALID_ARG_VALUE);
     constexpr Int kLocalCount = 5;
-    Vector64 local[kLocalCount];
-    BaseArray<Vector64> allocated;
-    Vector64* widened = count == 0 ? nullptr : local;
+    FourFloats local[kLocalCount];
+    BaseArray<FourFloats> allocated;
+    FourFloats* widened = count == 0 ? nullptr : local;
     if (count > kLocalCount) {
         NUVRA_RETURN_IF_ERROR(allocated.Resize(count));
         widened = allocated.GetFirst();
     }
     for (Int i = 0; i < count; i++) widened[i].vector = values[i];
     const auto size = static_cast<size_t>(count);
-    return SetArgument<Float32>(GetHandle(), index, size * sizeof(Vector64), widened, size * 4);
+    return SetArgument<Float32>(kernel->handle.Get(), index, size * sizeof(FourFloats), widened, size * 4);
 }
 
-namespace {
-
 constexpr OpenCLKernelInterface::Operations kOperations{
-    DeleteObject<OpenCLKernelImpl>,
-    kOperation<&OpenCLKernelImpl::Release>,
-    kOperation<&OpenCLKernelImpl::GetWorkGroupInfo>,
-    kOperation<&OpenCLKernelImpl::SetArgMemoryObject>,
-    kOperation<&OpenCLKernelImpl::SetArgLocalMemory>,
-    kOperation<&OpenCLKernelImpl::SetArgValues<Char>>,
-    kOperation<&OpenCLKernelImpl::SetArgValues<UChar>>,
-    kOperation<&OpenCLKernelImpl::SetArgValues<Int16>>,
-    kOperation<&OpenCLKernelImpl::SetArgValues<UInt16>>,
-    kOperation<&OpenCLKernelImpl::SetArgValues<Int32>>,
-    kOperation<&OpenCLKernelImpl::SetArgValues<UInt32>>,
-    kOperation<&OpenCLKernelImpl::SetArgValues<Float32>>,
-    kOperation<&OpenCLKernelImpl::SetArgValues<Float64>>,
-    kOperation<&OpenCLKernelImpl::SetArgVector32>,
+    .Destroy = DeleteObject<Kernel>,
+    .Release = ReleaseHandle<Kernel>,
+    .GetWorkGroupInfo = GetWorkGroupInfo,
+    .SetArgMemoryObject = SetArgMemoryObject,
+    .SetArgLocalMemory = SetArgLocalMemory,
+    .SetArgChar = SetArgValues<Char>,
+    .SetArgUChar = SetArgValues<UChar>,
+    .SetArgInt16 = SetArgValues<Int16>,
+    .SetArgUInt16 = SetArgValues<UInt16>,
+    .SetArgInt32 = SetArgValues<Int32>,
+    .SetArgUInt32 = SetArgValues<UInt32>,
+    .SetArgFloat32 = SetArgValues<Float32>,
+    .SetArgFloat64 = SetArgValues<Float64>,
+    .SetArgVector32 = SetArgVector32,
 };
 constinit InterfaceRecord g_implementation =
     ImplementInterface<OpenCLKernelInterface>("nuvra.OpenCLKernelInterface", "OpenCLKernelImpl", kOperations);

@@ -7,21 +7,9 @@ namespace nuvra {
 
 class OpenCLKernelImpl : public ObjectHeader {
 public:
-    explicit OpenCLKernelImpl(OwnedKernel handle) : _handle(std::move(handle)) {}
+    explicit OpenCLKernelImpl(OwnedKernel kernel) : handle(std::move(kernel)) {}
 
-    Result<void> Release() { return _handle.Release(); }
-    Result<void> GetWorkGroupInfo(const OpenCLDeviceRef& device, UInt32 which, size_t size, void* value,
-                                  size_t* written);
-    Result<void> SetArgMemoryObject(UInt32 index, const OpenCLMemoryObjectRef& memory);
-    Result<void> SetArgLocalMemory(UInt32 index, size_t size);
-    template <class T>
-    Result<void> SetArgValues(UInt32 index, const T* values, Int count);
-    Result<void> SetArgVector32(UInt32 index, const Vector32* values, Int count);
-
-    cl_kernel GetHandle() const { return _handle.Get(); }
-
-private:
-    OwnedKernel _handle;
+    OwnedKernel handle;
 };
 
 }  // namespace nuvra

@@ -66,26 +66,11 @@ Enum FindEnumerator(const Constant (&table)[N], cl_uint value) {
 }  // namespace
 
 UInt64 OpenCLMemoryObjectImpl::GetByteCount() const {
-    size_t bytes = _origin.bytes;
-    // Not traced, as image queries are not.
+    size_t bytes = origin.bytes;
+    // Untraced, as image queries are.
     if (bytes == 0)
-        CallUntraced<entry::clGetMemObjectInfo>(GetHandle(), CL_MEM_SIZE, sizeof(bytes), &bytes, nullptr);
+        CallUntraced<entry::clGetMemObjectInfo>(handle.Get(), CL_MEM_SIZE, sizeof(bytes), &bytes, nullptr);
     return bytes;
-}
-
-Data OpenCLMemoryObjectImpl::GetImageInfo(UInt32 which) const {
-    // Some runtimes answer image queries for buffers too, with whatever stands there.
-    if (which >= std::size(kImageQueries) || IsBuffer()) return Data();
-    union {
-        size_t number = 0;
-        cl_image_format format;
-    } value;
-    static_assert(sizeof(value) == 8);
-    const cl_int code = CallUntraced<entry::clGetImageInfo>(GetHandle(), kImageQueries[which], sizeof(value),
-                                                            &value, nullptr);
-    if (code != CL_SUCCESS) return Data();
-    if (which == OpenCLImageInfo::FORMAT) return Data::Of(FromOpenCL(value.format)).GetValue();
-    return Data::Of(static_cast<Int64>(value.number)).GetValue();
 }
 
 OpenCLImageFormat FromOpenCL(const cl_image_format& format) {
@@ -100,6 +85,21 @@ cl_image_format ToOpenCL(const OpenCLImageFormat& format) {
 }
 
 namespace {
+
+Data GetImageInfo(const OpenCLMemoryObjectImpl* memory, UInt32 which) noexcept {
+    // Some runtimes answer image queries for buffers too, with garbage.
+    if (which >= std::size(kImageQueries) || memory->IsBuffer()) return Data();
+    union {
+        size_t number = 0;
+        cl_image_format format;
+    } value;
+    static_assert(sizeof(value) == 8);
+    const cl_int code = CallUntraced<entry::clGetImageInfo>(memory->handle.Get(), kImageQueries[which],
+                                                            sizeof(value), &value, nullptr);
+    if (code != CL_SUCCESS) return Data();
+    if (which == OpenCLImageInfo::FORMAT) return Data::Of(FromOpenCL(value.format)).GetValue();
+    return Data::Of(static_cast<Int64>(value.number)).GetValue();
+}
 
 bool AreFormatsEqual(const void* a, const void* b) {
     return *static_cast<const OpenCLImageFormat*>(a) == *static_cast<const OpenCLImageFormat*>(b);
@@ -124,9 +124,9 @@ Result<String> WriteFormat(const void* value) {
 }
 
 constexpr OpenCLMemoryObjectInterface::Operations kOperations{
-    DeleteObject<OpenCLMemoryObjectImpl>,
-    kOperation<&OpenCLMemoryObjectImpl::Release>,
-    kOperation<&OpenCLMemoryObjectImpl::GetImageInfo>,
+    .Destroy = DeleteObject<OpenCLMemoryObjectImpl>,
+    .Release = ReleaseHandle<OpenCLMemoryObjectImpl>,
+    .GetImageInfo = GetImageInfo,
 };
 constinit InterfaceRecord g_implementation = ImplementInterface<OpenCLMemoryObjectInterface>(
     "nuvra.OpenCLMemoryObjectInterface", "OpenCLMemoryObjectImpl", kOperations);

@@ -5,40 +5,32 @@
 
 namespace nuvra {
 
-/// What the maker of a memory object knows. Runtimes do not all tell a buffer from an image, and die of the
-/// one where they want the other.
+/// What the maker of a memory object knows. Some runtimes do not tell a buffer from an image, and crash where
+/// they want the other.
 struct MemoryOrigin {
     enum class Kind { BUFFER, IMAGE_2D, IMAGE_3D };
     Kind kind;
-    /// For comparing alone: the context lives as long as its memory.
+    /// Only compared; the runtime keeps a context as long as its memory.
     cl_context context;
-    UInt64 bytes = 0;  ///< of a buffer; 0 when it is OpenGL's, which the runtime then knows
+    UInt64 bytes = 0;  ///< of a buffer; 0 when it is OpenGL's: the runtime knows it then
     UInt64 width = 0;  ///< pixels of an image; 0 when it is OpenGL's
     UInt64 height = 0;
 };
 
 class OpenCLMemoryObjectImpl : public ObjectHeader {
 public:
-    OpenCLMemoryObjectImpl(OwnedMemoryObject handle, const MemoryOrigin& origin)
-        : _handle(std::move(handle)), _origin(origin) {}
+    OpenCLMemoryObjectImpl(OwnedMemoryObject memory, const MemoryOrigin& memoryOrigin)
+        : handle(std::move(memory)), origin(memoryOrigin) {}
 
-    Result<void> Release() { return _handle.Release(); }
-    Data GetImageInfo(UInt32 which) const;
-
-    cl_mem GetHandle() const { return _handle.Get(); }
-    const cl_mem* GetHandleAddress() const { return _handle.GetAddress(); }
-
-    const MemoryOrigin& GetOrigin() const { return _origin; }
-    bool IsBuffer() const { return _origin.kind == MemoryOrigin::Kind::BUFFER; }
-    /// The size of a buffer in bytes; 0 when the runtime does not tell that of OpenGL's.
+    bool IsBuffer() const { return origin.kind == MemoryOrigin::Kind::BUFFER; }
+    /// The size of a buffer in bytes; 0 for a buffer of OpenGL's whose size the runtime does not tell.
     UInt64 GetByteCount() const;
 
-private:
-    OwnedMemoryObject _handle;
-    MemoryOrigin _origin;
+    OwnedMemoryObject handle;
+    const MemoryOrigin origin;
 };
 
-/// Orders and types that OpenCL has and the module has not become RED and SNORM_INT8.
+/// A channel order (type) without an enumerator becomes RED (SNORM_INT8).
 OpenCLImageFormat FromOpenCL(const cl_image_format& format);
 /// Values outside the enumerations become CL_R and CL_SNORM_INT8.
 cl_image_format ToOpenCL(const OpenCLImageFormat& format);

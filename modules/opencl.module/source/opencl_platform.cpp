@@ -8,7 +8,7 @@
 namespace nuvra {
 
 Result<void> OpenCLPlatformImpl::Init(cl_platform_id platform) {
-    _platform = platform;
+    id = platform;
     TextReader reader;
     const auto readBytes = [&](cl_platform_info which) {
         return reader.ReadBytes([&](size_t size, char* value, size_t* written) {
@@ -17,36 +17,15 @@ Result<void> OpenCLPlatformImpl::Init(cl_platform_id platform) {
         });
     };
     const auto read = [&](cl_platform_info which) { return ToString(readBytes(which)); };
-    _name = read(CL_PLATFORM_NAME);
-    _profile = read(CL_PLATFORM_PROFILE);
-    _version = read(CL_PLATFORM_VERSION);
-    NUVRA_ASSIGN_OR_RETURN(const Int64 versionNumber, ParseVersion(_version.GetChars(), "OpenCL "));
-    _vendor = read(CL_PLATFORM_VENDOR);
-    NUVRA_ASSIGN_OR_RETURN(const char* extensions, readBytes(CL_PLATFORM_EXTENSIONS));
-    NUVRA_RETURN_IF_ERROR(SplitExtensions(extensions, _extensions));
-    _versionNumber = versionNumber;
+    name = read(CL_PLATFORM_NAME);
+    profile = read(CL_PLATFORM_PROFILE);
+    version = read(CL_PLATFORM_VERSION);
+    NUVRA_ASSIGN_OR_RETURN(const Int64 number, ParseVersion(version.GetChars(), "OpenCL "));
+    vendor = read(CL_PLATFORM_VENDOR);
+    NUVRA_ASSIGN_OR_RETURN(const char* names, readBytes(CL_PLATFORM_EXTENSIONS));
+    NUVRA_RETURN_IF_ERROR(SplitExtensions(names, extensions));
+    versionNumber = number;
     return {};
-}
-
-Result<Data> OpenCLPlatformImpl::GetInfo(UInt32 which) const {
-    switch (which) {
-        case OpenCLPlatformInfo::ID:
-            return Data::Of(static_cast<Int64>(reinterpret_cast<intptr_t>(_platform)));
-        case OpenCLPlatformInfo::NAME:
-            return Data::Of(_name);
-        case OpenCLPlatformInfo::PROFILE:
-            return Data::Of(_profile);
-        case OpenCLPlatformInfo::VERSION:
-            return Data::Of(_version);
-        case OpenCLPlatformInfo::VENDOR:
-            return Data::Of(_vendor);
-        case OpenCLPlatformInfo::EXTENSIONS:
-            return Data::Of(_extensions);
-        case OpenCLPlatformInfo::VERSION_NUMBER:
-            return Data::Of(_versionNumber);
-        default:
-            return Data();
-    }
 }
 
 Result<void> ListDevices(cl_platform_id platform, BaseArray<OpenCLDeviceRef>& devices) {
@@ -70,24 +49,47 @@ Result<void> ListDevices(cl_platform_id platform, BaseArray<OpenCLDeviceRef>& de
     return {};
 }
 
-Result<void> OpenCLPlatformImpl::GetDevices(BaseArray<OpenCLDeviceRef>& devices) const {
+namespace {
+
+using Platform = OpenCLPlatformImpl;
+
+Result<Data> GetInfo(const Platform* platform, UInt32 which) noexcept {
+    switch (which) {
+        case OpenCLPlatformInfo::ID:
+            return Data::Of(static_cast<Int64>(reinterpret_cast<intptr_t>(platform->id)));
+        case OpenCLPlatformInfo::NAME:
+            return Data::Of(platform->name);
+        case OpenCLPlatformInfo::PROFILE:
+            return Data::Of(platform->profile);
+        case OpenCLPlatformInfo::VERSION:
+            return Data::Of(platform->version);
+        case OpenCLPlatformInfo::VENDOR:
+            return Data::Of(platform->vendor);
+        case OpenCLPlatformInfo::EXTENSIONS:
+            return Data::Of(platform->extensions);
+        case OpenCLPlatformInfo::VERSION_NUMBER:
+            return Data::Of(platform->versionNumber);
+        default:
+            return Data();
+    }
+}
+
+Result<void> GetDevices(const Platform* platform, BaseArray<OpenCLDeviceRef>& devices) noexcept {
     devices.Reset();
-    Result<void> result = ListDevices(_platform, devices);
+    Result<void> result = ListDevices(platform->id, devices);
     if (!result.IsOk()) devices.Reset();
     return result;
 }
 
-Bool OpenCLPlatformImpl::HasExtension(const String& name) const {
-    return ContainsName(_extensions, name);
+Bool HasExtension(const Platform* platform, const String& name) noexcept {
+    return ContainsName(platform->extensions, name);
 }
 
-namespace {
-
 constexpr OpenCLPlatformInterface::Operations kOperations{
-    DeleteObject<OpenCLPlatformImpl>,
-    kOperation<&OpenCLPlatformImpl::GetInfo>,
-    kOperation<&OpenCLPlatformImpl::GetDevices>,
-    kOperation<&OpenCLPlatformImpl::HasExtension>,
+    .Destroy = DeleteObject<Platform>,
+    .GetInfo = GetInfo,
+    .GetDevices = GetDevices,
+    .HasExtension = HasExtension,
 };
 constinit InterfaceRecord g_implementation = ImplementInterface<OpenCLPlatformInterface>(
     "nuvra.OpenCLPlatformInterface", "OpenCLPlatformImpl", kOperations);

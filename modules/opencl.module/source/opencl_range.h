@@ -10,11 +10,13 @@ struct RangeLaunch {
     cl_kernel mainKernel;
     cl_kernel tailKernel;  ///< for what does not fill a work-group
     size_t groupSize;      ///< of the main kernel; 0 leaves it to the runtime
+    const size_t* limits;  ///< three entries, or null for no limits
+    size_t offset;
+    size_t count;
 
-    /// Runs `offset` to `offset + count - 1`; `limits` has three entries or is null. The first launch carries
-    /// the wait list; the first failing launch's code is the result. A range without launches waits for the
-    /// wait list.
-    cl_int Run(Enqueue& enqueue, const size_t* limits, size_t offset, size_t count) const;
+    /// Returns the code of the first failing launch. The first launch carries the wait list; a range without
+    /// launches waits for it.
+    cl_int Run(const EventArguments& events) const;
 };
 
 }  // namespace nuvra

@@ -22,13 +22,6 @@ protected:
     TestHost host;
 };
 
-template <auto Method>
-concept IsOperation = requires {
-    kOperation<Method>;
-};
-static_assert(IsOperation<&host::ClassTable::Add> && IsOperation<&host::Image::GetPrincipal>);
-static_assert(!IsOperation<&Class::size> && !IsOperation<&Registry::FindClass> && !IsOperation<nullptr>);
-
 class CounterRef : public VirtualRef<zoo::Counter> {
 public:
     using VirtualRef::VirtualRef;

@@ -70,8 +70,8 @@ Result<void> LoadOpenCLLibrary() {
 void FreeOpenCLLibrary() {
     DropTracer();
     if (g_library == nullptr) return;
-    const auto library = DllRef::Adopt(std::exchange(g_library, nullptr));
-    static_cast<void>(library.Invoke<&DllInterface::Operations::Free>());
+    const DllRef library(kAdoptCount, std::exchange(g_library, nullptr));
+    static_cast<void>(library.Free());
 }
 
 }  // namespace nuvra

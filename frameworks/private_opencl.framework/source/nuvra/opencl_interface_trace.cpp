@@ -84,7 +84,7 @@ cl_int GetCodeOfException() noexcept {
 }
 
 void DropTracer() {
-    OpenGLCLVKTracerRef::Adopt(std::exchange(g_tracer, nullptr));
+    OpenGLCLVKTracerRef(kAdoptCount, std::exchange(g_tracer, nullptr));
 }
 
 void ConnectTracer() {

@@ -10,7 +10,7 @@ namespace nuvra {
 namespace {
 
 /// Checksums bytes in a buffer, piece by piece.
-class OpenCLTaskCrc32C : public OpenCLTaskBase {
+class OpenCLTaskCrc32C : public OpenCLOneKernelTask {
 public:
     static constexpr const char* kKey = "crc32c";
     static constexpr const char* kClassId = "net.nuvra.opencl.task.crc32c";
@@ -20,12 +20,10 @@ public:
     /// `parameters` is a `Crc32cParameters`.
     Result<void> Execute(const OpenCLContextRef& context, const OpenCLCommandQueueRef& queue,
                          const void* parameters);
-    Result<void> FreeResources(const OpenCLContextRef& context);
 
 private:
-    OpenCLProgramRef _program;
-    OpenCLKernelRef _kernel;
-    OpenCLMemoryObjectRef _table;  ///< the cached buffer 0
+    enum CachedBuffer : Int { TABLE };
+    OpenCLMemoryObjectRef _table;
 };
 
 constexpr UInt32 kReflectedPolynomial = 0x82F63B78;
@@ -51,13 +49,11 @@ bool HoldsTables(cl_device_id device) {
 
 Result<void> OpenCLTaskCrc32C::Init(const OpenCLContextRef& context) {
     const BaseArray<cl_device_id>& devices = context.GetDevices();
-    const char* options = std::all_of(devices.begin(), devices.end(), HoldsTables)
-                              ? "-cl-fast-relaxed-math"
-                              : "-cl-fast-relaxed-math -D SMALL_LOCAL_MEMORY";
-    NUVRA_RETURN_IF_ERROR(BuildProgram(context, kKey, kCrc32cTaskSource, options, _program));
-    NUVRA_RETURN_IF_ERROR(CreateKernels(_program, {{"CalculateCRC", &_kernel}}));
-    NUVRA_ASSIGN_OR_RETURN(_table,
-                           GetCachedBuffer(context, sizeof(kTable), 0, const_cast<UInt32*>(kTable.data())));
+    const bool holdTables = std::all_of(devices.begin(), devices.end(), HoldsTables);
+    NUVRA_RETURN_IF_ERROR(MakeKernel(context, kKey, kCrc32cTaskSource, "CalculateCRC",
+                                     holdTables ? "" : " -D SMALL_LOCAL_MEMORY"));
+    NUVRA_ASSIGN_OR_RETURN(
+        _table, GetCachedBuffer(context, sizeof(kTable), TABLE, const_cast<UInt32*>(kTable.data())));
     return {};
 }
 
@@ -76,10 +72,6 @@ Result<void> OpenCLTaskCrc32C::Execute(const OpenCLContextRef&, const OpenCLComm
     NUVRA_RETURN_IF_ERROR(_kernel.SetArg(3, *record->crc));
     const size_t globalSize = 1;
     return queue.EnqueueNDRangeKernel(_kernel, 1, nullptr, &globalSize, nullptr);
-}
-
-Result<void> OpenCLTaskCrc32C::FreeResources(const OpenCLContextRef&) {
-    return ReleaseAll({&_kernel}, _program);
 }
 
 TaskRegistration<OpenCLTaskCrc32C> g_registration{"crc32c_task"};

@@ -22,8 +22,9 @@ public:
     Result<void> FreeResources(const OpenCLContextRef& context);
 
 private:
+    enum CachedBuffer : Int { COLUMN_WEIGHTS, COLUMN_INDICES, ROW_WEIGHTS, ROW_INDICES };
     struct Axis;
-    Result<void> MakeBuffers(const OpenCLContextRef& context, Axis& axis);
+    static Result<void> MakeBuffers(Turn& turn, Axis& axis);
     Result<void> Prepare(const OpenCLCommandQueueRef& queue, const Axis& axis);
 
     OpenCLProgramRef _program;
@@ -32,18 +33,18 @@ private:
     OpenCLKernelRef _prepareNegative;
 };
 
-/// One axis of a call: its geometry, its place in the buffer cache, and what `Prepare` makes for it.
+/// One axis of a call: its geometry, its cached buffers, and what `Prepare` writes to them.
 struct OpenCLTaskScaleBicubic::Axis {
     const ScaleGeometry::Axis& geometry;
-    Int weightIndex;
+    CachedBuffer weightBuffer;
+    CachedBuffer indexBuffer;
     Int32 taps;  ///< of a destination pixel
-    OpenCLMemoryObjectRef weights;
-    OpenCLMemoryObjectRef indices;
+    OpenCLMemoryObjectRef weights{};
+    OpenCLMemoryObjectRef indices{};
 };
 
 Result<void> OpenCLTaskScaleBicubic::Init(const OpenCLContextRef& context) {
-    NUVRA_RETURN_IF_ERROR(
-        BuildProgram(context, kKey, kImageScaleBicubicSource, "-cl-fast-relaxed-math", _program));
+    NUVRA_RETURN_IF_ERROR(BuildProgram(context, kKey, kImageScaleBicubicSource, kRelaxedMath, _program));
     return CreateKernels(_program, {{"ScaleBicubic", &_scale},
                                     {"PrepareBufferPositive", &_preparePositive},
                                     {"PrepareBufferNegative", &_prepareNegative}});
@@ -60,11 +61,11 @@ Result<Int32> CountTaps(const ScaleGeometry::Axis& axis, Int multiple) {
     return static_cast<Int32>(padded);
 }
 
-Result<void> OpenCLTaskScaleBicubic::MakeBuffers(const OpenCLContextRef& context, Axis& axis) {
+Result<void> OpenCLTaskScaleBicubic::MakeBuffers(Turn& turn, Axis& axis) {
     // All taps together are at most four source extents and eight destination ones: less than 2^37 bytes.
     const Int extent = axis.geometry.extent;
-    NUVRA_ASSIGN_OR_RETURN(axis.weights, GetCachedBuffer(context, extent * axis.taps * 4, axis.weightIndex));
-    NUVRA_ASSIGN_OR_RETURN(axis.indices, GetCachedBuffer(context, extent * 8, axis.weightIndex + 1));
+    NUVRA_ASSIGN_OR_RETURN(axis.weights, turn.GetBuffer(extent * axis.taps * 4, axis.weightBuffer));
+    NUVRA_ASSIGN_OR_RETURN(axis.indices, turn.GetBuffer(extent * 8, axis.indexBuffer));
     return {};
 }
 
@@ -97,11 +98,11 @@ Result<void> OpenCLTaskScaleBicubic::Execute(const OpenCLContextRef& context,
     // The columns' taps are read in groups of four.
     NUVRA_ASSIGN_OR_RETURN(const Int32 columnTaps, CountTaps(geometry.x, 4));
     NUVRA_ASSIGN_OR_RETURN(const Int32 rowTaps, CountTaps(geometry.y, 1));
-    NUVRA_RETURN_IF_ERROR(TakeTurn(queue));
-    Axis columns{geometry.x, 0, columnTaps, {}, {}};
-    Axis rows{geometry.y, 2, rowTaps, {}, {}};
-    NUVRA_RETURN_IF_ERROR(MakeBuffers(context, columns));
-    NUVRA_RETURN_IF_ERROR(MakeBuffers(context, rows));
+    Turn turn(*this, context, queue);
+    Axis columns{geometry.x, COLUMN_WEIGHTS, COLUMN_INDICES, columnTaps};
+    Axis rows{geometry.y, ROW_WEIGHTS, ROW_INDICES, rowTaps};
+    NUVRA_RETURN_IF_ERROR(MakeBuffers(turn, columns));
+    NUVRA_RETURN_IF_ERROR(MakeBuffers(turn, rows));
     NUVRA_RETURN_IF_ERROR(Prepare(queue, columns));
     NUVRA_RETURN_IF_ERROR(Prepare(queue, rows));
     NUVRA_RETURN_IF_ERROR(KeepOrder(queue));

@@ -2,16 +2,6 @@
 
 namespace nuvra {
 
-Result<void> OpenCLOneKernelTask::MakeKernel(const OpenCLContextRef& context, const char* taskName,
-                                             const char* source, const char* kernelName) {
-    NUVRA_RETURN_IF_ERROR(BuildProgram(context, taskName, source, "-cl-fast-relaxed-math", _program));
-    return CreateKernels(_program, {{kernelName, &_kernel}});
-}
-
-Result<void> OpenCLOneKernelTask::FreeResources(const OpenCLContextRef&) {
-    return ReleaseAll({&_kernel}, _program);
-}
-
 Result<void> CheckRectangle(const ImageSize& image, Int64 x, Int64 y, Int64 width, Int64 height) {
     const auto fits = [](Int64 start, Int64 length, Int64 limit) {
         return start >= 0 && length > 0 && limit <= INT32_MAX && length <= limit && start <= limit - length;

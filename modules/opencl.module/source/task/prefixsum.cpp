@@ -31,6 +31,8 @@ public:
     static Data QueryParameter(Int64 selector, const Data& value);
 
 private:
+    /// The last two are level 1's; each further level has the next pair.
+    enum CachedBuffer : Int { BLOCK_SUMS, MERGED_SUMS, LEVEL_INPUT = 3, LEVEL_SUMS };
     struct Level;
     struct Call;
 
@@ -61,8 +63,6 @@ private:
 constexpr UInt32 kChunkShift = 14;
 constexpr Int64 kChunk = Int64{1} << kChunkShift;
 constexpr Int64 kMaxCount = Int64{1} << 31;
-constexpr Int kBlockSumIndex = 0;
-constexpr Int kMergedSumIndex = 1;
 constexpr UInt32 kSmallestGroup = 64;
 constexpr UInt32 kLargestGroup = 4096;  // a block of four elements a work-item is then a whole chunk
 constexpr size_t kLocalBytes = 2 * sizeof(UInt32);  // of local memory a work-item of a scan
@@ -74,7 +74,7 @@ Result<UInt32> FindGroupSize(const OpenCLDeviceRef& device) {
     const auto* sizes = data.Find<BaseArray<Int64>>();
     if (sizes == nullptr || sizes->IsEmpty()) return OutOfMemoryError();
     const auto items = static_cast<UInt64>(std::max<Int64>((*sizes)[0], 0));
-    const OpenCLDeviceNumbers& numbers = device.Get()->GetNumbers();
+    const OpenCLDeviceNumbers& numbers = device.Get()->numbers;
     const UInt64 group = std::max<size_t>(numbers.maxWorkGroupSize, 1);
     const UInt64 scanned = numbers.localMemorySize / kLocalBytes;
     return static_cast<UInt32>(std::bit_floor(std::min({items, group, scanned, UInt64{kLargestGroup}})));
@@ -91,11 +91,10 @@ struct OpenCLTaskPrefixsum::Level {
 
 /// What one `Execute` works with.
 struct OpenCLTaskPrefixsum::Call {
-    const OpenCLContextRef& context;
-    const OpenCLCommandQueueRef& queue;
     const PrefixSumParameters& record;
-    OpenCLMemoryObjectRef blockSums;
-    Level levels[kMaxLevels];
+    Turn turn;
+    OpenCLMemoryObjectRef blockSums{};
+    Level levels[kMaxLevels]{};
     Int levelCount = 0;
 };
 
@@ -111,7 +110,7 @@ Result<void> OpenCLTaskPrefixsum::Init(const OpenCLContextRef& context) {
     if (devices.IsEmpty()) return OpenCLError(CL_DEVICE_NOT_FOUND);
     // A processor runs the work-items of a group in turn: steps with barriers cost it more than one adding
     // up.
-    const bool isSerial = (devices[0].Get()->GetNumbers().type & CL_DEVICE_TYPE_CPU) != 0;
+    const bool isSerial = (devices[0].Get()->numbers.type & CL_DEVICE_TYPE_CPU) != 0;
     // A device may grant a kernel of this many registers and this much local memory less than it promises in
     // general, which it tells of built kernels only, or by refusing to build them.
     Result<void> firstBuild;
@@ -182,16 +181,15 @@ Result<void> OpenCLTaskPrefixsum::Execute(const OpenCLContextRef& context, const
     if (padded > kMaxCount) return OpenCLError(CL_INVALID_BUFFER_SIZE);
     NUVRA_RETURN_IF_ERROR(CheckBuffer(record->input, padded * 4));
     NUVRA_RETURN_IF_ERROR(CheckBuffer(record->output, padded * (record->merge ? 8 : 4)));
-    NUVRA_RETURN_IF_ERROR(TakeTurn(queue));
 
-    Call call{context, queue, *record, {}, {}, 0};
+    Call call{*record, {*this, context, queue}};
     OpenCLMemoryObjectRef sums = *record->output;
     if (record->merge) {
-        NUVRA_ASSIGN_OR_RETURN(sums, GetCachedBuffer(context, padded * 4, kMergedSumIndex));
+        NUVRA_ASSIGN_OR_RETURN(sums, call.turn.GetBuffer(padded * 4, MERGED_SUMS));
     }
     const Int64 block = Int64{4} * _groupSize;
     const Int64 blocks = std::max({16777216 / block, kChunk, padded / block});
-    NUVRA_ASSIGN_OR_RETURN(call.blockSums, GetCachedBuffer(context, blocks * 4, kBlockSumIndex));
+    NUVRA_ASSIGN_OR_RETURN(call.blockSums, call.turn.GetBuffer(blocks * 4, BLOCK_SUMS));
 
     if (block >= record->count) {
         NUVRA_RETURN_IF_ERROR(ScanSmall(call, sums));
@@ -207,9 +205,9 @@ Result<void> OpenCLTaskPrefixsum::Execute(const OpenCLContextRef& context, const
 Result<void> OpenCLTaskPrefixsum::Launch(const Call& call, const OpenCLKernelRef& kernel, size_t globalSize,
                                          bool inGroups) const {
     const size_t localSize = _groupSize;
-    NUVRA_RETURN_IF_ERROR(
-        call.queue.EnqueueNDRangeKernel(kernel, 1, nullptr, &globalSize, inGroups ? &localSize : nullptr));
-    return KeepOrder(call.queue);
+    NUVRA_RETURN_IF_ERROR(call.turn.GetQueue().EnqueueNDRangeKernel(kernel, 1, nullptr, &globalSize,
+                                                                    inGroups ? &localSize : nullptr));
+    return KeepOrder(call.turn.GetQueue());
 }
 
 Result<void> OpenCLTaskPrefixsum::ScanBlocks(const Call& call, const Level& level, size_t globalSize) const {
@@ -243,11 +241,12 @@ Result<void> OpenCLTaskPrefixsum::MakeLevels(Call& call, const OpenCLMemoryObjec
         level.count = call.levels[k - 1].chunks;
         level.chunks = chunksOf(level.count);
         const Int size = std::max(level.count, kChunk) * 4;
-        NUVRA_ASSIGN_OR_RETURN(level.input, GetCachedBuffer(call.context, size, 2 * k + 1));
+        const Int pair = 2 * (k - 1);
+        NUVRA_ASSIGN_OR_RETURN(level.input, call.turn.GetBuffer(size, LEVEL_INPUT + pair));
         level.sums = level.input;
         // Several blocks are put together from their values, which a scan in place would have overwritten.
         if (level.count >= Int64{4} * _groupSize) {
-            NUVRA_ASSIGN_OR_RETURN(level.sums, GetCachedBuffer(call.context, size, 2 * k + 2));
+            NUVRA_ASSIGN_OR_RETURN(level.sums, call.turn.GetBuffer(size, LEVEL_SUMS + pair));
         }
     }
     return {};
@@ -314,10 +313,13 @@ Result<void> OpenCLTaskPrefixsum::ReadTotal(const Call& call) {
     const auto last = static_cast<size_t>(record.count - 1);
     UInt32 parts[2] = {};
     if (record.merge) {
-        NUVRA_RETURN_IF_ERROR(call.queue.EnqueueReadBuffer(*record.output, true, last * 8, 8, parts));
+        NUVRA_RETURN_IF_ERROR(
+            call.turn.GetQueue().EnqueueReadBuffer(*record.output, true, last * 8, 8, parts));
     } else {
-        NUVRA_RETURN_IF_ERROR(call.queue.EnqueueReadBuffer(*record.output, true, last * 4, 4, &parts[0]));
-        NUVRA_RETURN_IF_ERROR(call.queue.EnqueueReadBuffer(*record.input, true, last * 4, 4, &parts[1]));
+        NUVRA_RETURN_IF_ERROR(
+            call.turn.GetQueue().EnqueueReadBuffer(*record.output, true, last * 4, 4, &parts[0]));
+        NUVRA_RETURN_IF_ERROR(
+            call.turn.GetQueue().EnqueueReadBuffer(*record.input, true, last * 4, 4, &parts[1]));
     }
     *record.total = parts[0] + parts[1];
     return {};

@@ -1,5 +1,7 @@
 #include "task/task_base.h"
 
+#include <cstdio>
+
 #include "nuvra/diagnostic.h"
 #include "nuvra/open_cl.h"
 #include "opencl_commandqueue.h"
@@ -20,8 +22,8 @@ String GetDeviceName(cl_device_id id) {
 
 void OpenCLTaskBase::Begin(const OpenCLContextRef& context) {
     _isInitialized = false;
-    _context = context ? context.Get()->GetHandle() : nullptr;
-    static_cast<void>(ReleaseCachedBuffers());
+    _context = context ? context.Get()->handle.Get() : nullptr;
+    ReleaseCachedBuffers();
 }
 
 Data OpenCLTaskBase::QueryParameter(Int64, const Data&) {
@@ -32,7 +34,7 @@ Result<OpenCLMemoryObjectRef> OpenCLTaskBase::GetCachedBuffer(const OpenCLContex
                                                               Int index, void* hostData) {
     if (index < 0 || index == INT64_MAX) return OpenCLError(CL_INVALID_VALUE);
     if (!context) return NullPointerError();
-    if (context.Get()->GetHandle() != _context) return OpenCLError(CL_INVALID_CONTEXT);
+    if (context.Get()->handle.Get() != _context) return OpenCLError(CL_INVALID_CONTEXT);
     if (index >= _cachedBuffers.GetCount()) NUVRA_RETURN_IF_ERROR(_cachedBuffers.Resize(index + 1));
     CachedBuffer& cached = _cachedBuffers[index];
     if (size <= cached.capacity) return cached.buffer;
@@ -47,18 +49,24 @@ Result<OpenCLMemoryObjectRef> OpenCLTaskBase::GetCachedBuffer(const OpenCLContex
     return cached.buffer;
 }
 
-Result<void> OpenCLTaskBase::ReleaseCachedBuffers() {
+void OpenCLTaskBase::ReleaseCachedBuffers() {
     for (const CachedBuffer& cached : _cachedBuffers)
         if (cached.buffer) static_cast<void>(cached.buffer.Release());
     _cachedBuffers.Reset();
-    return {};
 }
 
 Result<void> OpenCLTaskBase::TakeTurn(const OpenCLCommandQueueRef& queue) {
     if (!queue) return NullPointerError();
     const OpenCLCommandQueueRef latest = std::exchange(_latestQueue, queue);
     if (!latest || (latest == queue && !queue.Get()->IsOutOfOrder())) return {};
-    return latest.Finish().IsOk() ? Result<void>() : ReleaseCachedBuffers();
+    if (!latest.Finish().IsOk()) ReleaseCachedBuffers();
+    return {};
+}
+
+Result<OpenCLMemoryObjectRef> OpenCLTaskBase::Turn::GetBuffer(Int size, Int index) {
+    if (!_isTaken) NUVRA_RETURN_IF_ERROR(_task.TakeTurn(_queue));
+    _isTaken = true;
+    return _task.GetCachedBuffer(_context, size, index);
 }
 
 Result<void> OpenCLTaskBase::KeepOrder(const OpenCLCommandQueueRef& queue) {
@@ -106,14 +114,28 @@ Result<void> OpenCLTaskBase::ReleaseAll(std::initializer_list<OpenCLKernelRef*> 
     if (program) static_cast<void>(program.Release());
     _isInitialized = false;
     _latestQueue = nullptr;
-    return ReleaseCachedBuffers();
+    ReleaseCachedBuffers();
+    return {};
+}
+
+Result<void> OpenCLOneKernelTask::MakeKernel(const OpenCLContextRef& context, const char* taskName,
+                                             const char* source, const char* kernelName,
+                                             const char* definitions) {
+    char options[64];
+    std::snprintf(options, sizeof(options), "%s%s", kRelaxedMath, definitions);
+    NUVRA_RETURN_IF_ERROR(BuildProgram(context, taskName, source, options, _program));
+    return CreateKernels(_program, {{kernelName, &_kernel}});
+}
+
+Result<void> OpenCLOneKernelTask::FreeResources(const OpenCLContextRef&) {
+    return ReleaseAll({&_kernel}, _program);
 }
 
 Result<void> OpenCLTaskBase::CheckMemory(const OpenCLMemoryObjectRef* memory, MemoryOrigin::Kind kind) const {
     if (memory == nullptr) return OpenCLError(CL_INVALID_VALUE);
-    if (!*memory || memory->Get()->GetHandle() == nullptr || memory->Get()->GetOrigin().kind != kind)
+    if (!*memory || !memory->Get()->handle || memory->Get()->origin.kind != kind)
         return OpenCLError(CL_INVALID_MEM_OBJECT);
-    if (memory->Get()->GetOrigin().context != _context) return OpenCLError(CL_INVALID_CONTEXT);
+    if (memory->Get()->origin.context != _context) return OpenCLError(CL_INVALID_CONTEXT);
     return {};
 }
 
@@ -126,7 +148,7 @@ Result<void> OpenCLTaskBase::CheckBuffer(const OpenCLMemoryObjectRef* buffer, In
 
 Result<ImageSize> OpenCLTaskBase::CheckImage(const OpenCLMemoryObjectRef* image) const {
     NUVRA_RETURN_IF_ERROR(CheckMemory(image, MemoryOrigin::Kind::IMAGE_2D));
-    const MemoryOrigin& origin = image->Get()->GetOrigin();
+    const MemoryOrigin& origin = image->Get()->origin;
     if (origin.width > 0)
         return ImageSize{static_cast<Int64>(origin.width), static_cast<Int64>(origin.height)};
     const Data width = image->GetImageInfo(OpenCLImageInfo::WIDTH);

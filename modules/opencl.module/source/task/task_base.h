@@ -36,15 +36,10 @@ public:
     /// The default answer: nothing.
     static Data QueryParameter(Int64 selector, const Data& value);
 
-    /// A buffer of at least `size` bytes that is kept under `index`. A buffer that is large enough comes back
-    /// with its contents; a larger one replaces it and starts with `hostData`, which may be null.
-    /// CL_INVALID_VALUE for a negative index, CL_INVALID_CONTEXT for a context that is not the task's.
-    Result<OpenCLMemoryObjectRef> GetCachedBuffer(const OpenCLContextRef& context, Int size, Int index,
-                                                  void* hostData = nullptr);
-    /// Releases and forgets the cached buffers; always succeeds.
-    Result<void> ReleaseCachedBuffers();
-
 protected:
+    /// The build options of most tasks.
+    static constexpr const char* kRelaxedMath = "-cl-fast-relaxed-math";
+
     struct NamedKernel {
         const char* name;
         OpenCLKernelRef* kernel;
@@ -66,12 +61,35 @@ protected:
     /// what is missing is skipped.
     Result<void> ReleaseAll(std::initializer_list<OpenCLKernelRef*> kernels, const OpenCLProgramRef& program);
 
-    /// For a task whose calls share buffers: lets what an earlier call enqueued on another queue, or on one
-    /// that does not keep the order, finish first. Where that queue has been released, nothing can be waited
-    /// for, so the cached buffers are given up; the runtime keeps them until the work is done.
-    Result<void> TakeTurn(const OpenCLCommandQueueRef& queue);
-    /// Between two launches of which the second needs the first: waits on a queue that does not keep the
-    /// order.
+    /// A buffer of at least `size` bytes under `index`. A buffer that is large enough comes back with its
+    /// contents; a larger one replaces it and starts with `hostData`, which may be null. CL_INVALID_VALUE for
+    /// a negative index, CL_INVALID_CONTEXT for a context that is not the task's. For contents that no call
+    /// changes; buffers that calls write come from a `Turn`.
+    Result<OpenCLMemoryObjectRef> GetCachedBuffer(const OpenCLContextRef& context, Int size, Int index,
+                                                  void* hostData = nullptr);
+
+    /// One call's use of the cached buffers, which the calls of a task share. The first buffer makes them
+    /// safe to reuse: it waits for the previous call if that went to another or an out-of-order queue. If
+    /// that queue is already released, it drops the buffers instead (the runtime keeps them alive until its
+    /// work ends).
+    class Turn {
+    public:
+        Turn(OpenCLTaskBase& task, const OpenCLContextRef& context, const OpenCLCommandQueueRef& queue)
+            : _task(task), _context(context), _queue(queue) {}
+        Turn(const Turn&) = delete;
+        Turn& operator=(const Turn&) = delete;
+
+        const OpenCLCommandQueueRef& GetQueue() const { return _queue; }
+        /// The null-pointer error for an empty queue; the rest is as for `GetCachedBuffer`.
+        Result<OpenCLMemoryObjectRef> GetBuffer(Int size, Int index);
+
+    private:
+        OpenCLTaskBase& _task;
+        const OpenCLContextRef& _context;
+        const OpenCLCommandQueueRef& _queue;
+        bool _isTaken = false;
+    };
+    /// Between two launches of which the second needs the first: finishes an out-of-order queue.
     static Result<void> KeepOrder(const OpenCLCommandQueueRef& queue);
 
     /// The parameter record of an `Execute`: CL_INVALID_VALUE when it is null or of another version,
@@ -84,17 +102,19 @@ protected:
         return record;
     }
 
-    // Runtimes do not look at a record's memory, and a kernel that leaves it damages the process.
+    // Runtimes do not check a kernel's accesses: one beyond the record's memory damages the process.
 
     /// CL_INVALID_VALUE for a null pointer, CL_INVALID_MEM_OBJECT for memory that is empty, released or no
     /// buffer, CL_INVALID_CONTEXT for another context's, CL_INVALID_BUFFER_SIZE for less than `size` bytes.
     Result<void> CheckBuffer(const OpenCLMemoryObjectRef* buffer, Int64 size) const;
-    /// The size of a 2D image; the same errors. Asks the runtime for that of OpenGL's alone.
+    /// The size of a 2D image; the same errors. Queries the runtime only for an image of OpenGL's.
     Result<ImageSize> CheckImage(const OpenCLMemoryObjectRef* image) const;
 
 private:
     /// Forgets what an earlier `Init`, perhaps for another context, has made.
     void Begin(const OpenCLContextRef& context);
+    void ReleaseCachedBuffers();
+    Result<void> TakeTurn(const OpenCLCommandQueueRef& queue);
     Result<void> CheckMemory(const OpenCLMemoryObjectRef* memory, MemoryOrigin::Kind kind) const;
 
     struct CachedBuffer {
@@ -103,25 +123,43 @@ private:
     };
     BaseArray<CachedBuffer> _cachedBuffers;
     OpenCLCommandQueueRef _latestQueue;  ///< of the latest call that took a turn
-    cl_context _context = nullptr;       ///< of the latest `Init`, for comparing alone
+    cl_context _context = nullptr;       ///< of the latest `Init`; only compared
     bool _isInitialized = false;
+};
+
+/// A task of one kernel.
+class OpenCLOneKernelTask : public OpenCLTaskBase {
+public:
+    Result<void> FreeResources(const OpenCLContextRef& context);
+
+protected:
+    /// Builds the source with `kRelaxedMath`, followed by `definitions`, and creates the kernel.
+    Result<void> MakeKernel(const OpenCLContextRef& context, const char* taskName, const char* source,
+                            const char* kernelName, const char* definitions = "");
+
+    OpenCLProgramRef _program;
+    OpenCLKernelRef _kernel;
 };
 
 /// The operations of a task class as an object's component has them.
 template <class Task>
 inline constexpr OpenCLTaskInterface::Operations kTaskOperations{
-    nullptr,
-    [](void* task, const OpenCLContextRef& context) {
-        return OpenCLTaskBase::Initialize(*static_cast<Task*>(task), context);
-    },
-    [](void* task, const OpenCLContextRef& context, const OpenCLCommandQueueRef& queue,
-       const void* parameters) { return static_cast<Task*>(task)->Execute(context, queue, parameters); },
-    [](void* task, const OpenCLContextRef& context) {
-        return static_cast<Task*>(task)->FreeResources(context);
-    },
-    [](void* task, Int64 selector, const Data& value) {
-        return static_cast<Task*>(task)->QueryParameter(selector, value);
-    },
+    .Reserved = nullptr,
+    .Init =
+        [](void* task, const OpenCLContextRef& context) {
+            return OpenCLTaskBase::Initialize(*static_cast<Task*>(task), context);
+        },
+    .Execute =
+        [](void* task, const OpenCLContextRef& context, const OpenCLCommandQueueRef& queue,
+           const void* parameters) { return static_cast<Task*>(task)->Execute(context, queue, parameters); },
+    .FreeResources =
+        [](void* task, const OpenCLContextRef& context) {
+            return static_cast<Task*>(task)->FreeResources(context);
+        },
+    .QueryParameter =
+        [](void* task, Int64 selector, const Data& value) {
+            return static_cast<Task*>(task)->QueryParameter(selector, value);
+        },
 };
 
 /// Registers a task: its component, its class and its entry among the task classes. A static of the task's
@@ -144,10 +182,10 @@ private:
         return id;
     }();
     static constexpr ComponentOperations kComponentOperations{
-        [](void* data) { new (data) Task; },
-        [](void* data) { static_cast<Task*>(data)->~Task(); },
-        nullptr,
-        nullptr,
+        .construct = [](void* data) { new (data) Task; },
+        .destroy = [](void* data) { static_cast<Task*>(data)->~Task(); },
+        .copy = nullptr,
+        .describe = nullptr,
     };
     static constexpr ComponentInterface kInterface{OpenCLTaskInterface::kId, &kTaskOperations<Task>,
                                                    kOperationCount<OpenCLTaskInterface>};

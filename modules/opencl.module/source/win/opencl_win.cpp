@@ -75,8 +75,8 @@ Result<cl_platform_id> FindPlatform(const BaseArray<OpenCLPlatformRef>& platform
     return cl_platform_id{};
 }
 
-/// EXTENSION_NOT_SUPPORTED where no device of the platform can share. A loader of several runtimes gives an
-/// address of its own for the extension's function and may die in the runtime that lacks it.
+/// EXTENSION_NOT_SUPPORTED where no device of the platform can share. An ICD loader returns an address of its
+/// own for the extension's function, which may crash in a runtime that lacks it.
 Result<void> CheckSharing(cl_platform_id platform) {
     BaseArray<OpenCLDeviceRef> devices;
     NUVRA_RETURN_IF_ERROR(ListDevices(platform, devices));
@@ -110,7 +110,7 @@ Result<size_t> ListSharingDevices(const SharingProperties& properties,
     NUVRA_RETURN_IF_ERROR(CheckCode(CallAt<entry::clGetGLContextInfoKHR>(
         reinterpret_cast<clGetGLContextInfoKHR_fn>(address), SharingDevicesListed{devices, &size},
         properties.list, CL_DEVICES_FOR_GL_CONTEXT_KHR, sizeof(devices), devices, &size)));
-    // A runtime may claim more than it was given room for.
+    // A runtime may report more than the buffer holds.
     const size_t count = std::min(size / sizeof(cl_device_id), kMostDevices);
     if (count == 0) return OpenCLError(OpenCLErrorCode::NO_MATCHING_DEVICE);
     return count;
@@ -125,9 +125,9 @@ bool IsGpu(cl_device_id device) {
 /// Gives the context the GPUs among the devices, or all of them where none is one.
 Result<void> AddDevices(OpenCLContextImpl& context, const cl_device_id* devices, size_t count) {
     for (size_t i = 0; i < count; i++)
-        if (IsGpu(devices[i])) NUVRA_RETURN_IF_ERROR(context.AddDevice(devices[i]));
-    if (!context.GetDevices().IsEmpty()) return {};
-    for (size_t i = 0; i < count; i++) NUVRA_RETURN_IF_ERROR(context.AddDevice(devices[i]));
+        if (IsGpu(devices[i])) NUVRA_RETURN_IF_ERROR(context.devices.Append(devices[i]));
+    if (!context.devices.IsEmpty()) return {};
+    for (size_t i = 0; i < count; i++) NUVRA_RETURN_IF_ERROR(context.devices.Append(devices[i]));
     return {};
 }
 
@@ -158,8 +158,8 @@ Result<OpenCLContextRef> OpenGLSharedContextForDevices(const OpenGLContextRef& g
     NUVRA_ASSIGN_OR_RETURN(OpenCLContextRef context, OpenCLContextImpl::Create({}));
     for (const OpenCLDeviceRef& device : devices) {
         const Result<cl_device_id> id = GetDeviceId(device);
-        // One without an id is for the runtime to refuse.
-        NUVRA_RETURN_IF_ERROR(context.Get()->AddDevice(id.GetValue()));
+        // The runtime refuses the null id of a device that has none.
+        NUVRA_RETURN_IF_ERROR(context.Get()->devices.Append(id.GetValue()));
     }
     NUVRA_RETURN_IF_ERROR(context.Get()->Open(properties.list));
     return context;
