@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "nuvra/host/program.h"
 #include "nuvra/host/tracing.h"
 #include "nuvra/registry.h"
 
@@ -44,6 +45,8 @@ public:
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
 
+    /// Adds the program that calls the other modules; it must outlive the host.
+    Result<void> AddProgram(Program& program);
     /// Adds the modules that are linked into the program itself; `name` is for messages, null for "the
     /// program".
     Result<void> AddModules(ModuleRecord* modules, const char* name);
