@@ -3,19 +3,10 @@
 #include <stdexcept>
 
 namespace nuvra::bench {
-namespace {
 
-constexpr Id kDependencies[] = {"net.nuvra.core.framework", "net.nuvra.opencl.framework"};
-constinit ModuleRecord* g_modules = nullptr;
-}  // namespace
-
-constinit ModuleRecord g_module{"net.nuvra.opencl.benchmark", 0, kDependencies};
-
-namespace {
-
-const ModuleRegistration g_registration{g_modules, g_module, {}};
-
-}  // namespace
+constinit host::Program g_program{"net.nuvra.opencl.benchmark",
+                                  "the benchmark",
+                                  {"net.nuvra.core.framework", "net.nuvra.opencl.framework"}};
 
 void Check(const ErrorRef& error) {
     if (error) throw std::runtime_error(error.GetMessage().GetChars());
@@ -32,7 +23,7 @@ Framework::Framework(const std::filesystem::path& runtime, const std::filesystem
                      std::shared_ptr<host::Tracing> tracing)
     : _host(UseRuntime(runtime, std::move(tracing))) {
     Check(_host.LoadModules(module));
-    Check(_host.AddModules(g_modules, "the benchmark"));
+    Check(_host.AddProgram(g_program));
     Check(_host.Start());
 }
 

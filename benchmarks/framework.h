@@ -8,8 +8,7 @@
 
 namespace nuvra::bench {
 
-/// This program as a module, a caller of the others.
-extern ModuleRecord g_module;
+extern host::Program g_program;
 
 /// Throws `std::runtime_error` with the error's text, if there is an error.
 void Check(const ErrorRef& error);

@@ -86,7 +86,7 @@ constinit InterfaceRecord g_records[] = {
                                                   kTracerOperations),
     ImplementInterface<OpenGLCLTrace>("net.nuvra.benchmark.trace", "RecorderTrace", kTraceOperations),
 };
-SourceUnit g_unit{g_module, "recording", {&g_records[0], &g_records[1]}};
+SourceUnit g_unit{g_program, "recording", {&g_records[0], &g_records[1]}};
 
 }  // namespace
 

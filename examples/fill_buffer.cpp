@@ -15,11 +15,10 @@ namespace {
 
 using namespace nuvra;
 
-// The program is a module as well: through its records the host fills the interfaces that it uses.
-constexpr Id kDependencies[] = {"net.nuvra.core.framework", "net.nuvra.opencl.framework"};
-constinit ModuleRecord* g_modules = nullptr;
-constinit ModuleRecord g_module{"net.nuvra.opencl.example", 0, kDependencies};
-const ModuleRegistration g_registration{g_modules, g_module, {}};
+// Through this the host fills the interfaces that the program uses.
+constinit host::Program g_program{"net.nuvra.example.fill_buffer",
+                                  "fill_buffer",
+                                  {"net.nuvra.core.framework", "net.nuvra.opencl.framework"}};
 
 Result<void> FillBuffer() {
     std::vector<UChar> bytes(1000003);
@@ -47,8 +46,8 @@ Result<void> FillBuffer() {
 }
 
 Result<void> Run(host::Host& host, const char* module) {
+    NUVRA_RETURN_IF_ERROR(host.AddProgram(g_program));
     NUVRA_RETURN_IF_ERROR(host.LoadModules(module));
-    NUVRA_RETURN_IF_ERROR(host.AddModules(g_modules, "the example"));
     NUVRA_RETURN_IF_ERROR(host.Start());
     return FillBuffer();
 }

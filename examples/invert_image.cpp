@@ -12,11 +12,10 @@ namespace {
 
 using namespace nuvra;
 
-// The program is a module as well: through its records the host fills the interfaces that it uses.
-constexpr Id kDependencies[] = {"net.nuvra.core.framework", "net.nuvra.opencl.framework"};
-constinit ModuleRecord* g_modules = nullptr;
-constinit ModuleRecord g_module{"net.nuvra.example.invert_image", 0, kDependencies};
-const ModuleRegistration g_registration{g_modules, g_module, {}};
+// Through this the host fills the interfaces that the program uses.
+constinit host::Program g_program{"net.nuvra.example.invert_image",
+                                  "invert_image",
+                                  {"net.nuvra.core.framework", "net.nuvra.opencl.framework"}};
 
 Result<void> InvertPixel(UChar (&rgba)[4]) {
     NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, FindFirstDevice());
@@ -43,7 +42,7 @@ Result<void> InvertPixel(UChar (&rgba)[4]) {
 }
 
 Result<void> Run(host::Host& host, const char* module) {
-    NUVRA_RETURN_IF_ERROR(host.AddModules(g_modules, "invert_image"));
+    NUVRA_RETURN_IF_ERROR(host.AddProgram(g_program));
     NUVRA_RETURN_IF_ERROR(host.LoadModules(module));
     NUVRA_RETURN_IF_ERROR(host.Start());
     UChar rgba[4] = {255, 0, 128, 200};

@@ -12,11 +12,10 @@ namespace {
 
 using namespace nuvra;
 
-// The program is a module as well: through its records the host fills the interfaces that it uses.
-constexpr Id kDependencies[] = {"net.nuvra.core.framework", "net.nuvra.opencl.framework"};
-constinit ModuleRecord* g_modules = nullptr;
-constinit ModuleRecord g_module{"net.nuvra.example.list_devices", 0, kDependencies};
-const ModuleRegistration g_registration{g_modules, g_module, {}};
+// Through this the host fills the interfaces that the program uses.
+constinit host::Program g_program{"net.nuvra.example.list_devices",
+                                  "list_devices",
+                                  {"net.nuvra.core.framework", "net.nuvra.opencl.framework"}};
 
 Result<void> Print(const OpenCLDeviceRef& device, UInt32 which) {
     NUVRA_ASSIGN_OR_RETURN(const Data info, device.GetInfo(which));
@@ -45,7 +44,7 @@ Result<void> ListDevices() {
 }
 
 Result<void> Run(host::Host& host, const char* module) {
-    NUVRA_RETURN_IF_ERROR(host.AddModules(g_modules, "list_devices"));
+    NUVRA_RETURN_IF_ERROR(host.AddProgram(g_program));
     NUVRA_RETURN_IF_ERROR(host.LoadModules(module));
     NUVRA_RETURN_IF_ERROR(host.Start());
     return ListDevices();

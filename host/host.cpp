@@ -16,6 +16,10 @@ Host::~Host() {
     Framework::Get().Close();
 }
 
+Result<void> Host::AddProgram(Program& program) {
+    return AddModules(program.GetModules(), program.name);
+}
+
 Result<void> Host::AddModules(ModuleRecord* modules, const char* name) {
     return WithoutExceptions([&] {
         Framework::Get().TakeDownKept();

@@ -5,11 +5,11 @@
 #include <new>
 #include <sstream>
 
-#include "command.h"
-#include "failure.h"
-#include "system.h"
-#include "tracing_options.h"
-#include "unknown_word.h"
+#include "console/command.h"
+#include "console/failure.h"
+#include "console/tracing_options.h"
+#include "console/unknown_word.h"
+#include "system/system.h"
 
 namespace nuvra::app {
 

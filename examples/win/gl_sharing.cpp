@@ -17,14 +17,13 @@ using namespace nuvra;
 
 constexpr int kSide = 256;  // pixels of the texture
 
-// The program is a module as well, which supplies the OpenGL context object.
-constexpr Id kDependencies[] = {"net.nuvra.core.framework", "net.nuvra.opencl.framework"};
-constinit ModuleRecord* g_modules = nullptr;
-constinit ModuleRecord g_module{"net.nuvra.example.gl_sharing", 0, kDependencies};
-const ModuleRegistration g_registration{g_modules, g_module, {}};
+// Through this the host fills the interfaces that the program uses. It also supplies
+// the OpenGL context object.
+constinit host::Program g_program{
+    "net.nuvra.example.gl_sharing", "gl_sharing", {"net.nuvra.core.framework", "net.nuvra.opencl.framework"}};
 constinit InterfaceRecord g_openGLContext = ImplementInterface<OpenGLContextInterface>(
     "net.nuvra.example.gl_context", "OpenGLContextImpl", kOpenGLContextOperations);
-SourceUnit g_unit{g_module, "gl_sharing", {&g_openGLContext}};
+SourceUnit g_unit{g_program, "gl_sharing", {&g_openGLContext}};
 
 struct Textures {
     UInt32 source;
@@ -103,7 +102,7 @@ int CountInverted(const Rgba& drawn) {
 }
 
 Result<void> Run(host::Host& host, GLWindow& window, const char* module) {
-    NUVRA_RETURN_IF_ERROR(host.AddModules(g_modules, "gl_sharing"));
+    NUVRA_RETURN_IF_ERROR(host.AddProgram(g_program));
     NUVRA_RETURN_IF_ERROR(host.LoadModules(module));
     NUVRA_RETURN_IF_ERROR(host.Start());
     const Rgba pattern = MakePattern();

@@ -9,16 +9,9 @@ extern "C" const char* __asan_default_options() {              // NOLINT(bugpron
 
 namespace nuvra::test {
 
-namespace {
-constexpr Id kDependencies[] = {"net.nuvra.core.framework"};
-constinit ModuleRecord* g_modules = nullptr;
-}  // namespace
-
-constinit ModuleRecord g_program{"test.program", 0, kDependencies};
+constinit host::Program g_program{"test.program", "the test program", {"net.nuvra.core.framework"}};
 
 namespace {
-
-const ModuleRegistration g_registration(g_modules, g_program, {});
 
 host::Options MakeOptions(TestHost& owner, std::map<std::string, std::string> redirects,
                           std::shared_ptr<host::Tracing> tracing) {
@@ -36,7 +29,7 @@ TestHost::TestHost(std::map<std::string, std::string> redirects, std::shared_ptr
     : host(MakeOptions(*this, std::move(redirects), std::move(tracing))) {}
 
 Result<void> TestHost::Start(const Texts& libraries) {
-    NUVRA_RETURN_IF_ERROR(host.AddModules(g_modules, "the test program"));
+    NUVRA_RETURN_IF_ERROR(host.AddProgram(g_program));
     for (const std::string& library : libraries) NUVRA_RETURN_IF_ERROR(host.LoadModules(library));
     return host.Start();
 }

@@ -13,8 +13,8 @@ namespace nuvra::test {
 
 using Texts = std::vector<std::string>;
 
-/// The module of a test program; its source units join it, so that a test can implement interfaces.
-extern ModuleRecord g_program;
+/// Source units join it, so that a test can implement interfaces.
+extern host::Program g_program;
 
 /// Counts the allocations of a host and makes some fail.
 class AllocationGate {

@@ -3,10 +3,10 @@
 #include <functional>
 #include <numbers>
 
-#include "command.h"
-#include "failure.h"
-#include "picture.h"
-#include "values.h"
+#include "console/command.h"
+#include "console/failure.h"
+#include "console/values.h"
+#include "pictures/picture.h"
 
 namespace nuvra::app {
 

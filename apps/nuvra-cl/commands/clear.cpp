@@ -2,11 +2,12 @@
 #include <optional>
 #include <vector>
 
-#include "failure.h"
-#include "output_file.h"
-#include "progress.h"
-#include "session.h"
-#include "values.h"
+#include "console/command.h"
+#include "console/failure.h"
+#include "console/output_file.h"
+#include "console/progress.h"
+#include "console/values.h"
+#include "device/session.h"
 
 namespace nuvra::app {
 
@@ -29,7 +30,7 @@ public:
     void Run(Environment& environment) override;
 
 private:
-    void Clear(const Gpu& gpu, Int64 bufferSize, OutputFile& out, std::FILE* terminal) const;
+    void Clear(const Device& device, Int64 bufferSize, OutputFile& out, std::FILE* terminal) const;
 
     std::string _out;
     Int64 _size = 0;
@@ -62,18 +63,18 @@ void ClearCommand::Run(Environment& environment) {
         throw WrongArguments("--size " + std::to_string(_size) + " is more than the buffer's " +
                              std::to_string(bufferSize) + " bytes");
     Session session(environment);
-    const Gpu gpu = session.OpenDevice();
+    const Device device = session.OpenDevice();
     OutputFile out(_out, OutputFile::Access::SEQUENTIAL);
-    Clear(gpu, bufferSize, out, environment.terminal);
+    Clear(device, bufferSize, out, environment.terminal);
     out.Commit();
 }
 
-void ClearCommand::Clear(const Gpu& gpu, Int64 bufferSize, OutputFile& out, std::FILE* terminal) const {
-    const OpenCLMemoryObjectRef buffer =
-        gpu.Check(gpu.context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE, static_cast<UInt64>(bufferSize)),
-                  "make a buffer of " + std::to_string(bufferSize) + " bytes");
+void ClearCommand::Clear(const Device& device, Int64 bufferSize, OutputFile& out, std::FILE* terminal) const {
+    const OpenCLMemoryObjectRef buffer = device.Check(
+        device.context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE, static_cast<UInt64>(bufferSize)),
+        "make a buffer of " + std::to_string(bufferSize) + " bytes");
     std::vector<unsigned char> piece = MakePattern(std::min(bufferSize, kPiece));
-    Progress progress(terminal, "clearing on " + gpu.name, 2 * bufferSize);
+    Progress progress(terminal, "clearing on " + device.name, 2 * bufferSize);
     const auto forEachPiece = [&](const auto& transfer) {
         for (Int64 offset = 0; offset < bufferSize; offset += kPiece) {
             const Int64 size = std::min(bufferSize - offset, kPiece);
@@ -82,15 +83,17 @@ void ClearCommand::Clear(const Gpu& gpu, Int64 bufferSize, OutputFile& out, std:
         }
     };
     forEachPiece([&](size_t offset, size_t size) {
-        gpu.Check(gpu.queue.EnqueueWriteBuffer(buffer, true, offset, size, piece.data()), "fill the buffer");
+        device.Check(device.queue.EnqueueWriteBuffer(buffer, true, offset, size, piece.data()),
+                     "fill the buffer");
     });
     ClearMemParameters parameters;
     parameters.buffer = &buffer;
     parameters.size = _size;
     parameters.value = static_cast<UChar>(_value);
-    gpu.Run(gpu.GetTask(kTask), kTask, &parameters);
+    device.Run(device.GetTask(kTask), kTask, &parameters);
     forEachPiece([&](size_t offset, size_t size) {
-        gpu.Check(gpu.queue.EnqueueReadBuffer(buffer, true, offset, size, piece.data()), "read the buffer");
+        device.Check(device.queue.EnqueueReadBuffer(buffer, true, offset, size, piece.data()),
+                     "read the buffer");
         out.Write(piece.data(), size);
     });
 }

@@ -2,13 +2,14 @@
 #include <cinttypes>
 #include <vector>
 
-#include "checksum_list.h"
-#include "failure.h"
+#include "commands/checksum_list.h"
+#include "console/command.h"
+#include "console/failure.h"
+#include "console/progress.h"
+#include "console/values.h"
+#include "device/session.h"
 #include "nuvra/host/file_name.h"
-#include "progress.h"
-#include "session.h"
-#include "system.h"
-#include "values.h"
+#include "system/system.h"
 
 namespace nuvra::app {
 
@@ -28,14 +29,14 @@ using Stream = std::unique_ptr<std::FILE, StreamCloser>;
 /// Checksums streams on a device, piece by piece through one buffer.
 class Checksummer {
 public:
-    Checksummer(const Gpu& gpu, Int64 piece)
-        : _gpu(gpu),
-          _task(gpu.GetTask(kTask)),
+    Checksummer(const Device& device, Int64 piece)
+        : _device(device),
+          _task(device.GetTask(kTask)),
           _bytes(static_cast<size_t>(piece)),
-          _data(gpu.Check(gpu.context.CreateBuffer(OpenCLMemoryFlags::READ_ONLY, _bytes.size()),
-                          "make a buffer of " + std::to_string(piece) + " bytes")),
-          _crc(gpu.Check(gpu.context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE, sizeof(UInt32)),
-                         "make a buffer")) {}
+          _data(device.Check(device.context.CreateBuffer(OpenCLMemoryFlags::READ_ONLY, _bytes.size()),
+                             "make a buffer of " + std::to_string(piece) + " bytes")),
+          _crc(device.Check(device.context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE, sizeof(UInt32)),
+                            "make a buffer")) {}
 
     /// The checksum of what the stream holds. Throws a `Failure` that names it.
     UInt32 Run(std::FILE* stream, const std::string& name, Progress& progress) {
@@ -50,23 +51,25 @@ public:
             if (size < _bytes.size()) break;
         }
         UInt32 value = 0;
-        _gpu.Check(_gpu.queue.EnqueueReadBuffer(_crc, true, 0, sizeof(value), &value), "read the checksum");
+        _device.Check(_device.queue.EnqueueReadBuffer(_crc, true, 0, sizeof(value), &value),
+                      "read the checksum");
         return ~value;
     }
 
 private:
     void Add(size_t size, bool isFirst) {
         if (size > 0)
-            _gpu.Check(_gpu.queue.EnqueueWriteBuffer(_data, true, 0, size, _bytes.data()), "fill the buffer");
+            _device.Check(_device.queue.EnqueueWriteBuffer(_data, true, 0, size, _bytes.data()),
+                          "fill the buffer");
         Crc32cParameters parameters;
         parameters.data = &_data;
         parameters.crc = &_crc;
         parameters.size = static_cast<Int32>(size);
         parameters.start = isFirst;
-        _gpu.Run(_task, kTask, &parameters);
+        _device.Run(_task, kTask, &parameters);
     }
 
-    const Gpu& _gpu;
+    const Device& _device;
     OpenCLTaskRef _task;
     std::vector<unsigned char> _bytes;
     OpenCLMemoryObjectRef _data;
@@ -101,8 +104,8 @@ public:
 
     void Run(Environment& environment) override {
         Session session(environment);
-        const Gpu gpu = session.OpenDevice();
-        Checksummer checksummer(gpu, _piece);
+        const Device device = session.OpenDevice();
+        Checksummer checksummer(device, _piece);
         int failures = 0;
         for (const std::string& name : _names)
             Try(failures, [&] {

@@ -1,8 +1,9 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
-#include "failure.h"
-#include "session.h"
+#include "console/command.h"
+#include "console/failure.h"
+#include "device/session.h"
 
 namespace nuvra::app {
 

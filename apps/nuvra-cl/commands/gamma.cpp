@@ -1,6 +1,7 @@
 #include <cmath>
 
-#include "picture_options.h"
+#include "commands/picture_command.h"
+#include "console/failure.h"
 
 namespace nuvra::app {
 
@@ -8,10 +9,12 @@ namespace {
 
 constexpr const char* kTask = "image.gamma";
 
-class GammaCommand : public Command {
+class GammaCommand : public PictureCommand {
 public:
+    GammaCommand() : PictureCommand(kTask) {}
+
     void AddOptions(CLI::App& app) override {
-        _options.AddTo(app);
+        PictureCommand::AddOptions(app);
         app.add_option("--gamma", _gamma, "The power that each colour value is raised to")
             ->type_name("G")
             ->check(CLI::Number.description(""))
@@ -20,19 +23,21 @@ public:
 
     void Run(Environment& environment) override {
         if (!std::isfinite(_gamma)) throw WrongArguments("--gamma needs a finite number");
-        _options.Run(environment, kTask, [this](const Gpu& gpu, const OpenCLTaskRef& task, const Tile& tile) {
-            GammaImageParameters parameters;
-            parameters.source = &tile.source;
-            parameters.destination = &tile.destination;
-            parameters.width = tile.width;
-            parameters.height = tile.height;
-            parameters.gamma = _gamma;
-            gpu.Run(task, kTask, &parameters);
-        });
+        PictureCommand::Run(environment);
+    }
+
+protected:
+    void Execute(const Tile& tile) const override {
+        GammaImageParameters parameters;
+        parameters.source = &tile.source;
+        parameters.destination = &tile.destination;
+        parameters.width = tile.width;
+        parameters.height = tile.height;
+        parameters.gamma = _gamma;
+        tile.device.Run(tile.task, kTask, &parameters);
     }
 
 private:
-    PictureOptions _options;
     double _gamma = 1;
 };
 

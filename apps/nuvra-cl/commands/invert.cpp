@@ -1,7 +1,4 @@
-#include "picture.h"
-#include "picture_options.h"
-#include "session.h"
-#include "tiles.h"
+#include "commands/picture_command.h"
 
 namespace nuvra::app {
 
@@ -9,23 +6,19 @@ namespace {
 
 constexpr const char* kTask = "image.invert";
 
-class InvertCommand : public Command {
+class InvertCommand : public PictureCommand {
 public:
-    void AddOptions(CLI::App& app) override { _options.AddTo(app); }
+    InvertCommand() : PictureCommand(kTask) {}
 
-    void Run(Environment& environment) override {
-        _options.Run(environment, kTask, [](const Gpu& gpu, const OpenCLTaskRef& task, const Tile& tile) {
-            InvertImageParameters parameters;
-            parameters.source = &tile.source;
-            parameters.destination = &tile.destination;
-            parameters.width = tile.width;
-            parameters.height = tile.height;
-            gpu.Run(task, kTask, &parameters);
-        });
+protected:
+    void Execute(const Tile& tile) const override {
+        InvertImageParameters parameters;
+        parameters.source = &tile.source;
+        parameters.destination = &tile.destination;
+        parameters.width = tile.width;
+        parameters.height = tile.height;
+        tile.device.Run(tile.task, kTask, &parameters);
     }
-
-private:
-    PictureOptions _options;
 };
 
 }  // namespace

@@ -3,11 +3,12 @@
 #include <cinttypes>
 #include <vector>
 
-#include "failure.h"
+#include "console/command.h"
+#include "console/failure.h"
+#include "console/output_file.h"
+#include "device/session.h"
 #include "nuvra/host/file_name.h"
-#include "output_file.h"
-#include "session.h"
-#include "system.h"
+#include "system/system.h"
 
 namespace nuvra::app {
 
@@ -52,9 +53,9 @@ public:
         std::vector<UInt32> words = ReadWords(_in);
         const size_t count = words.size();
         Session session(environment);
-        const Gpu gpu = session.OpenDevice();
-        const OpenCLTaskRef task = gpu.GetTask(kTask);
-        const Data asked = gpu.Check(Data::Of(static_cast<Int64>(count)), "count the values");
+        const Device device = session.OpenDevice();
+        const OpenCLTaskRef task = device.GetTask(kTask);
+        const Data asked = device.Check(Data::Of(static_cast<Int64>(count)), "count the values");
         const Data padded = task.QueryParameter(0, asked);
         const Int64* paddedCount = padded.Find<Int64>();
         if (paddedCount == nullptr)
@@ -62,14 +63,14 @@ public:
 
         const size_t width = _pairs ? 2 : 1;
         const auto create = [&](size_t elements, const char* what) {
-            return gpu.Check(
-                gpu.context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE, elements * sizeof(UInt32)),
+            return device.Check(
+                device.context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE, elements * sizeof(UInt32)),
                 "make a buffer for " + std::to_string(elements) + " " + what);
         };
         const OpenCLMemoryObjectRef input = create(static_cast<size_t>(*paddedCount), "values");
         const OpenCLMemoryObjectRef output = create(static_cast<size_t>(*paddedCount) * width, "sums");
-        gpu.Check(gpu.queue.EnqueueWriteBuffer(input, true, 0, count * sizeof(UInt32), words.data()),
-                  "send the values");
+        device.Check(device.queue.EnqueueWriteBuffer(input, true, 0, count * sizeof(UInt32), words.data()),
+                     "send the values");
         UInt32 total = 0;
         PrefixSumParameters parameters;
         parameters.input = &input;
@@ -78,10 +79,11 @@ public:
         parameters.count = static_cast<Int64>(count);
         parameters.merge = _pairs;
         parameters.total = &total;
-        gpu.Run(task, kTask, &parameters);
+        device.Run(task, kTask, &parameters);
         words.resize(count * width);
-        gpu.Check(gpu.queue.EnqueueReadBuffer(output, true, 0, words.size() * sizeof(UInt32), words.data()),
-                  "get the sums back");
+        device.Check(
+            device.queue.EnqueueReadBuffer(output, true, 0, words.size() * sizeof(UInt32), words.data()),
+            "get the sums back");
 
         OutputFile out(_out, OutputFile::Access::SEQUENTIAL);
         out.Write(words.data(), words.size() * sizeof(UInt32));

@@ -1,11 +1,16 @@
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <optional>
 
-#include "pixel_transfer.h"
-#include "progress.h"
-#include "scale_plan.h"
-#include "tiles.h"
+#include "console/command.h"
+#include "console/failure.h"
+#include "console/progress.h"
+#include "console/values.h"
+#include "device/pixel_transfer.h"
+#include "device/tiles.h"
+#include "pictures/picture.h"
+#include "pictures/scale_plan.h"
 
 namespace nuvra::app {
 
@@ -111,83 +116,120 @@ Rectangle ScaleCommand::ChooseDestination(const Extent& size, bool& mirrorX, boo
     return destination;
 }
 
-/// The pieces of both axes, each at most as large as images of the device.
-class Plan {
-public:
-    Plan(const Picture& in, const Rectangle& source, const Rectangle& destination, bool mirrorX, bool mirrorY)
-        : extra{source.x + source.width < in.GetWidth(), source.y + source.height < in.GetHeight()},
-          _source(source),
-          _destination(destination),
-          _mirrorX(mirrorX),
-          _mirrorY(mirrorY) {}
-
-    bool Make(Int64 limit) {
-        const auto x = PlanScale(_source.width, _destination.width, _mirrorX, limit, extra.width);
-        const auto y = PlanScale(_source.height, _destination.height, _mirrorY, limit, extra.height);
-        if (!x || !y) return false;
-        columns = *x;
-        rows = *y;
-        return true;
-    }
-
-    std::vector<ScalePiece> columns;
-    std::vector<ScalePiece> rows;
-    /// What is sent behind each piece: rounding may take the last position one pixel further, which the
-    /// picture may have.
-    Extent extra;
-
-private:
-    Rectangle _source;
-    Rectangle _destination;
-    bool _mirrorX;
-    bool _mirrorY;
+/// What is to be done; the rectangles have positive sides.
+struct Scaling {
+    const Picture& in;
+    Picture& out;
+    Rectangle source;
+    Rectangle destination;
+    bool mirrorX;
+    bool mirrorY;
 };
 
-/// Scales one pair of pieces and puts its core into OUT.
+/// Scales a rectangle of IN to one of OUT, piece by piece.
 class Scaler {
 public:
-    Scaler(const Gpu& gpu, const std::string& filter, const Picture& in, Picture& out)
-        : _gpu(gpu),
-          _key("image.scale" + filter),
-          _task(gpu.GetTask(_key.c_str())),
-          _in(in),
-          _out(out),
-          _send(gpu, in),
-          _fetch(gpu, out) {}
-
-    void Run(const Rectangle& source, const Rectangle& destination, const ScalePiece& column,
-             const ScalePiece& row, const Extent& extra, bool mirrorX, bool mirrorY) {
-        const Rectangle sent{source.x + column.source, source.y + row.source,
-                             column.sourceExtent + extra.width, row.sourceExtent + extra.height};
-        const OpenCLMemoryObjectRef from =
-            MakeImage(_gpu, *_in.type, OpenCLMemoryFlags::READ_ONLY, {sent.width, sent.height});
-        const OpenCLMemoryObjectRef to =
-            MakeImage(_gpu, *_in.type, OpenCLMemoryFlags::WRITE_ONLY, {column.extent, row.extent});
-        _send.Send(_in, sent, from);
-        ScaleParameters parameters;
-        parameters.source = &from;
-        parameters.destination = &to;
-        parameters.srcWidth = column.sourceExtent;
-        parameters.srcHeight = row.sourceExtent;
-        parameters.dstX = mirrorX ? column.extent - 1 : 0;
-        parameters.dstY = mirrorY ? row.extent - 1 : 0;
-        parameters.dstWidth = mirrorX ? -column.extent : column.extent;
-        parameters.dstHeight = mirrorY ? -row.extent : row.extent;
-        _gpu.Run(_task, _key.c_str(), &parameters);
-        _fetch.Fetch(to, column.coreBegin - column.destination, row.coreBegin - row.destination, _out,
-                     {destination.x + column.coreBegin, destination.y + row.coreBegin,
-                      column.coreEnd - column.coreBegin, row.coreEnd - row.coreBegin});
+    Scaler(const Device& device, const std::string& filter, const Scaling& scaling)
+        : _device(device), _key("image.scale" + filter), _scaling(scaling), _images(device) {
+        const Rectangle& source = scaling.source;
+        _extra = {source.x + source.width < scaling.in.GetWidth() ? 1 : 0,
+                  source.y + source.height < scaling.in.GetHeight() ? 1 : 0};
     }
 
+    /// Cuts both axes into pieces of at most `tile` pixels, or fewer where the device has no such images.
+    void Plan(Int64 tile);
+    void Run(std::FILE* terminal);
+
 private:
-    const Gpu& _gpu;
-    std::string _key;
-    OpenCLTaskRef _task;
-    const Picture& _in;
-    Picture& _out;
-    PixelTransfer _send;
-    PixelTransfer _fetch;
+    std::vector<ScalePiece> PlanAxis(Int64 source, Int64 destination, bool isMirrored, Int64 limit,
+                                     Int64 extra) const;
+    TilePlan PlanImages(const Extent& source, const Extent& destination) const {
+        return {{_scaling.in.type,
+                 OpenCLMemoryFlags::READ_ONLY,
+                 {source.width + _extra.width, source.height + _extra.height}},
+                {_scaling.in.type, OpenCLMemoryFlags::WRITE_ONLY, destination}};
+    }
+    void RunPiece(const OpenCLTaskRef& task, const ScalePiece& column, const ScalePiece& row,
+                  PixelTransfer& send, PixelTransfer& fetch);
+
+    const Device& _device;
+    const std::string _key;
+    const Scaling& _scaling;
+    TileImages _images;
+    /// What is sent behind each piece: rounding may take the last position one pixel further, which the
+    /// picture may have.
+    Extent _extra;
+    std::vector<ScalePiece> _columns;
+    std::vector<ScalePiece> _rows;
 };
+
+std::vector<ScalePiece> Scaler::PlanAxis(Int64 source, Int64 destination, bool isMirrored, Int64 limit,
+                                         Int64 extra) const {
+    auto pieces = PlanScale(source, destination, isMirrored, limit, extra);
+    if (pieces) return *std::move(pieces);
+    throw Failure("cannot scale " + DescribeSize(_scaling.source.width, _scaling.source.height) +
+                  " pixels to " + DescribeSize(_scaling.destination.width, _scaling.destination.height) +
+                  " on " + Quote(_device.name) + ": its images have sides of at most " +
+                  std::to_string(limit) + ", and pieces would not fit together exactly");
+}
+
+void Scaler::Plan(Int64 tile) {
+    const Rectangle& source = _scaling.source;
+    const Rectangle& destination = _scaling.destination;
+    // Devices have sides of powers of two: from one of these on, halving arrives at the device's own.
+    const auto ceil = [tile](Int64 from, Int64 to) {
+        return std::min(tile, static_cast<Int64>(std::bit_ceil(static_cast<UInt64>(std::max(from, to)))));
+    };
+    const Extent wanted{ceil(source.width + _extra.width, destination.width),
+                        ceil(source.height + _extra.height, destination.height)};
+    _images.Fit(wanted, [&](const Extent& limit) {
+        _columns = PlanAxis(source.width, destination.width, _scaling.mirrorX, limit.width, _extra.width);
+        _rows = PlanAxis(source.height, destination.height, _scaling.mirrorY, limit.height, _extra.height);
+        const auto longest = [](const std::vector<ScalePiece>& pieces, Int64 ScalePiece::*extent) {
+            return std::ranges::max(pieces, {}, extent).*extent;
+        };
+        return PlanImages(
+            {longest(_columns, &ScalePiece::sourceExtent), longest(_rows, &ScalePiece::sourceExtent)},
+            {longest(_columns, &ScalePiece::extent), longest(_rows, &ScalePiece::extent)});
+    });
+}
+
+void Scaler::Run(std::FILE* terminal) {
+    const OpenCLTaskRef task = _device.GetTask(_key.c_str());
+    PixelTransfer send(_device, _scaling.in);
+    PixelTransfer fetch(_device, _scaling.out);
+    Progress progress(terminal, "scaling on " + _device.name,
+                      static_cast<Int64>(_columns.size() * _rows.size()));
+    for (const ScalePiece& row : _rows) {
+        for (const ScalePiece& column : _columns) {
+            RunPiece(task, column, row, send, fetch);
+            progress.Advance(1);
+        }
+    }
+}
+
+void Scaler::RunPiece(const OpenCLTaskRef& task, const ScalePiece& column, const ScalePiece& row,
+                      PixelTransfer& send, PixelTransfer& fetch) {
+    const auto& [in, out, source, destination, mirrorX, mirrorY] = _scaling;
+    _images.Make(PlanImages({column.sourceExtent, row.sourceExtent}, {column.extent, row.extent}));
+    send.Send(in,
+              {source.x + column.source, source.y + row.source, column.sourceExtent + _extra.width,
+               row.sourceExtent + _extra.height},
+              _images[0]);
+    ScaleParameters parameters;
+    parameters.source = &_images[0];
+    parameters.destination = &_images[1];
+    parameters.srcWidth = column.sourceExtent;
+    parameters.srcHeight = row.sourceExtent;
+    parameters.dstX = mirrorX ? column.extent - 1 : 0;
+    parameters.dstY = mirrorY ? row.extent - 1 : 0;
+    parameters.dstWidth = mirrorX ? -column.extent : column.extent;
+    parameters.dstHeight = mirrorY ? -row.extent : row.extent;
+    _device.Run(task, _key.c_str(), &parameters);
+    fetch.Fetch(_images[1], column.coreBegin - column.destination, row.coreBegin - row.destination, out,
+                {destination.x + column.coreBegin, destination.y + row.coreBegin,
+                 column.coreEnd - column.coreBegin, row.coreEnd - row.coreBegin});
+}
 
 void ScaleCommand::Run(Environment& environment) {
     const Picture in = ReadPicture(_in, _limit, environment);
@@ -202,23 +244,11 @@ void ScaleCommand::Run(Environment& environment) {
     std::fill_n(out.samples.get(), static_cast<size_t>(size.width * size.height) * out.GetPixelBytes(), 0);
     {
         Session session(environment);
-        const Gpu gpu = session.OpenDevice();
-        const Int64 limit = std::min(_tile, FindImageLimit(gpu, *in.type));
-        Plan plan(in, source, destination, mirrorX, mirrorY);
-        if (!plan.Make(limit))
-            throw Failure("cannot scale " + DescribeSize(source.width, source.height) + " pixels to " +
-                          DescribeSize(destination.width, destination.height) + " on " + Quote(gpu.name) +
-                          ": its images have sides of at most " + std::to_string(limit) +
-                          ", and pieces would not fit together exactly");
-        Scaler scaler(gpu, _filter, in, out);
-        Progress progress(environment.terminal, "scaling on " + gpu.name,
-                          static_cast<Int64>(plan.columns.size() * plan.rows.size()));
-        for (const ScalePiece& row : plan.rows) {
-            for (const ScalePiece& column : plan.columns) {
-                scaler.Run(source, destination, column, row, plan.extra, mirrorX, mirrorY);
-                progress.Advance(1);
-            }
-        }
+        const Device device = session.OpenDevice();
+        const Scaling scaling{in, out, source, destination, mirrorX, mirrorY};
+        Scaler scaler(device, _filter, scaling);
+        scaler.Plan(_tile);
+        scaler.Run(environment.terminal);
     }
     WritePicture(_out, out, environment);
 }

@@ -1,3 +1,4 @@
+#include "console/command.h"
 #include "selftest/check.h"
 
 namespace nuvra::app {
@@ -16,20 +17,20 @@ public:
     bool PrintsResult() const override { return true; }
     void Run(Environment& environment) override {
         Session session(environment);
-        const Gpu gpu = session.OpenDevice();
-        std::printf("%s\n", gpu.name.c_str());
+        const Device device = session.OpenDevice();
+        std::printf("%s\n", device.name.c_str());
         int wrong = 0;
-        for (const SelfCheck& check : kSelfChecks) wrong += Check(gpu, check) ? 0 : 1;
+        for (const SelfCheck& check : kSelfChecks) wrong += Check(device, check) ? 0 : 1;
         if (wrong > 0)
             throw Failure(std::to_string(wrong) + " of the tasks failed or gave wrong results on " +
-                          Quote(gpu.name));
+                          Quote(device.name));
     }
 
 private:
     /// Prints one task's line; false when the task is wrong or cannot be run.
-    static bool Check(const Gpu& gpu, const SelfCheck& check) {
+    static bool Check(const Device& device, const SelfCheck& check) {
         try {
-            const SelfCheckOutcome outcome = check.run(gpu);
+            const SelfCheckOutcome outcome = check.run(device);
             // A value that is no number is wrong too.
             const bool isRight = outcome.error <= outcome.bound;
             std::printf("%-20s %-6s largest error %-8.2g (allowed %-6.2g) %10.1f %s\n", check.task,

@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <cmath>
 
-#include "command.h"
-#include "failure.h"
+#include "console/command.h"
+#include "console/failure.h"
 #include "nuvra/host/file_name.h"
-#include "sheet_drawing.h"
+#include "pictures/sheet_drawing.h"
 
 namespace nuvra::app {
 

@@ -1,7 +1,11 @@
 #include <algorithm>
 
-#include "pixel_transfer.h"
-#include "progress.h"
+#include "console/command.h"
+#include "console/failure.h"
+#include "console/progress.h"
+#include "device/pixel_transfer.h"
+#include "device/tiles.h"
+#include "pictures/picture.h"
 
 namespace nuvra::app {
 
@@ -44,39 +48,44 @@ public:
 private:
     /// Puts both pictures into `out`, piece by piece. The task halves the columns of both, so each piece
     /// gives one to either half of the result; an odd width makes the right half the wider one.
-    void Compose(const Gpu& gpu, const Picture& left, const Picture& right, Picture& out,
+    void Compose(const Device& device, const Picture& left, const Picture& right, Picture& out,
                  std::FILE* terminal) const {
-        const OpenCLTaskRef task = gpu.GetTask(kTask);
-        const Int64 limit = std::min(_tile, FindImageLimit(gpu, *left.type));
-        const Int64 evenLimit = std::max<Int64>(limit / 2 * 2, 2);
-        PixelTransfer leftTransfer(gpu, left);
-        PixelTransfer rightTransfer(gpu, right);
-        Progress progress(terminal, "working on " + gpu.name, left.GetWidth() * left.GetHeight());
-        for (Int64 y = 0; y < left.GetHeight(); y += limit) {
-            for (Int64 x = 0; x < left.GetWidth(); x += evenLimit) {
-                const Rectangle piece{x, y, std::min(evenLimit, left.GetWidth() - x),
-                                      std::min(limit, left.GetHeight() - y)};
-                // As large as the piece: the task takes the image's last column twice where it lacks one.
-                const Extent size{piece.width, piece.height};
-                const auto first = MakeImage(gpu, *left.type, OpenCLMemoryFlags::READ_ONLY, size);
-                const auto second = MakeImage(gpu, *right.type, OpenCLMemoryFlags::READ_ONLY, size);
-                const auto result = MakeImage(gpu, *left.type, OpenCLMemoryFlags::WRITE_ONLY, size);
-                leftTransfer.Send(left, piece, first);
-                rightTransfer.Send(right, piece, second);
-                StereoSbsParameters parameters;
-                parameters.first = &first;
-                parameters.second = &second;
-                parameters.destination = &result;
-                parameters.width = piece.width;
-                parameters.height = piece.height;
-                gpu.Run(task, kTask, &parameters);
-                const Int64 half = piece.width / 2;
-                if (half > 0) leftTransfer.Fetch(result, 0, 0, out, {x / 2, y, half, piece.height});
-                leftTransfer.Fetch(result, half, 0, out,
-                                   {left.GetWidth() / 2 + x / 2, y, piece.width - half, piece.height});
-                progress.Advance(piece.width * piece.height);
-            }
-        }
+        const OpenCLTaskRef task = device.GetTask(kTask);
+        PixelTransfer leftTransfer(device, left);
+        PixelTransfer rightTransfer(device, right);
+        TileImages images(device);
+        const auto planTile = [&](const Extent& size) {
+            // As large as the tile: the task takes the image's last column twice where it lacks one.
+            return TilePlan{{left.type, OpenCLMemoryFlags::READ_ONLY, size},
+                            {right.type, OpenCLMemoryFlags::READ_ONLY, size},
+                            {left.type, OpenCLMemoryFlags::WRITE_ONLY, size}};
+        };
+        const auto makeEven = [](Int64 width) { return std::max<Int64>(width / 2 * 2, 2); };
+        const Rectangle whole{0, 0, left.GetWidth(), left.GetHeight()};
+        const Extent wanted{std::min(makeEven(whole.width + 1), _tile), std::min(whole.height, _tile)};
+        Extent size = images.Fit(wanted, [&](const Extent& limit) {
+            return planTile({std::min(makeEven(limit.width), whole.width), limit.height});
+        });
+        size.width = makeEven(size.width);
+        Progress progress(terminal, "working on " + device.name, whole.width * whole.height);
+        ForEachTile(whole, size, [&](const Rectangle& piece) {
+            images.Make(planTile({piece.width, piece.height}));
+            leftTransfer.Send(left, piece, images[0]);
+            rightTransfer.Send(right, piece, images[1]);
+            StereoSbsParameters parameters;
+            parameters.first = &images[0];
+            parameters.second = &images[1];
+            parameters.destination = &images[2];
+            parameters.width = piece.width;
+            parameters.height = piece.height;
+            device.Run(task, kTask, &parameters);
+            const Int64 half = piece.width / 2;
+            const Int64 x = piece.x / 2;
+            if (half > 0) leftTransfer.Fetch(images[2], 0, 0, out, {x, piece.y, half, piece.height});
+            leftTransfer.Fetch(images[2], half, 0, out,
+                               {whole.width / 2 + x, piece.y, piece.width - half, piece.height});
+            progress.Advance(piece.width * piece.height);
+        });
     }
 
     std::string _left;

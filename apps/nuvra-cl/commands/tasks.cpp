@@ -1,6 +1,7 @@
 #include <cstdio>
 
-#include "session.h"
+#include "console/command.h"
+#include "device/session.h"
 
 namespace nuvra::app {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "session.h"
+#include "device/session.h"
 
 /// Each task against its definition, in plain C++, on one device.
 namespace nuvra::app {
@@ -14,17 +14,17 @@ struct SelfCheckOutcome {
 
 struct SelfCheck {
     const char* task;
-    SelfCheckOutcome (*run)(const Gpu& gpu);
+    SelfCheckOutcome (*run)(const Device& device);
 };
 
-SelfCheckOutcome CheckClearMemory(const Gpu& gpu);
-SelfCheckOutcome CheckCrc32c(const Gpu& gpu);
-SelfCheckOutcome CheckPrefixSum(const Gpu& gpu);
-SelfCheckOutcome CheckInvert(const Gpu& gpu);
-SelfCheckOutcome CheckGamma(const Gpu& gpu);
-SelfCheckOutcome CheckScaleNearest(const Gpu& gpu);
-SelfCheckOutcome CheckScaleBicubic(const Gpu& gpu);
-SelfCheckOutcome CheckStereo(const Gpu& gpu);
+SelfCheckOutcome CheckClearMemory(const Device& device);
+SelfCheckOutcome CheckCrc32c(const Device& device);
+SelfCheckOutcome CheckPrefixSum(const Device& device);
+SelfCheckOutcome CheckInvert(const Device& device);
+SelfCheckOutcome CheckGamma(const Device& device);
+SelfCheckOutcome CheckScaleNearest(const Device& device);
+SelfCheckOutcome CheckScaleBicubic(const Device& device);
+SelfCheckOutcome CheckStereo(const Device& device);
 
 inline constexpr SelfCheck kSelfChecks[] = {
     {"clearmem", CheckClearMemory},
@@ -38,6 +38,6 @@ inline constexpr SelfCheck kSelfChecks[] = {
 };
 
 /// How many `units` a second the task does: it is run once to have its kernels compiled, then once timed.
-double MeasureSpeed(const Gpu& gpu, const char* task, const void* parameters, double units);
+double MeasureSpeed(const Device& device, const char* task, const void* parameters, double units);
 
 }  // namespace nuvra::app

@@ -6,13 +6,13 @@
 
 namespace nuvra::app {
 
-double MeasureSpeed(const Gpu& gpu, const char* task, const void* parameters, double units) {
-    const OpenCLTaskRef built = gpu.GetTask(task);
+double MeasureSpeed(const Device& device, const char* task, const void* parameters, double units) {
+    const OpenCLTaskRef built = device.GetTask(task);
     std::chrono::duration<double> seconds{};
     for (int round = 0; round < 2; round++) {
         const auto start = std::chrono::steady_clock::now();
-        gpu.Run(built, task, parameters);
-        gpu.Check(gpu.queue.Finish(), "finish the task " + Quote(task));
+        device.Run(built, task, parameters);
+        device.Check(device.queue.Finish(), "finish the task " + Quote(task));
         seconds = std::chrono::steady_clock::now() - start;
     }
     return units / seconds.count();
@@ -21,17 +21,17 @@ double MeasureSpeed(const Gpu& gpu, const char* task, const void* parameters, do
 namespace {
 
 template <class T>
-OpenCLMemoryObjectRef MakeBuffer(const Gpu& gpu, std::vector<T>& values) {
-    return gpu.Check(
-        gpu.context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE | OpenCLMemoryFlags::COPY_HOST_PTR,
-                                 values.size() * sizeof(T), values.data()),
+OpenCLMemoryObjectRef MakeBuffer(const Device& device, std::vector<T>& values) {
+    return device.Check(
+        device.context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE | OpenCLMemoryFlags::COPY_HOST_PTR,
+                                    values.size() * sizeof(T), values.data()),
         "make a buffer");
 }
 
 template <class T>
-void ReadBuffer(const Gpu& gpu, const OpenCLMemoryObjectRef& buffer, std::vector<T>& values) {
-    gpu.Check(gpu.queue.EnqueueReadBuffer(buffer, true, 0, values.size() * sizeof(T), values.data()),
-              "read a buffer");
+void ReadBuffer(const Device& device, const OpenCLMemoryObjectRef& buffer, std::vector<T>& values) {
+    device.Check(device.queue.EnqueueReadBuffer(buffer, true, 0, values.size() * sizeof(T), values.data()),
+                 "read a buffer");
 }
 
 template <class T>
@@ -54,47 +54,47 @@ double Compare(const std::vector<T>& values, const std::vector<T>& expected) {
 
 }  // namespace
 
-SelfCheckOutcome CheckClearMemory(const Gpu& gpu) {
+SelfCheckOutcome CheckClearMemory(const Device& device) {
     constexpr size_t kSize = (size_t{16} << 20) + 7;
     constexpr size_t kKept = 9;
     std::vector<UChar> bytes = MakeRandom<UChar>(kSize + kKept);
-    const OpenCLMemoryObjectRef buffer = MakeBuffer(gpu, bytes);
+    const OpenCLMemoryObjectRef buffer = MakeBuffer(device, bytes);
     const ClearMemParameters parameters{1, &buffer, kSize, 0xA5};
-    const double speed = MeasureSpeed(gpu, "clearmem", &parameters, kSize / 1e6);
+    const double speed = MeasureSpeed(device, "clearmem", &parameters, kSize / 1e6);
     std::vector<UChar> expected = bytes;
     std::fill_n(expected.begin(), kSize, UChar{0xA5});
-    ReadBuffer(gpu, buffer, bytes);
+    ReadBuffer(device, buffer, bytes);
     return {Compare(bytes, expected), 0, speed, "MB/s"};
 }
 
-SelfCheckOutcome CheckCrc32c(const Gpu& gpu) {
+SelfCheckOutcome CheckCrc32c(const Device& device) {
     std::vector<UChar> bytes = MakeRandom<UChar>((size_t{4} << 20) - 3);
     std::vector<UInt32> crc(1);
-    const OpenCLMemoryObjectRef data = MakeBuffer(gpu, bytes);
-    const OpenCLMemoryObjectRef result = MakeBuffer(gpu, crc);
+    const OpenCLMemoryObjectRef data = MakeBuffer(device, bytes);
+    const OpenCLMemoryObjectRef result = MakeBuffer(device, crc);
     const Crc32cParameters parameters{1, &data, &result, static_cast<Int32>(bytes.size()), true};
-    const double speed = MeasureSpeed(gpu, "crc32c", &parameters, static_cast<double>(bytes.size()) / 1e6);
+    const double speed = MeasureSpeed(device, "crc32c", &parameters, static_cast<double>(bytes.size()) / 1e6);
     UInt32 expected = 0xFFFFFFFF;
     for (const UChar byte : bytes) {
         expected ^= byte;
         for (int bit = 0; bit < 8; bit++)
             expected = (expected >> 1) ^ ((expected & 1) != 0 ? 0x82F63B78U : 0);
     }
-    ReadBuffer(gpu, result, crc);
+    ReadBuffer(device, result, crc);
     return {Compare(crc, {expected}), 0, speed, "MB/s"};
 }
 
-SelfCheckOutcome CheckPrefixSum(const Gpu& gpu) {
+SelfCheckOutcome CheckPrefixSum(const Device& device) {
     constexpr size_t kCount = (size_t{1} << 21) - 5;
     constexpr size_t kPadded = size_t{1} << 21;
     std::vector<UInt32> values = MakeRandom<UInt32>(kPadded);
     std::vector<UInt32> sums(kPadded);
-    const OpenCLMemoryObjectRef input = MakeBuffer(gpu, values);
-    const OpenCLMemoryObjectRef output = MakeBuffer(gpu, sums);
+    const OpenCLMemoryObjectRef input = MakeBuffer(device, values);
+    const OpenCLMemoryObjectRef output = MakeBuffer(device, sums);
     const PrefixSumParameters parameters{1, &input, &output, kPadded, kCount, false, nullptr};
-    const double speed = MeasureSpeed(gpu, "prefixsum", &parameters, kCount / 1e6);
+    const double speed = MeasureSpeed(device, "prefixsum", &parameters, kCount / 1e6);
     sums.resize(kCount);
-    ReadBuffer(gpu, output, sums);
+    ReadBuffer(device, output, sums);
     std::vector<UInt32> expected(kCount);
     for (size_t i = 1; i < kCount; i++) expected[i] = expected[i - 1] + values[i - 1];
     return {Compare(sums, expected), 0, speed, "million values/s"};

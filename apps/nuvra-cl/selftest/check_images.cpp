@@ -4,7 +4,7 @@
 #include <random>
 #include <vector>
 
-#include "pixel_transfer.h"
+#include "device/pixel_transfer.h"
 #include "selftest/check.h"
 
 namespace nuvra::app {
@@ -47,32 +47,34 @@ using Reference = std::function<Expected(Int64 x, Int64 y, size_t channel)>;
 
 class ImageCheck {
 public:
-    explicit ImageCheck(const Gpu& gpu) : _gpu(gpu) {}
+    explicit ImageCheck(const Device& device) : _device(device) {}
 
     OpenCLMemoryObjectRef Send(const Plane& plane) const {
         OpenCLMemoryObjectRef image = Make(plane.width, plane.height);
         const size_t origin[] = {0, 0, 0};
         const size_t region[] = {static_cast<size_t>(plane.width), static_cast<size_t>(plane.height), 1};
-        _gpu.Check(_gpu.queue.EnqueueWriteImage(image, true, origin, region, 0, 0, plane.values.data()),
-                   "send an image");
+        _device.Check(_device.queue.EnqueueWriteImage(image, true, origin, region, 0, 0, plane.values.data()),
+                      "send an image");
         return image;
     }
 
     OpenCLMemoryObjectRef Make(Int64 width, Int64 height) const {
-        return MakeImage(_gpu, GetSampleType(Samples::FLOAT), OpenCLMemoryFlags::READ_WRITE, {width, height});
+        return MakeImage(_device, GetSampleType(Samples::FLOAT), OpenCLMemoryFlags::READ_WRITE,
+                         {width, height});
     }
 
     /// Runs the task and compares each value of its destination with the reference.
     SelfCheckOutcome Run(const char* task, const void* parameters, const OpenCLMemoryObjectRef& destination,
                          Int64 width, Int64 height, double bound, const Reference& reference) const {
         const auto pixels = static_cast<double>(width * height);
-        SelfCheckOutcome outcome{0, bound, MeasureSpeed(_gpu, task, parameters, pixels / 1e6),
+        SelfCheckOutcome outcome{0, bound, MeasureSpeed(_device, task, parameters, pixels / 1e6),
                                  "million pixels/s"};
         Plane result(width, height);
         const size_t origin[] = {0, 0, 0};
         const size_t region[] = {static_cast<size_t>(width), static_cast<size_t>(height), 1};
-        _gpu.Check(_gpu.queue.EnqueueReadImage(destination, true, origin, region, 0, 0, result.values.data()),
-                   "read an image");
+        _device.Check(
+            _device.queue.EnqueueReadImage(destination, true, origin, region, 0, 0, result.values.data()),
+            "read an image");
         for (Int64 y = 0; y < height; y++) {
             for (Int64 x = 0; x < width; x++) {
                 for (size_t channel = 0; channel < 4; channel++) {
@@ -87,7 +89,7 @@ public:
     }
 
 private:
-    const Gpu& _gpu;
+    const Device& _device;
 };
 
 double SplineWeight(double x) {
@@ -119,8 +121,8 @@ std::vector<std::vector<Tap>> MakeTaps(Int64 source, Int64 destination) {
 
 }  // namespace
 
-SelfCheckOutcome CheckInvert(const Gpu& gpu) {
-    const ImageCheck check(gpu);
+SelfCheckOutcome CheckInvert(const Device& device) {
+    const ImageCheck check(device);
     const Plane plane = MakePlane(1);
     const OpenCLMemoryObjectRef source = check.Send(plane);
     const OpenCLMemoryObjectRef destination = check.Make(kWidth, kHeight);
@@ -132,8 +134,8 @@ SelfCheckOutcome CheckInvert(const Gpu& gpu) {
                      });
 }
 
-SelfCheckOutcome CheckGamma(const Gpu& gpu) {
-    const ImageCheck check(gpu);
+SelfCheckOutcome CheckGamma(const Device& device) {
+    const ImageCheck check(device);
     const Plane plane = MakePlane(2);
     const OpenCLMemoryObjectRef source = check.Send(plane);
     const OpenCLMemoryObjectRef destination = check.Make(kWidth, kHeight);
@@ -146,10 +148,10 @@ SelfCheckOutcome CheckGamma(const Gpu& gpu) {
                      });
 }
 
-SelfCheckOutcome CheckScaleNearest(const Gpu& gpu) {
+SelfCheckOutcome CheckScaleNearest(const Device& device) {
     constexpr Int64 kToWidth = 450;
     constexpr Int64 kToHeight = 100;
-    const ImageCheck check(gpu);
+    const ImageCheck check(device);
     const Plane plane = MakePlane(3);
     const OpenCLMemoryObjectRef source = check.Send(plane);
     const OpenCLMemoryObjectRef destination = check.Make(kToWidth, kToHeight);
@@ -167,10 +169,10 @@ SelfCheckOutcome CheckScaleNearest(const Gpu& gpu) {
                      });
 }
 
-SelfCheckOutcome CheckScaleBicubic(const Gpu& gpu) {
+SelfCheckOutcome CheckScaleBicubic(const Device& device) {
     constexpr Int64 kToWidth = 173;
     constexpr Int64 kToHeight = 120;
-    const ImageCheck check(gpu);
+    const ImageCheck check(device);
     const Plane plane = MakePlane(4);
     const OpenCLMemoryObjectRef source = check.Send(plane);
     const OpenCLMemoryObjectRef destination = check.Make(kToWidth, kToHeight);
@@ -197,8 +199,8 @@ SelfCheckOutcome CheckScaleBicubic(const Gpu& gpu) {
                      });
 }
 
-SelfCheckOutcome CheckStereo(const Gpu& gpu) {
-    const ImageCheck check(gpu);
+SelfCheckOutcome CheckStereo(const Device& device) {
+    const ImageCheck check(device);
     const Plane planes[] = {MakePlane(5), MakePlane(6)};
     const OpenCLMemoryObjectRef first = check.Send(planes[0]);
     const OpenCLMemoryObjectRef second = check.Send(planes[1]);

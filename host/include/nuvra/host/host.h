@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "nuvra/host/program.h"
 #include "nuvra/host/tracing.h"
 #include "nuvra/registry.h"
 
@@ -43,6 +44,8 @@ public:
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
 
+/// Adds the program that calls the other modules; it must outlive the host.
+    Result<void> AddProgram(Program& program);
     /// Adds the modules that are linked into the program; messages call them `name`, null for "the program".
     Result<void> AddModules(ModuleRecord* modules, const char* name);
     /// Loads a library and adds its modules. Fails, and loads nothing, when the file is no library or exports

@@ -1,0 +1,68 @@
+#include "commands/picture_command.h"
+
+#include <algorithm>
+
+#include "console/progress.h"
+#include "console/values.h"
+#include "device/pixel_transfer.h"
+#include "device/tiles.h"
+
+namespace nuvra::app {
+
+namespace {
+
+constexpr const char* kFooter =
+    R"(8- and 16-bit, half and float samples keep their type on the device and in OUT where its format has
+the type; all other types are worked on as float. Alpha is never changed, and colours are worked on
+as the file has them. Of a file with several pictures, the first is taken.
+)";
+
+}  // namespace
+
+void PictureCommand::AddOptions(CLI::App& app) {
+    app.add_option("IN", _in, std::string("The picture to read: ") + kReadFormats)->required();
+    app.add_option("OUT", _out,
+                   std::string("The picture to write, in the format of its extension: ") + kWrittenFormats)
+        ->required();
+    app.add_option_function<std::string>(
+           "--rect", [this](const std::string& text) { _rectangle = ParseRectangle("--rect", text); },
+           "Work on this rectangle alone; the rest of the picture is kept")
+        ->type_name("X,Y,W,H");
+    app.add_option("--tile", _tile, "Send at most SIDE x SIDE pixels at a time to the device (2048)")
+        ->type_name("SIDE")
+        ->check(CLI::Range(Int64{1}, Int64{1} << 20).description(""));
+    _limit.AddTo(app);
+    app.footer(std::string(kFooter) + kMetadataHelp);
+}
+
+void PictureCommand::Run(Environment& environment) {
+    Picture picture = ReadPicture(_in, _limit, environment);
+    const Rectangle rectangle = _rectangle.value_or(Rectangle{0, 0, picture.GetWidth(), picture.GetHeight()});
+    CheckRectangle(rectangle, picture);
+    {
+        Session session(environment);
+        Work(session.OpenDevice(), picture, rectangle, environment.terminal);
+    }
+    WritePicture(_out, picture, environment);
+}
+
+void PictureCommand::Work(const Device& device, Picture& picture, const Rectangle& rectangle,
+                          std::FILE* terminal) const {
+    const OpenCLTaskRef task = device.GetTask(_task);
+    TileImages images(device);
+    const Extent wanted{std::min(rectangle.width, _tile), std::min(rectangle.height, _tile)};
+    const Extent size = images.Fit(wanted, [&](const Extent& limit) {
+        return TilePlan{{picture.type, OpenCLMemoryFlags::READ_ONLY, limit},
+                        {picture.type, OpenCLMemoryFlags::WRITE_ONLY, limit}};
+    });
+    PixelTransfer transfer(device, picture);
+    Progress progress(terminal, "working on " + device.name, rectangle.width * rectangle.height);
+    ForEachTile(rectangle, size, [&](const Rectangle& piece) {
+        transfer.Send(picture, piece, images[0]);
+        Execute({device, task, images[0], images[1], piece.width, piece.height});
+        transfer.Fetch(images[1], 0, 0, picture, piece);
+        progress.Advance(piece.width * piece.height);
+    });
+}
+
+}  // namespace nuvra::app

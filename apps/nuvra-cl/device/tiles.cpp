@@ -1,0 +1,68 @@
+#include "device/tiles.h"
+
+#include "console/failure.h"
+#include "device/pixel_transfer.h"
+
+namespace nuvra::app {
+
+namespace {
+
+constexpr Int64 kSmallestLimit = 64;
+
+/// Runtimes differ: some call any image that they cannot make an invalid operation.
+bool MayBeTooLarge(const ErrorRef& error) {
+    switch (static_cast<OpenCLErrorCode>(GetCode(error))) {
+        case OpenCLErrorCode::INVALID_IMAGE_SIZE:
+        case OpenCLErrorCode::INVALID_OPERATION:
+        case OpenCLErrorCode::MEM_OBJECT_ALLOCATION_FAILURE:
+        case OpenCLErrorCode::OUT_OF_RESOURCES:
+            return true;
+        default:
+            return false;
+    }
+}
+
+std::string DescribeMaking(const Extent& size) {
+    return "make an image of " + DescribeSize(size.width, size.height) + " pixels";
+}
+
+}  // namespace
+
+Extent TileImages::Fit(Extent limit, const std::function<TilePlan(const Extent& limit)>& plan) {
+    while (true) {
+        Extent size;
+        Result<void> made = TryMake(plan(limit), size);
+        const bool isSmallest = std::max(limit.width, limit.height) <= kSmallestLimit;
+        if (made.IsOk() || isSmallest || !MayBeTooLarge(made.GetError())) {
+            _device.Check(std::move(made), DescribeMaking(size));
+            return limit;
+        }
+        Int64& longer = limit.width > limit.height ? limit.width : limit.height;
+        longer = (longer + 1) / 2;
+    }
+}
+
+void TileImages::Make(const TilePlan& plan) {
+    Extent size;
+    Result<void> made = TryMake(plan, size);
+    _device.Check(std::move(made), DescribeMaking(size));
+}
+
+/// `size` becomes that of the last image that was asked for.
+Result<void> TileImages::TryMake(const TilePlan& plan, Extent& size) {
+    _plan.resize(plan.size());
+    _images.resize(plan.size());
+    // Memory of other sizes is given back first: there may not be enough for both.
+    for (size_t i = 0; i < plan.size(); i++)
+        if (_plan[i].size.width != plan[i].size.width || _plan[i].size.height != plan[i].size.height)
+            _images[i] = {};
+    _plan = plan;
+    for (size_t i = 0; i < plan.size(); i++) {
+        if (_images[i]) continue;
+        size = plan[i].size;
+        NUVRA_ASSIGN_OR_RETURN(_images[i], TryMakeImage(_device, *plan[i].type, plan[i].flags, size));
+    }
+    return {};
+}
+
+}  // namespace nuvra::app

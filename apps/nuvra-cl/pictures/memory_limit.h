@@ -1,0 +1,54 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <new>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "console/failure.h"
+#include "nuvra/types.h"
+
+namespace nuvra::app {
+
+/// What a picture takes, as its file or the command line claims it.
+struct PictureClaim {
+    Int64 width;  ///< pixels
+    Int64 height;
+    double bytes;  ///< of memory, those of its reader included
+};
+
+/// How much memory a picture may take: a file of a few bytes can claim any size, and finding out that it
+/// holds less takes memory and time.
+class MemoryLimit {
+public:
+    void AddTo(CLI::App& app);
+
+    /// Throws the `Failure` "cannot read NAME: ..." where the claim of a file is beyond the limit.
+    void CheckFile(const std::string& name, const PictureClaim& claim) const;
+    /// Throws the `Failure` "cannot make NAME: ..." where a picture to be made is beyond the limit.
+    void CheckResult(const std::string& name, const PictureClaim& claim) const;
+
+private:
+    std::optional<Int64> _bytes;
+};
+
+/// The memory of this machine in bytes.
+Int64 GetMachineMemory();
+
+/// "234 bytes", "1.5 GiB".
+std::string DescribeBytes(double bytes);
+
+/// Runs `work`; where that asks for memory that cannot be had, throws `failure` as a `Failure`.
+template <class Work>
+auto WithMemoryFor(const Work& work, const std::string& failure) {
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        throw Failure(failure);
+    } catch (const std::length_error&) {
+        throw Failure(failure);
+    }
+}
+
+}  // namespace nuvra::app

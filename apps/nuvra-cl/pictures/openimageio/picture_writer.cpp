@@ -1,0 +1,235 @@
+#include <algorithm>
+#include <cerrno>
+#include <string_view>
+#include <vector>
+
+#include "console/failure.h"
+#include "console/output_file.h"
+#include "console/progress.h"
+#include "pictures/geometry.h"
+#include "nuvra/host/file_name.h"
+#include "pictures/openimageio/checked_file.h"
+#include "pictures/openimageio/picture_origin.h"
+#include "system/system.h"
+
+namespace nuvra::app {
+
+const char* const kWrittenFormats = "PNG, JPEG, TIFF, OpenEXR and more";
+const char* const kMetadataHelp = "Metadata is kept where the format of OUT has a place for it.";
+
+namespace {
+
+using OIIO::TypeDesc;
+
+/// What a picture's samples may become in a format that lacks their type, best first.
+struct Substitutes {
+    TypeDesc::BASETYPE wanted;
+    size_t exactCount;  ///< how many of the following keep every value
+    std::vector<TypeDesc::BASETYPE> types;
+};
+
+const Substitutes kSubstitutes[] = {
+    {TypeDesc::UINT8, 4, {TypeDesc::UINT8, TypeDesc::UINT16, TypeDesc::HALF, TypeDesc::FLOAT}},
+    {TypeDesc::UINT16, 2, {TypeDesc::UINT16, TypeDesc::FLOAT, TypeDesc::HALF, TypeDesc::UINT8}},
+    {TypeDesc::HALF, 2, {TypeDesc::HALF, TypeDesc::FLOAT, TypeDesc::UINT16, TypeDesc::UINT8}},
+    {TypeDesc::FLOAT, 1, {TypeDesc::FLOAT, TypeDesc::HALF, TypeDesc::UINT16, TypeDesc::UINT8}},
+};
+
+Substitutes FindSubstitutes(TypeDesc wanted) {
+    for (const Substitutes& entry : kSubstitutes)
+        if (entry.wanted == wanted.basetype) return entry;
+    const auto type = static_cast<TypeDesc::BASETYPE>(wanted.basetype);
+    return {type, 1, {type, TypeDesc::FLOAT, TypeDesc::HALF, TypeDesc::UINT16, TypeDesc::UINT8}};
+}
+
+/// The longest sides that formats can hold, in pixels, where their writers end the program or write something
+/// else beyond them.
+struct SideLimit {
+    std::string_view format;
+    Int64 longest;
+};
+
+constexpr SideLimit kSideLimits[] = {
+    {"gif", 65535},
+    {"heif", 32768},
+    {"jpeg", 65500},
+    {"rla", 32768},
+};
+
+/// Formats that are none: pictures that are nowhere, and letters on the terminal.
+constexpr std::string_view kNoFormats[] = {"null", "term"};
+
+/// One attempt at writing a picture to one file.
+class Writer {
+public:
+    Writer(const OutputFile& file, const std::string& format, const Picture& picture, std::string name)
+        : _file(file), _format(format), _picture(picture), _name(std::move(name)) {}
+
+    /// Writes the picture; the result says what was not kept.
+    std::string Write(std::FILE* terminal);
+
+private:
+    bool Open(TypeDesc type);
+    TypeDesc GetFileType() const;
+    OIIO::ImageSpec MakeSpec(TypeDesc type) const;
+    void CheckSides() const;
+    void CheckResult(bool withPixels) const;
+    [[noreturn]] void Fail(const std::string& reason) const {
+        throw Failure("cannot write " + Quote(_name) + ": " + reason);
+    }
+
+    const OutputFile& _file;
+    const std::string& _format;
+    const Picture& _picture;
+    std::string _name;
+    std::unique_ptr<CheckedFile> _checked;  ///< empty where the format's writer opens its file itself
+    std::unique_ptr<OIIO::ImageOutput> _output;
+};
+
+/// The type of the samples in the file that the picture came from.
+TypeDesc Writer::GetFileType() const {
+    return _picture.origin != nullptr ? _picture.origin->spec.format
+                                      : TypeDesc(ToOpenImageIO(_picture.type->samples));
+}
+
+/// The picture as it was read, or drawn, with the size that it has now.
+OIIO::ImageSpec DescribePicture(const Picture& picture) {
+    const auto width = static_cast<int>(picture.GetWidth());
+    const auto height = static_cast<int>(picture.GetHeight());
+    if (picture.origin == nullptr) {
+        const auto channelCount = static_cast<int>(picture.layout.channels.size());
+        OIIO::ImageSpec spec(width, height, channelCount, ToOpenImageIO(picture.type->samples));
+        spec.attribute("oiio:ColorSpace", "sRGB");
+        return spec;
+    }
+    OIIO::ImageSpec spec = picture.origin->spec;
+    if (spec.width == width && spec.height == height) return spec;
+    spec.width = spec.full_width = width;
+    spec.height = spec.full_height = height;
+    spec.full_x = spec.full_y = spec.x = spec.y = 0;
+    return spec;
+}
+
+OIIO::ImageSpec Writer::MakeSpec(TypeDesc type) const {
+    OIIO::ImageSpec spec = DescribePicture(_picture);
+    if (type != spec.format) spec.set_format(type);
+    // The numbers pass as they are. TIFF can say of them that they are multiplied by alpha, and says so
+    // again; any other writer would take a missing word about it as an order to divide.
+    const bool isMultiplied =
+        _picture.format == "openexr" ||
+        (_picture.format == "tiff" && spec.get_int_attribute("oiio:UnassociatedAlpha") == 0);
+    spec.attribute("oiio:UnassociatedAlpha", _format == "tiff" && isMultiplied ? 0 : 1);
+    if (_output->supports("tiles") == 0) spec.tile_width = spec.tile_height = spec.tile_depth = 0;
+    if (_format == "tiff")
+        for (int* side : {&spec.tile_width, &spec.tile_height}) *side = (*side + 15) / 16 * 16;
+    // Only the full-size picture is written, whatever reduced copies lay beside it.
+    spec.erase_attribute("textureformat");
+    return spec;
+}
+
+/// Opens the file for samples of `type`, or of whatever the format has instead.
+bool Writer::Open(TypeDesc type) {
+    _output = OIIO::ImageOutput::create(_format);
+    if (_output == nullptr) Fail(FirstLine(OIIO::geterror(), "the format cannot be written"));
+    _checked = nullptr;
+    // TIFF's writer goes back to what it has written, which it cannot do through anything but its own file.
+    if (_output->supports("ioproxy") != 0 && _format != "tiff") {
+        _checked = std::make_unique<CheckedFile>(_file.GetPath());
+        _output->set_ioproxy(_checked.get());
+    }
+    return _output->open(_file.GetPath().string(), MakeSpec(type));
+}
+
+void Writer::CheckSides() const {
+    const Int64 longest = std::max(_picture.GetWidth(), _picture.GetHeight());
+    for (const SideLimit& limit : kSideLimits)
+        if (_format == limit.format && longest > limit.longest)
+            Fail("the format " + _format + " holds sides of at most " + std::to_string(limit.longest) +
+                 " pixels, and the picture has " + DescribeSize(_picture.GetWidth(), _picture.GetHeight()));
+}
+
+std::string Writer::Write(std::FILE* terminal) {
+    CheckSides();
+    if (_format == "webp" && _picture.layout.alpha >= 0)
+        Fail("the format's writer divides colours by alpha whatever it is told; choose PNG or TIFF");
+    const Substitutes substitutes = FindSubstitutes(GetFileType());
+    size_t choice = 0;
+    while (true) {
+        const TypeDesc type = substitutes.types[choice];
+        if (Open(type) && _output->spec().format == type) break;
+        if (++choice < substitutes.types.size()) continue;
+        if (_output->has_error()) Fail(FirstLine(_output->geterror(), ""));
+        break;  // some formats have but one type of their own
+    }
+    Progress progress(terminal, "writing " + host::ToText(host::ToPath(_name).filename()), 1000);
+    const auto show = [](void* shown, float done) {
+        static_cast<Progress*>(shown)->Show(static_cast<Int64>(done * 1000));
+        return false;
+    };
+    const bool isWritten =
+        _output->write_image(ToOpenImageIO(_picture.type->samples), _picture.samples.get(), OIIO::AutoStride,
+                             OIIO::AutoStride, OIIO::AutoStride, show, &progress);
+    const bool isClosed = _output->close();
+    const int systemError = _checked != nullptr ? _checked->Finish() : 0;
+    if (systemError != 0) Fail(DescribeSystemError(systemError));
+    // TIFF's writer speaks of an error for a picture without Exif data, of which nothing is lost.
+    if (!isWritten || !isClosed) Fail(FirstLine(_output->geterror(), "the writer gave no reason"));
+    CheckResult(_checked == nullptr);
+    if (choice < substitutes.exactCount) return {};
+    return Quote(_name) + " holds " + _output->spec().format.c_str() + " samples, to which the " +
+           _picture.fileType + " samples were rounded";
+}
+
+/// Looks at what was written: some writers drop channels or write files that nobody can open, and those
+/// without a `CheckedFile` do not notice a full disk. They may also leave holes, which look like pixels.
+void Writer::CheckResult(bool withPixels) const {
+    const auto input = OIIO::ImageInput::open(_file.GetPath().string());
+    if (input == nullptr)
+        Fail("the format's writer made a file that cannot be read (" +
+             FirstLine(OIIO::geterror(), "no reason given") + ")");
+    const OIIO::ImageSpec spec = input->spec();
+    const auto channelCount = static_cast<int>(_picture.layout.channels.size());
+    if (spec.width != _picture.GetWidth() || spec.height != _picture.GetHeight())
+        Fail("the format " + _format + " cannot hold a picture of " +
+             DescribeSize(_picture.GetWidth(), _picture.GetHeight()) + " pixels and " +
+             std::to_string(channelCount) + " channels: its reader sees " +
+             DescribeSize(spec.width, spec.height) + " and " + std::to_string(spec.nchannels));
+    if (spec.nchannels < channelCount)
+        Fail("the format " + _format + " cannot hold a picture of " + std::to_string(channelCount) +
+             " channels");
+    if (!withPixels) return;
+    constexpr std::uintmax_t kSpare = 64 << 10;
+    if (std::filesystem::space(_file.GetPath()).available < kSpare) Fail(DescribeSystemError(ENOSPC));
+    std::vector<unsigned char> pixels(spec.image_bytes());
+    if (!input->read_image(0, 0, 0, spec.nchannels, spec.format, pixels.data()) || input->has_error())
+        Fail("the format's writer made a damaged file");
+}
+
+/// The format that the name asks for, or else the one that the picture came in.
+std::string ChooseFormat(const std::string& name, const Picture& picture) {
+    const std::string extension = host::ToText(host::ToPath(name).extension());
+    const auto output = OIIO::ImageOutput::create(extension.empty() ? picture.format : name);
+    if (output != nullptr && std::ranges::find(kNoFormats, output->format_name()) == std::end(kNoFormats))
+        return output->format_name();
+    static_cast<void>(OIIO::geterror());
+    throw Failure("cannot write " + Quote(name) + ": no picture format that can be written is called " +
+                  Quote(extension.empty() ? picture.format : extension.substr(1)));
+}
+
+}  // namespace
+
+void WritePicture(const std::string& name, const Picture& picture, Environment& environment) {
+    const std::string format = ChooseFormat(name, picture);
+    OutputFile file(name, OutputFile::Access::RANDOM, "." + format);
+    std::string loss;
+    {
+        const LibraryJob job("the library that writes pictures failed on " + Quote(name));
+        const SilencedStandardError silence;
+        loss = WithMemoryFor([&] { return Writer(file, format, picture, name).Write(environment.terminal); },
+                             "cannot write " + Quote(name) + ": there is not enough memory");
+    }
+    file.Commit();
+    if (!loss.empty()) environment.notes.push_back(loss);
+}
+
+}  // namespace nuvra::app

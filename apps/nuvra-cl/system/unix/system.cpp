@@ -1,0 +1,272 @@
+#include "system/system.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace nuvra::app {
+
+namespace {
+
+/// A signal handler may use no more than this: fixed texts, numbers and flags that say whether they are
+/// complete.
+char g_removedPath[4096];
+volatile std::sig_atomic_t g_hasRemovedPath = 0;
+
+/// What the libraries are at work on, the innermost job.
+std::atomic<const LibraryJob*> g_job{nullptr};
+
+/// Where the person reads, also while standard error is silenced.
+volatile std::sig_atomic_t g_errors = STDERR_FILENO;
+
+/// Stands before a line there: it wipes the progress bar off a terminal.
+const char* g_lineStart = "";
+
+/// Leads to a thread that waits for the signal which ends the program, and may do what a handler may not.
+volatile std::sig_atomic_t g_signalPipe = -1;
+
+/// How a library can end the program, apart from `exit`.
+struct Crash {
+    int signal;
+    const char* words;
+};
+constexpr Crash kCrashes[] = {
+    {SIGABRT, " (aborted)\n"},         {SIGSEGV, " (segmentation fault)\n"}, {SIGBUS, " (bus error)\n"},
+    {SIGFPE, " (arithmetic error)\n"}, {SIGILL, " (illegal instruction)\n"},
+};
+
+/// In place of a signal: the program ends with status 1.
+constexpr int kExit = 0;
+
+void RemovePath() {
+    if (g_hasRemovedPath != 0) unlink(g_removedPath);
+}
+
+void TellJob(const char* how) {
+    const LibraryJob* job = g_job;
+    if (job == nullptr) return;
+    for (const char* text : {g_lineStart, job->GetLine(), how})
+        if (write(g_errors, text, std::strlen(text)) < 0) return;
+}
+
+void EndProgram(int signal) {
+    RemovePath();
+    if (signal == kExit) std::_Exit(EXIT_FAILURE);
+    std::signal(signal, SIG_DFL);
+    raise(signal);
+}
+
+/// Whether the thread, if there is one, now ends the program.
+bool HandOver(int signal) {
+    const auto number = static_cast<char>(signal);
+    return g_signalPipe >= 0 && write(g_signalPipe, &number, 1) == 1;
+}
+
+/// A signal that LLVM's handler, once it has taken the place of the one here, would drop, or for which it
+/// would let `abort` go on to end the program. Behind a fault it returns to the fault, and others it raises
+/// again.
+struct KeptSignal {
+    int signal;
+    struct sigaction own = {};
+    struct sigaction library = {};  ///< what stood in the place of `own`
+};
+KeptSignal g_keptSignals[] = {{SIGABRT}, {SIGQUIT}, {SIGXCPU}};
+
+void KeepSignals() {
+    for (KeptSignal& kept : g_keptSignals) {
+        struct sigaction current = {};
+        if (sigaction(kept.signal, nullptr, &current) != 0 || current.sa_sigaction == kept.own.sa_sigaction)
+            continue;
+        kept.library = current;
+        sigaction(kept.signal, &kept.own, nullptr);
+    }
+}
+
+/// A compiler removes its own files then.
+void CallLibrary(int signal, siginfo_t* info, void* context) {
+    for (KeptSignal& kept : g_keptSignals) {
+        if (kept.signal != signal) continue;
+        const struct sigaction library = std::exchange(kept.library, {});
+        if ((library.sa_flags & SA_SIGINFO) != 0)
+            library.sa_sigaction(signal, info, context);
+        else if (library.sa_handler != SIG_DFL && library.sa_handler != SIG_IGN)
+            library.sa_handler(signal);
+    }
+}
+
+void EndBySignal(int signal, siginfo_t* info, void* context) {
+    CallLibrary(signal, info, context);
+    if (!HandOver(signal)) EndProgram(signal);
+    std::signal(signal, SIG_DFL);  // the second one does not wait for the thread
+}
+
+/// What broke may keep the thread from its work, by a lock that is held for ever for example.
+void EndByThreadOrSoon(int signal) {
+    constexpr int kPatience = 2000;  // milliseconds
+    if (HandOver(signal)) poll(nullptr, 0, kPatience);
+    EndProgram(signal);
+}
+
+void EndByCrash(int signal, siginfo_t* info, void* context) {
+    CallLibrary(signal, info, context);
+    static std::atomic_flag isEnding;
+    while (isEnding.test_and_set()) pause();  // another thread is at it
+    RemovePath();
+    for (const Crash& crash : kCrashes)
+        if (crash.signal == signal) TellJob(crash.words);
+    EndByThreadOrSoon(signal);
+}
+
+/// A runtime's compiler, for example, ends the program when it cannot write its own files.
+void EndByExit() {
+    RemovePath();
+    if (g_job == nullptr) return;
+    std::signal(SIGPIPE, SIG_IGN);
+    std::fflush(stdout);
+    TellJob(" (it ended the program)\n");
+    EndByThreadOrSoon(kExit);
+}
+
+/// An exhausted stack leaves no room for the handler.
+void UseOwnStack() {
+    alignas(std::max_align_t) static char memory[size_t{64} << 10];
+    stack_t stack = {};
+    if (sigaltstack(nullptr, &stack) != 0 || (stack.ss_flags & SS_DISABLE) == 0) return;
+    stack = {.ss_sp = memory, .ss_flags = 0, .ss_size = sizeof(memory)};
+    sigaltstack(&stack, nullptr);
+}
+
+void Handle(int signal, void (*handler)(int, siginfo_t*, void*)) {
+    struct sigaction action = {};
+    action.sa_sigaction = handler;
+    action.sa_flags = SA_SIGINFO | SA_RESTART | SA_ONSTACK;
+    sigfillset(&action.sa_mask);
+    sigaction(signal, &action, nullptr);
+}
+
+}  // namespace
+
+void HandleSignals() {
+    std::atexit(EndByExit);
+    // Writing past the limit on a file's size is then an error like that of a full disk.
+    std::signal(SIGXFSZ, SIG_IGN);
+    UseOwnStack();
+    struct sigaction current = {};
+    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGALRM, SIGTERM, SIGUSR1, SIGUSR2, SIGXCPU})
+        // A program started with `nohup` keeps ignoring what it was told to ignore.
+        if (sigaction(signal, nullptr, &current) == 0 && current.sa_handler != SIG_IGN)
+            Handle(signal, EndBySignal);
+    for (const Crash& crash : kCrashes)
+        // A sanitizer's own handler has more to say.
+        if (sigaction(crash.signal, nullptr, &current) == 0 && current.sa_handler == SIG_DFL)
+            Handle(crash.signal, EndByCrash);
+    for (KeptSignal& kept : g_keptSignals) sigaction(kept.signal, nullptr, &kept.own);
+}
+
+const char* GetRuntimeName() {
+    return "libOpenCL.so.1";
+}
+
+const char* GetRuntimeAdvice() {
+    return "Debian's packages ocl-icd-libopencl1 and pocl-opencl-icd give one that runs on any processor";
+}
+
+std::vector<std::string> GetArguments(int argc, char** argv) {
+    return {argv, argv + argc};
+}
+
+std::FILE* GetStandardInput() {
+    return stdin;
+}
+
+std::filesystem::path GetProgramPath() {
+    std::error_code error;
+    return std::filesystem::read_symlink("/proc/self/exe", error);
+}
+
+std::FILE* OpenTerminal() {
+    if (isatty(STDERR_FILENO) == 0) return nullptr;
+    const int copy = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
+    if (copy < 0) return nullptr;
+    std::FILE* terminal = fdopen(copy, "w");
+    if (terminal == nullptr)
+        close(copy);
+    else
+        g_lineStart = "\r\033[K";
+    return terminal;
+}
+
+int GetTerminalWidth(std::FILE* terminal) {
+    winsize size{};
+    return ioctl(fileno(terminal), TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+void RemoveWhenInterrupted(const std::filesystem::path& path) {
+    g_hasRemovedPath = 0;
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    const std::string absolute = path.empty() ? std::string() : std::filesystem::absolute(path).string();
+    if (absolute.empty() || absolute.size() >= std::size(g_removedPath)) return;
+    std::copy_n(absolute.c_str(), absolute.size() + 1, g_removedPath);
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    g_hasRemovedPath = 1;
+}
+
+void RunWhenInterrupted(std::function<void()> action) {
+    int ends[2];
+    if (pipe(ends) != 0) return;
+    for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
+    try {
+        std::thread([action = std::move(action), readEnd = ends[0]] {
+            char signal = 0;
+            if (read(readEnd, &signal, 1) != 1) return;
+            action();
+            EndProgram(signal);
+        }).detach();
+        g_signalPipe = ends[1];
+    } catch (const std::system_error&) {
+        // Where no thread can be made, an interrupt ends the program without the action.
+        for (const int end : ends) close(end);
+    }
+}
+
+LibraryJob::LibraryJob(const std::string& failure) : _line("nuvra-cl: " + failure), _outer(g_job) {
+    KeepSignals();
+    g_job = this;
+}
+
+LibraryJob::~LibraryJob() {
+    KeepSignals();
+    g_job = _outer;
+}
+
+SilencedStandardError::SilencedStandardError() {
+    const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (nothing < 0) return;
+    std::fflush(stderr);
+    _saved = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
+    if (_saved >= 0 && dup2(nothing, STDERR_FILENO) >= 0 && g_errors == STDERR_FILENO) g_errors = _saved;
+    close(nothing);
+}
+
+SilencedStandardError::~SilencedStandardError() {
+    if (_saved < 0) return;
+    std::fflush(stderr);
+    dup2(_saved, STDERR_FILENO);
+    if (g_errors == _saved) g_errors = STDERR_FILENO;
+    close(_saved);
+}
+
+}  // namespace nuvra::app
