@@ -5,10 +5,10 @@ namespace nuvra::test {
 
 namespace {
 
-using DemoTest = ProgramTest;
+using UnixDemoTest = ProgramTest;
 namespace fs = std::filesystem;
 
-TEST_F(DemoTest, APictureNeedsNoExtensionAndOutlivesTheDemoThatItCameFrom) {
+TEST_F(UnixDemoTest, APictureNeedsNoExtensionAndOutlivesTheDemoThatItCameFrom) {
     // The script works in the folder above its own, here one where nothing is to be installed or built.
     fs::create_directories("scripts");
     fs::copy_file(DEMO_SCRIPT, "scripts/demo");
@@ -26,15 +26,13 @@ TEST_F(DemoTest, APictureNeedsNoExtensionAndOutlivesTheDemoThatItCameFrom) {
     ASSERT_EQ(first.status, 0) << first.err;
     fs::remove("out/sheet.png");
 
+    // The copy of it, by the name of its checksum, is what the next demo is of.
     std::string copy;
     for (const auto& entry : fs::directory_iterator("out"))
         if (entry.path().filename().string().starts_with("crc32c.")) copy = entry.path().string();
-    for (const std::string& picture : {copy, std::string("out/crc32c.older")}) {
-        WriteFile(picture, bytes);
-        const Outcome again = RunShell("scripts/demo " + picture);
-        EXPECT_EQ(again.status, 0) << again.err;
-        EXPECT_TRUE(ReadFile(picture) == bytes) << picture;
-    }
+    const Outcome again = RunShell("scripts/demo " + copy);
+    EXPECT_EQ(again.status, 0) << again.err;
+    EXPECT_TRUE(ReadFile(copy) == bytes) << copy;
     EXPECT_TRUE(fs::exists("out/sheet.png"));
 }
 

@@ -4,6 +4,7 @@ namespace nuvra::test {
 
 namespace {
 
+using reference::SumsOf;
 using Words = std::vector<UInt32>;
 
 Words RandomWords(size_t count, unsigned seed) {
@@ -11,18 +12,6 @@ Words RandomWords(size_t count, unsigned seed) {
     Words words(count);
     for (UInt32& word : words) word = static_cast<UInt32>(random());
     return words;
-}
-
-/// The exclusive sums of each run of `length` values.
-Words SumsOf(const Words& values, size_t length) {
-    Words sums;
-    UInt32 sum = 0;
-    for (size_t i = 0; i < values.size(); i++) {
-        if (i % length == 0) sum = 0;
-        sums.push_back(sum);
-        sum += values[i];
-    }
-    return sums;
 }
 
 class PrefixSumKernelsTest : public BareDeviceTest {

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "selftest/check.h"
+#include "selftest/references.h"
 
 namespace nuvra::app {
 
@@ -74,14 +75,8 @@ SelfCheckOutcome CheckCrc32c(const Gpu& gpu) {
     const OpenCLMemoryObjectRef result = MakeBuffer(gpu, crc);
     const Crc32cParameters parameters{1, &data, &result, static_cast<Int32>(bytes.size()), true};
     const double speed = MeasureSpeed(gpu, "crc32c", &parameters, static_cast<double>(bytes.size()) / 1e6);
-    UInt32 expected = 0xFFFFFFFF;
-    for (const UChar byte : bytes) {
-        expected ^= byte;
-        for (int bit = 0; bit < 8; bit++)
-            expected = (expected >> 1) ^ ((expected & 1) != 0 ? 0x82F63B78U : 0);
-    }
     ReadBuffer(gpu, result, crc);
-    return {Compare(crc, {expected}), 0, speed, "MB/s"};
+    return {Compare(crc, {~reference::Crc32c(bytes)}), 0, speed, "MB/s"};
 }
 
 SelfCheckOutcome CheckPrefixSum(const Gpu& gpu) {
@@ -95,9 +90,8 @@ SelfCheckOutcome CheckPrefixSum(const Gpu& gpu) {
     const double speed = MeasureSpeed(gpu, "prefixsum", &parameters, kCount / 1e6);
     sums.resize(kCount);
     ReadBuffer(gpu, output, sums);
-    std::vector<UInt32> expected(kCount);
-    for (size_t i = 1; i < kCount; i++) expected[i] = expected[i - 1] + values[i - 1];
-    return {Compare(sums, expected), 0, speed, "million values/s"};
+    values.resize(kCount);
+    return {Compare(sums, reference::SumsOf(values, kCount)), 0, speed, "million values/s"};
 }
 
 }  // namespace nuvra::app
