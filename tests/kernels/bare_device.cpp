@@ -58,15 +58,6 @@ cl_mem BareDeviceTest::CreateImage(const Plane& picture) {
                 const_cast<float*>(picture.values.data()));
 }
 
-Plane BareDeviceTest::ReadImage(cl_mem image, Int64 width, Int64 height) {
-    Plane picture(width, height);
-    const size_t origin[] = {0, 0, 0};
-    const size_t region[] = {static_cast<size_t>(width), static_cast<size_t>(height), 1};
-    Check(clEnqueueReadImage(_queue, image, CL_TRUE, origin, region, 0, 0, picture.values.data(), 0, nullptr,
-                             nullptr));
-    return picture;
-}
-
 size_t BareDeviceTest::GetMaxGroupSize() const {
     size_t size = 0;
     Check(clGetDeviceInfo(_device, CL_DEVICE_MAX_WORK_GROUP_SIZE, sizeof(size), &size, nullptr));

@@ -49,7 +49,6 @@ protected:
         return values;
     }
     cl_mem CreateImage(const Plane& picture);
-    Plane ReadImage(cl_mem image, Int64 width, Int64 height);
 
     /// Runs a kernel of the program to its end.
     template <class... A>
