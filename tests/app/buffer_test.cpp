@@ -43,7 +43,8 @@ TEST_F(BufferTest, ClearFillsTheBeginningAndKeepsTheRest) {
         for (size_t i = size; i < bufferSize; i++) expected[i] = static_cast<char>(i * 31 + 7);
         EXPECT_TRUE(ReadFile("out") == expected) << size;
     }
-    ExpectFailure(Run("clear new --size 1000000G"), 1, "make a buffer of 1073741824000000 bytes on \"", {"out"});
+    ExpectFailure(Run("clear new --size 1000000G"), 1, "make a buffer of 1073741824000000 bytes on \"",
+                  {"out"});
     ExpectSuccess(Run("clear --size 2K out"));
     EXPECT_TRUE(ReadFile("out") == std::string(2048, 0));
 }

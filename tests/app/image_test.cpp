@@ -77,16 +77,15 @@ TEST_F(UnixImageTest, MetadataPassThrough) {
         return value == nullptr ? "" : value->get_string();
     };
     TestPicture source = MakeTestPicture(TypeDesc::UINT8, 20, 10, 3);
-    for (const auto& [name, value] : {std::pair("oiio:ColorSpace", "sRGB"),
-                                      {"ImageDescription", "a picture"},
-                                      {"weather", "fair"},
-                                      {"compression", "piz"},
-                                      {"ResolutionUnit", "cm"}})
-        source.spec.attribute(name, value);
-    for (const auto& [name, value] :
-         {std::pair("XResolution", 118.0F), {"YResolution", 59.0F}, {"PixelAspectRatio", 0.5F}})
-        source.spec.attribute(name, value);
-    source.spec.attribute("Orientation", 6);
+    source.spec["oiio:ColorSpace"] = "sRGB";
+    source.spec["ImageDescription"] = "a picture";
+    source.spec["weather"] = "fair";
+    source.spec["compression"] = "piz";
+    source.spec["ResolutionUnit"] = "cm";
+    source.spec["XResolution"] = 118.0F;
+    source.spec["YResolution"] = 59.0F;
+    source.spec["PixelAspectRatio"] = 0.5F;
+    source.spec["Orientation"] = 6;
     for (const auto& [file, attributes] : cases) {
         const std::string in = std::string("in.") + file;
         const std::string out = std::string("out.") + file;

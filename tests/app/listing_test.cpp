@@ -18,25 +18,13 @@ TEST_F(UnixListingTest, DevicesAreNumberedOverAllPlatformsAndAnEmptyPlatformSays
     ASSERT_EQ(outcome.status, 0) << outcome.err;
     const json platforms = json::parse(outcome.out)["platforms"];
     ASSERT_EQ(platforms.size(), 3U);
-    EXPECT_EQ(platforms[0]["devices"][0], json({
-                                              {"number", 0},
-                                              {"name", "One"},
-                                              {"vendor", "Fake vendor"},
-                                              {"type", {"CPU"}},
-                                              {"version", "OpenCL 1.2 fake"},
-                                              {"versionNumber", 120},
-                                              {"openCLCVersion", "OpenCL C 1.2 fake"},
-                                              {"openCLCVersionNumber", 120},
-                                              {"driverVersion", "352.86"},
-                                              {"driverVersionNumber", 36060},
-                                              {"maxWorkItemDimensions", 3},
-                                              {"maxWorkItemSizes", {1024, 1024, 64}},
-                                              {"queueProperties", {"out-of-order execution", "profiling"}},
-                                              {"executionCapabilities", {"kernels"}},
-                                              {"available", true},
-                                              {"compilerAvailable", true},
-                                              {"extensions", {"cl_khr_fp64", "cl_fake_extension"}},
-                                          }));
+    EXPECT_EQ(platforms[0]["devices"][0], json::parse(R"({
+        "number": 0, "name": "One", "vendor": "Fake vendor", "type": ["CPU"], "version": "OpenCL 1.2 fake",
+        "versionNumber": 120, "openCLCVersion": "OpenCL C 1.2 fake", "openCLCVersionNumber": 120,
+        "driverVersion": "352.86", "driverVersionNumber": 36060, "maxWorkItemDimensions": 3,
+        "maxWorkItemSizes": [1024, 1024, 64], "queueProperties": ["out-of-order execution", "profiling"],
+        "executionCapabilities": ["kernels"], "available": true, "compilerAvailable": true,
+        "extensions": ["cl_khr_fp64", "cl_fake_extension"]})"));
     EXPECT_EQ(platforms[1]["devices"], json::array());
     EXPECT_EQ(platforms[1]["error"], "CL_DEVICE_NOT_FOUND (-1)");
     EXPECT_EQ(platforms[2]["devices"][0]["number"], 1);

@@ -4,37 +4,6 @@ namespace nuvra::test {
 
 namespace {
 
-TEST_F(DeviceTest, ARangeCutByLimitsRunsEachIndexOnce) {
-    const OpenCLProgramRef program = BuildProgram(
-        "__kernel void Count(__global int* counts) {\n"
-        "    size_t i = get_global_id(0) + get_global_size(0) * (get_global_id(1) + get_global_size(1) * "
-        "get_global_id(2));\n"
-        "    atomic_inc(counts + i);\n"
-        "}\n");
-    const OpenCLKernelRef kernel = Get(program.CreateKernel("Count"));
-    // The limits, the group's size, the first index and the count.
-    const std::tuple<std::array<size_t, 3>, size_t, size_t, size_t> cases[] = {
-        {{4, 2, 2}, 0, 10, 37},
-        {{4, 2, 2}, 2, 10, 37},
-        {{8, 1, 1}, 4, 0, 100},
-        {{1024, 16, 0}, 0, 3, 50000},
-        {{SIZE_MAX, SIZE_MAX, 4}, 0, 5, 1000},
-        {{64, 64, 64}, 64, 1, 5000},
-    };
-    for (const auto& [limits, group, offset, count] : cases) {
-        const OpenCLMemoryObjectRef buffer = CreateBuffer(std::vector<Int32>(offset + count + 16));
-        ASSERT_TRUE(IsOk(kernel.SetArg(0, buffer)));
-        const auto launched =
-            group == 0 ? queue.EnqueueRange(kernel, limits.data(), offset, count)
-                       : queue.EnqueueGroupedRange(kernel, group, kernel, limits.data(), offset, count);
-        ASSERT_TRUE(IsOk(launched));
-        const auto counts = ReadBuffer<Int32>(buffer, offset + count + 16);
-        for (size_t i = 0; i < counts.size(); i++)
-            ASSERT_EQ(counts[i], i >= offset && i < offset + count)
-                << i << " of " << count << " in " << limits[0];
-    }
-}
-
 TEST_F(DeviceTest, AFailingBuildLeavesTheCompilersWords) {
     const char* source = "__kernel void Broken(__global int* x) {\n    x[0] = missing;\n}\n";
     const OpenCLProgramRef program = Get(context.CreateProgramWithSource(1, &source));
@@ -72,28 +41,6 @@ TEST_F(DeviceTest, AProgramsBinaryMakesTheSameProgram) {
     EXPECT_EQ(*static_cast<Int32*>(mapped), 4321);
     EXPECT_TRUE(IsOk(queue.EnqueueUnmapMemObject(buffer, mapped)));
     EXPECT_TRUE(IsOk(queue.Finish()));
-}
-
-TEST_F(DeviceTest, ImagesAnswerForTheirShapeAndBuffersDoNot) {
-    const OpenCLMemoryObjectRef image = CreateImage(OpenCLChannelDataType::FLOAT, 5, 3);
-    const auto number = [&](UInt32 which) { return *image.GetImageInfo(which).Find<Int64>(); };
-    EXPECT_EQ(*image.GetImageInfo(OpenCLImageInfo::FORMAT).Find<OpenCLImageFormat>(),
-              (OpenCLImageFormat{OpenCLChannelOrder::RGBA, OpenCLChannelDataType::FLOAT}));
-    EXPECT_EQ(number(OpenCLImageInfo::ELEMENT_SIZE), 16);
-    EXPECT_EQ(number(OpenCLImageInfo::WIDTH), 5);
-    EXPECT_EQ(number(OpenCLImageInfo::HEIGHT), 3);
-    EXPECT_EQ(number(OpenCLImageInfo::DEPTH), 0);
-    EXPECT_TRUE(image.GetImageInfo(7).IsEmpty());
-    const OpenCLMemoryObjectRef buffer = CreateBuffer(std::vector<UChar>(4));
-    EXPECT_TRUE(buffer.GetImageInfo(OpenCLImageInfo::WIDTH).IsEmpty());
-    const OpenCLMemoryObjectRef volume =
-        Get(context.CreateImage3D(OpenCLMemoryFlags::READ_ONLY,
-                                  {OpenCLChannelOrder::RGBA, OpenCLChannelDataType::UNORM_INT8}, 4, 3, 2));
-    EXPECT_EQ(*volume.GetImageInfo(OpenCLImageInfo::DEPTH).Find<Int64>(), 2);
-    BaseArray<OpenCLImageFormat> formats;
-    ASSERT_TRUE(IsOk(
-        context.GetSupportedImageFormats(OpenCLMemoryFlags::READ_WRITE, OpenCLImageType::IMAGE2D, formats)));
-    EXPECT_GT(formats.GetCount(), 4);
 }
 
 /// Some runtime or other dies of each of these, so that the code must come before the call.
