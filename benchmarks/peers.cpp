@@ -11,6 +11,8 @@
 #include <memory>
 #include <numeric>
 
+#include "references.h"
+
 namespace nuvra::bench {
 namespace {
 
@@ -70,11 +72,7 @@ Way MakeBoostScan(cl_device_id id, size_t count) {
 
 Way MakeTableCrc(size_t size) {
     std::array<cl_uint, 256> table{};
-    for (cl_uint i = 0; i < table.size(); i++) {
-        cl_uint value = i;
-        for (int bit = 0; bit < 8; bit++) value = (value >> 1) ^ ((value & 1) != 0 ? 0x82F63B78U : 0);
-        table[i] = value;
-    }
+    for (cl_uint i = 0; i < table.size(); i++) table[i] = reference::ShiftCrc(i);
     const auto bytes = std::make_shared<std::vector<unsigned char>>(size, static_cast<unsigned char>(1));
     return Repeat("table loop", [table, bytes] {
         cl_uint crc = 0xFFFFFFFF;

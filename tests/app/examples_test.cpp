@@ -4,17 +4,13 @@ namespace nuvra::test {
 
 namespace {
 
-using ExamplesTest = ProgramTest;
+using UnixExamplesTest = ProgramTest;
 
-TEST_F(ExamplesTest, AMachineThatLacksSomethingIsToldInASentence) {
+TEST_F(UnixExamplesTest, AMachineThatLacksSomethingIsToldInASentence) {
     // By the name that the module asks for.
     std::filesystem::create_symlink(SCRIPTED_RUNTIME, "libOpenCL.so.1");
-    const struct {
-        const char* example;
-        const char* machine;
-        const char* out;  // how it begins
-        const char* err;
-    } cases[] = {
+    // The example, the machine, how its output begins, and what it says on standard error.
+    const std::tuple<std::string, std::string, const char*, const char*> cases[] = {
         {"list_devices", "PLATFORMS=", "", "list_devices: there is no OpenCL platform"},
         {"invert_image", "FAIL=clGetPlatformIDs=-1001", "", "invert_image: there is no OpenCL platform"},
         {"invert_image", "FAIL=clGetPlatformIDs=-9999", "", "invert_image: OpenCL code -9999"},
@@ -24,9 +20,9 @@ TEST_F(ExamplesTest, AMachineThatLacksSomethingIsToldInASentence) {
          "Platform 1:\n  no devices: CL_DEVICE_NOT_FOUND\nPlatform 2:\n  One\n", ""},
     };
     for (const auto& [example, machine, out, err] : cases) {
-        SCOPED_TRACE(std::string(example) + ' ' + machine);
-        const Outcome outcome = RunShell(std::string("LD_LIBRARY_PATH=. FAKE_") + machine + " " EXAMPLES +
-                                         example + " " MODULE_FILE);
+        SCOPED_TRACE(example + ' ' + machine);
+        const Outcome outcome =
+            RunShell("LD_LIBRARY_PATH=. FAKE_" + machine + " " EXAMPLES + example + " " MODULE_FILE);
         EXPECT_EQ(outcome.status, *err == '\0' ? 0 : 1);
         EXPECT_TRUE(outcome.out.starts_with(out)) << outcome.out;
         EXPECT_TRUE(outcome.err.starts_with(err)) << outcome.err;

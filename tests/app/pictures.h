@@ -11,19 +11,28 @@ namespace nuvra::test {
 struct TestPicture {
     OIIO::ImageSpec spec;
     std::vector<unsigned char> samples;
-
-    size_t GetSampleCount() const { return spec.image_pixels() * static_cast<size_t>(spec.nchannels); }
 };
 
-/// A picture whose samples depend on their place; half and float ones leave 0 to 1 on both sides. The last of
-/// two or four channels is alpha.
+/// The samples as floats, whole numbers from 0 to 1.
+std::vector<float> GetFloats(const TestPicture& picture);
+
+/// A picture of random samples; half and float ones leave 0 to 1 on both sides. The last of two or four
+/// channels is alpha.
 TestPicture MakeTestPicture(OIIO::TypeDesc type, int width, int height, int channels);
 
 /// Alpha is neither multiplied nor divided into the colours.
 void WritePicture(const std::string& path, const TestPicture& picture);
 TestPicture ReadPicture(const std::string& path);
 
+struct Rectangle {
+    int x;
+    int y;
+    int width;
+    int height;
+};
+
 /// The picture with the colours in the rectangle inverted, rounded as the type rounds.
-TestPicture Invert(const TestPicture& picture, int x, int y, int width, int height);
+TestPicture Invert(const TestPicture& picture, const Rectangle& rectangle);
+TestPicture Invert(const TestPicture& picture);
 
 }  // namespace nuvra::test

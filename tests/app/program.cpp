@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <random>
 
 namespace nuvra::test {
@@ -12,17 +13,13 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string Quote(const std::string& text) {
-    std::string quoted = "'";
-    for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return quoted + "'";
-}
+/// A script that runs the program elsewhere, for example; null for the built program.
+const char* const g_otherProgram = std::getenv("NUVRA_TEST_PROGRAM");
 
-/// The built program, or the file that NUVRA_TEST_PROGRAM names: a script that runs it elsewhere, for
-/// example.
-std::string GetProgram() {
-    const char* program = std::getenv("NUVRA_TEST_PROGRAM");
-    return program != nullptr ? program : PROGRAM_FILE;
+std::map<std::string, std::string> ReadFiles() {
+    std::map<std::string, std::string> files;
+    for (const std::string& file : ProgramTest::ListFiles()) files[file] = ProgramTest::ReadFile(file);
+    return files;
 }
 
 }  // namespace
@@ -32,6 +29,7 @@ ProgramTest::ProgramTest()
       _folder(fs::temp_directory_path() / ("nuvra-cl-test-" + std::to_string(std::random_device()()))) {
     fs::create_directories(_folder / "work");
     fs::current_path(_folder / "work");
+    setenv("PROGRAM", g_otherProgram != nullptr ? g_otherProgram : PROGRAM_FILE, 1);
 }
 
 ProgramTest::~ProgramTest() {
@@ -40,26 +38,20 @@ ProgramTest::~ProgramTest() {
 }
 
 Outcome ProgramTest::RunShell(const std::string& line) {
-    const std::string command = "PROGRAM=" + Quote(GetProgram()) + "; { " + line + "; } >../out 2>../err";
-    const int status = std::system(command.c_str());
+    const int status = std::system(("{ " + line + "; } >../out 2>../err").c_str());
     return {WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status), ReadFile("../out"),
             ReadFile("../err")};
 }
 
-Outcome ProgramTest::Run(const Texts& arguments, const Texts& environment) {
-    std::string line = "exec env";
-    for (const std::string& setting : environment) line += " " + Quote(setting);
-    line += " \"$PROGRAM\"";
-    for (const std::string& argument : arguments) line += " " + Quote(argument);
-    return RunShell(line);
+Outcome ProgramTest::Run(const std::string& arguments, const std::string& settings) {
+    return RunShell("exec env " + settings + " \"$PROGRAM\" " + arguments);
 }
 
-Outcome ProgramTest::RunFake(Texts arguments, const Texts& environment) {
-    arguments.insert(arguments.end(), {"--runtime", SCRIPTED_RUNTIME});
-    return Run(arguments, environment);
+Outcome ProgramTest::RunFake(const std::string& arguments, const std::string& settings) {
+    return Run(arguments + (g_otherProgram != nullptr ? "" : " --runtime " SCRIPTED_RUNTIME), settings);
 }
 
-ProgramTest::Texts ProgramTest::ListFiles() {
+Texts ProgramTest::ListFiles() {
     Texts names;
     for (const fs::directory_entry& entry : fs::directory_iterator("."))
         names.push_back(entry.path().filename().string());
@@ -68,6 +60,8 @@ ProgramTest::Texts ProgramTest::ListFiles() {
 }
 
 std::string ProgramTest::ReadFile(const std::string& path) {
+    std::error_code none;
+    if (!fs::is_regular_file(path, none)) return "";
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
@@ -76,14 +70,34 @@ void ProgramTest::WriteFile(const std::string& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary) << bytes;
 }
 
+void ProgramTest::ExpectHas(const std::string& text, const std::string& part) {
+    EXPECT_NE(text.find(part), std::string::npos) << text << "has no " << part;
+}
+
+void ProgramTest::ExpectSuccess(const Outcome& outcome, const std::string& out) {
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.out, out);
+}
+
 void ProgramTest::ExpectFailure(const Outcome& outcome, int status, const std::string& message,
                                 const Texts& filesBefore) {
     EXPECT_EQ(outcome.status, status);
-    EXPECT_NE(outcome.err.find(message), std::string::npos) << outcome.err;
+    ExpectHas(outcome.err, message);
     EXPECT_EQ(outcome.err.rfind("nuvra-cl: ", 0), 0U) << outcome.err;
     EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
     EXPECT_LE(outcome.err.size(), 501U) << outcome.err;
     EXPECT_EQ(ListFiles(), filesBefore);
+}
+
+void ProgramTest::ExpectRefusals(const std::vector<Refusal>& refusals) {
+    const auto before = ReadFiles();
+    const Texts files = ListFiles();
+    for (const auto& [arguments, status, message] : refusals) {
+        SCOPED_TRACE(arguments);
+        ExpectFailure(RunFake(arguments), status, message, files);
+        ASSERT_TRUE(ReadFiles() == before);
+    }
 }
 
 }  // namespace nuvra::test

@@ -39,37 +39,9 @@ void DeviceTest::SetUp() {
     queue = Get(context.CreateCommandQueue());
 }
 
-OpenCLTaskRef DeviceTest::GetTask(std::string_view name) {
-    return Get(context.GetTask(MakeText(name)));
-}
-
-OpenCLMemoryObjectRef DeviceTest::CreateImage(OpenCLChannelDataType type, size_t width, size_t height) {
-    return Get(context.CreateImage2D(OpenCLMemoryFlags::READ_WRITE, {OpenCLChannelOrder::RGBA, type}, width,
-                                     height));
-}
-
-void DeviceTest::WriteImage(const OpenCLMemoryObjectRef& image, size_t width, size_t height,
-                            const void* pixels) {
-    const size_t origin[] = {0, 0, 0};
-    const size_t region[] = {width, height, 1};
-    ASSERT_TRUE(IsOk(queue.EnqueueWriteImage(image, true, origin, region, 0, 0, pixels)));
-}
-
-void DeviceTest::ReadImage(const OpenCLMemoryObjectRef& image, size_t width, size_t height, void* pixels) {
-    const size_t origin[] = {0, 0, 0};
-    const size_t region[] = {width, height, 1};
-    ASSERT_TRUE(IsOk(queue.EnqueueReadImage(image, true, origin, region, 0, 0, pixels)));
-}
-
-OpenCLMemoryObjectRef DeviceTest::CreateBuffer(const std::vector<UChar>& bytes) {
-    return Get(context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE | OpenCLMemoryFlags::COPY_HOST_PTR,
-                                    bytes.size(), const_cast<UChar*>(bytes.data())));
-}
-
-std::vector<UChar> DeviceTest::ReadBuffer(const OpenCLMemoryObjectRef& buffer, size_t size) {
-    std::vector<UChar> bytes(size);
-    EXPECT_TRUE(IsOk(queue.EnqueueReadBuffer(buffer, true, 0, size, bytes.data())));
-    return bytes;
+OpenCLMemoryObjectRef DeviceTest::CreateImage(OpenCLChannelDataType type, Int64 width, Int64 height) {
+    return Get(context.CreateImage2D(OpenCLMemoryFlags::READ_WRITE, {OpenCLChannelOrder::RGBA, type},
+                                     static_cast<UInt64>(width), static_cast<UInt64>(height)));
 }
 
 OpenCLProgramRef DeviceTest::BuildProgram(const char* source) {

@@ -7,9 +7,9 @@ namespace nuvra::test {
 
 void BareDeviceTest::SetUp() {
     cl_uint platformCount = 0;
-    Check(clGetPlatformIDs(0, nullptr, &platformCount), "clGetPlatformIDs");
+    Check(clGetPlatformIDs(0, nullptr, &platformCount));
     std::vector<cl_platform_id> platforms(platformCount);
-    Check(clGetPlatformIDs(platformCount, platforms.data(), nullptr), "clGetPlatformIDs");
+    Check(clGetPlatformIDs(platformCount, platforms.data(), nullptr));
     for (const cl_platform_id platform : platforms) {
         // A platform may have no devices, which is an error code and leaves none.
         if (_device == nullptr) clGetDeviceIDs(platform, CL_DEVICE_TYPE_ALL, 1, &_device, nullptr);
@@ -17,9 +17,9 @@ void BareDeviceTest::SetUp() {
     ASSERT_NE(_device, nullptr) << "no platform of this system has a device";
     cl_int code = CL_SUCCESS;
     _context = clCreateContext(nullptr, 1, &_device, nullptr, nullptr, &code);
-    Check(code, "clCreateContext");
+    Check(code);
     _queue = clCreateCommandQueue(_context, _device, 0, &code);
-    Check(code, "clCreateCommandQueue");
+    Check(code);
 }
 
 void BareDeviceTest::TearDown() {
@@ -38,67 +38,30 @@ cl_program BareDeviceTest::BuildFile(const std::string& name, const std::string&
 
 cl_program BareDeviceTest::Build(const std::string& source, const std::string& options) {
     const char* text = source.c_str();
-    cl_int code = CL_SUCCESS;
-    _programs.push_back(clCreateProgramWithSource(_context, 1, &text, nullptr, &code));
-    Check(code, "clCreateProgramWithSource");
-    code = clBuildProgram(_programs.back(), 1, &_device, options.c_str(), nullptr, nullptr);
+    const cl_program program = Keep(_programs, clCreateProgramWithSource, 1U, &text, nullptr);
+    const cl_int code = clBuildProgram(program, 1, &_device, options.c_str(), nullptr, nullptr);
     if (code != CL_SUCCESS) {
         std::vector<char> log(65536);
-        clGetProgramBuildInfo(_programs.back(), _device, CL_PROGRAM_BUILD_LOG, log.size() - 1, log.data(),
-                              nullptr);
+        clGetProgramBuildInfo(program, _device, CL_PROGRAM_BUILD_LOG, log.size() - 1, log.data(), nullptr);
         throw std::runtime_error("clBuildProgram: " + std::string(log.data()));
     }
-    return _programs.back();
+    return program;
 }
 
-cl_mem BareDeviceTest::CreateBuffer(size_t size, const void* bytes) {
-    cl_int code = CL_SUCCESS;
-    _memory.push_back(clCreateBuffer(_context, CL_MEM_READ_WRITE | CL_MEM_COPY_HOST_PTR, size,
-                                     const_cast<void*>(bytes), &code));
-    Check(code, "clCreateBuffer");
-    return _memory.back();
-}
-
-void BareDeviceTest::ReadBuffer(cl_mem buffer, size_t size, void* bytes) {
-    Check(clEnqueueReadBuffer(_queue, buffer, CL_TRUE, 0, size, bytes, 0, nullptr, nullptr),
-          "clEnqueueReadBuffer");
-}
-
-cl_mem BareDeviceTest::CreateImage(const Picture& picture) {
+cl_mem BareDeviceTest::CreateImage(const Plane& picture) {
     const cl_image_format format{CL_RGBA, CL_FLOAT};
     cl_image_desc description{};
     description.image_type = CL_MEM_OBJECT_IMAGE2D;
     description.image_width = static_cast<size_t>(picture.width);
     description.image_height = static_cast<size_t>(picture.height);
-    cl_int code = CL_SUCCESS;
-    _memory.push_back(clCreateImage(_context, CL_MEM_READ_WRITE | CL_MEM_COPY_HOST_PTR, &format, &description,
-                                    const_cast<float*>(picture.values.data()), &code));
-    Check(code, "clCreateImage");
-    return _memory.back();
-}
-
-Picture BareDeviceTest::ReadImage(cl_mem image, Int64 width, Int64 height) {
-    Picture picture(width, height);
-    const size_t origin[] = {0, 0, 0};
-    const size_t region[] = {static_cast<size_t>(width), static_cast<size_t>(height), 1};
-    Check(clEnqueueReadImage(_queue, image, CL_TRUE, origin, region, 0, 0, picture.values.data(), 0, nullptr,
-                             nullptr),
-          "clEnqueueReadImage");
-    return picture;
+    return Keep(_memory, clCreateImage, CL_MEM_READ_WRITE | CL_MEM_COPY_HOST_PTR, &format, &description,
+                const_cast<float*>(picture.values.data()));
 }
 
 size_t BareDeviceTest::GetMaxGroupSize() const {
     size_t size = 0;
-    Check(clGetDeviceInfo(_device, CL_DEVICE_MAX_WORK_GROUP_SIZE, sizeof(size), &size, nullptr),
-          "clGetDeviceInfo");
+    Check(clGetDeviceInfo(_device, CL_DEVICE_MAX_WORK_GROUP_SIZE, sizeof(size), &size, nullptr));
     return size;
-}
-
-cl_kernel BareDeviceTest::CreateKernel(cl_program program, const char* name) {
-    cl_int code = CL_SUCCESS;
-    _kernels.push_back(clCreateKernel(program, name, &code));
-    Check(code, name);
-    return _kernels.back();
 }
 
 void BareDeviceTest::Launch(cl_kernel kernel, const Range& range) {
@@ -107,9 +70,8 @@ void BareDeviceTest::Launch(cl_kernel kernel, const Range& range) {
     };
     Check(clEnqueueNDRangeKernel(_queue, kernel, static_cast<cl_uint>(range.global.size()),
                                  orNull(range.offset), range.global.data(), orNull(range.local), 0, nullptr,
-                                 nullptr),
-          "clEnqueueNDRangeKernel");
-    Check(clFinish(_queue), "clFinish");
+                                 nullptr));
+    Check(clFinish(_queue));
 }
 
 }  // namespace nuvra::test

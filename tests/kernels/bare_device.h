@@ -12,6 +12,8 @@
 
 namespace nuvra::test {
 
+using reference::Plane;
+
 /// Local memory as a kernel's argument.
 struct Local {
     size_t size;  ///< bytes
@@ -34,24 +36,26 @@ protected:
     /// Builds one of the module's kernel files.
     cl_program BuildFile(const std::string& name, const std::string& options);
     cl_program Build(const std::string& source, const std::string& options);
-    cl_mem CreateBuffer(size_t size, const void* bytes);
     template <class T>
     cl_mem CreateBuffer(const std::vector<T>& values) {
-        return CreateBuffer(values.size() * sizeof(T), values.data());
+        return Keep(_memory, clCreateBuffer, CL_MEM_READ_WRITE | CL_MEM_COPY_HOST_PTR,
+                    values.size() * sizeof(T), const_cast<T*>(values.data()));
     }
     template <class T>
     std::vector<T> Read(cl_mem buffer, size_t count) {
         std::vector<T> values(count);
-        ReadBuffer(buffer, count * sizeof(T), values.data());
+        Check(clEnqueueReadBuffer(_queue, buffer, CL_TRUE, 0, count * sizeof(T), values.data(), 0, nullptr,
+                                  nullptr));
         return values;
     }
-    cl_mem CreateImage(const Picture& picture);
-    Picture ReadImage(cl_mem image, Int64 width, Int64 height);
+    cl_mem CreateImage(const Plane& picture);
 
     /// Runs a kernel of the program to its end.
     template <class... A>
     void Run(cl_program program, const char* name, const Range& range, const A&... arguments) {
-        const cl_kernel kernel = CreateKernel(program, name);
+        cl_int code = CL_SUCCESS;
+        const cl_kernel kernel = _kernels.emplace_back(clCreateKernel(program, name, &code));
+        Check(code);
         cl_uint index = 0;
         (SetArgument(kernel, index++, arguments), ...);
         Launch(kernel, range);
@@ -59,19 +63,24 @@ protected:
     size_t GetMaxGroupSize() const;
 
 private:
-    cl_kernel CreateKernel(cl_program program, const char* name);
+    /// What a function of the context makes.
+    template <class T, class Create, class... A>
+    T Keep(std::vector<T>& list, Create create, const A&... arguments) {
+        cl_int code = CL_SUCCESS;
+        list.push_back(create(_context, arguments..., &code));
+        Check(code);
+        return list.back();
+    }
     template <class A>
     static void SetArgument(cl_kernel kernel, cl_uint index, const A& argument) {
         if constexpr (std::is_same_v<A, Local>)
-            Check(clSetKernelArg(kernel, index, argument.size, nullptr), "clSetKernelArg");
+            Check(clSetKernelArg(kernel, index, argument.size, nullptr));
         else
-            Check(clSetKernelArg(kernel, index, sizeof(argument), &argument), "clSetKernelArg");
+            Check(clSetKernelArg(kernel, index, sizeof(argument), &argument));
     }
     void Launch(cl_kernel kernel, const Range& range);
-    void ReadBuffer(cl_mem buffer, size_t size, void* bytes);
-    static void Check(cl_int code, const char* call) {
-        if (code != CL_SUCCESS)
-            throw std::runtime_error(std::string(call) + " gave code " + std::to_string(code));
+    static void Check(cl_int code) {
+        if (code != CL_SUCCESS) throw std::runtime_error("an OpenCL call gave code " + std::to_string(code));
     }
 
     cl_device_id _device = nullptr;

@@ -4,6 +4,7 @@ namespace nuvra::test {
 
 namespace {
 
+using reference::SumsOf;
 using Words = std::vector<UInt32>;
 
 Words RandomWords(size_t count, unsigned seed) {
@@ -11,18 +12,6 @@ Words RandomWords(size_t count, unsigned seed) {
     Words words(count);
     for (UInt32& word : words) word = static_cast<UInt32>(random());
     return words;
-}
-
-/// The exclusive sums of each run of `length` values.
-Words SumsOf(const Words& values, size_t length) {
-    Words sums;
-    UInt32 sum = 0;
-    for (size_t i = 0; i < values.size(); i++) {
-        if (i % length == 0) sum = 0;
-        sums.push_back(sum);
-        sum += values[i];
-    }
-    return sums;
 }
 
 class PrefixSumKernelsTest : public BareDeviceTest {
@@ -61,58 +50,6 @@ protected:
         EXPECT_EQ(Read<UInt32>(result, count + 1), expected) << "runs of " << length;
     }
 
-    struct Level {
-        size_t count;
-        cl_mem input;
-        cl_mem sums;
-    };
-
-    void ScanLevel(const Level& level, size_t chunks, cl_mem pairs) {
-        const Range range{{std::max(level.count / 4, group)}, {group}};
-        Run(program, "scanExclusiveLocal1", range, level.sums, level.input, local,
-            static_cast<UInt32>(block));
-        if (level.count < block) return;
-        const size_t blocks = chunks * chunk / block;
-        const cl_mem blockSums = CreateBuffer(Words(blocks));
-        Run(program, "scanExclusiveLocal2", {{(blocks + group - 1) / group * group}, {group}}, blockSums,
-            level.sums, level.input, local, static_cast<UInt32>(blocks), static_cast<UInt32>(chunk / block));
-        if (pairs != nullptr)
-            Run(program, "uniformUpdate2", range, level.sums, blockSums, level.input, pairs);
-        else
-            Run(program, "uniformUpdate1", range, level.sums, blockSums);
-    }
-
-    /// The task's launches in their order, over chunks of `chunk` elements.
-    void CheckLevels(size_t count, bool merge) {
-        const Words values = RandomWords(count, 9);
-        const cl_mem pairs = merge ? CreateBuffer(Words(2 * count, 7)) : nullptr;
-        std::vector<Level> levels{{count, CreateBuffer(values), CreateBuffer(Words(count, 7))}};
-        for (size_t chunks = count / chunk;; chunks = (chunks + chunk - 1) / chunk) {
-            const Level level = levels.back();
-            ScanLevel(level, chunks, count == chunk ? pairs : nullptr);
-            if (chunks == 1) break;
-            const Words unwritten(std::max(chunks, chunk), 7);
-            const cl_mem totals = CreateBuffer(unwritten);
-            Run(program, "buildNextBuffer", {{chunks}}, totals, level.sums, level.input,
-                static_cast<UInt32>(chunk));
-            levels.push_back({chunks, totals, chunks < block ? totals : CreateBuffer(unwritten)});
-        }
-        for (size_t k = levels.size() - 1; k > 0; k--) {
-            const Level& below = levels[k - 1];
-            if (merge && k == 1)
-                Run(program, "addLevel2", {{count}}, below.sums, levels[k].sums, pairs, below.input);
-            else
-                Run(program, "addLevel1", {{below.count}}, below.sums, levels[k].sums);
-        }
-        const Words sums = SumsOf(values, count);
-        Words expected = sums;
-        if (merge) {
-            expected.clear();
-            for (size_t i = 0; i < count; i++) expected.insert(expected.end(), {sums[i], values[i]});
-        }
-        EXPECT_EQ(Read<UInt32>(merge ? pairs : levels[0].sums, expected.size()), expected) << count;
-    }
-
     cl_program program = nullptr;
     size_t group = 0;
     size_t block = 0;
@@ -136,15 +73,42 @@ TEST_F(PrefixSumKernelsTest, BothFormsOfTheScanAreExactForEveryGroupSize) {
     }
 }
 
-TEST_F(PrefixSumKernelsTest, ChunksAndLevelsGiveTheSumsOfTheWhole) {
-    // One chunk of two blocks, and three levels of which the second has two blocks: with chunks as small as a
-    // block, few values make them.
-    for (const auto& [shift, count] : {std::pair{9, 1 << 9}, {8, 1 << 17}}) {
-        for (const bool isSerial : {false, true}) {
-            Build(64, isSerial, shift);
-            for (const bool merge : {false, true}) CheckLevels(static_cast<size_t>(count), merge);
-        }
+TEST_F(PrefixSumKernelsTest, SumsOfBlocksAndChunksAreAddedToTheirElements) {
+    Build(64, false, 9);  // two chunks of two blocks
+    const size_t count = 2 * chunk;
+    const Words values = RandomWords(count, 1);
+    const Words sums = RandomWords(count, 2);
+    const Words offsets = RandomWords(count / block, 3);
+    Words perBlock;
+    Words perChunk;
+    Words pairs;
+    const auto pair = [&](UInt32 sum, size_t i) { pairs.insert(pairs.end(), {sum, values[i]}); };
+    for (size_t i = 0; i < count; i++) perBlock.push_back(sums[i] + offsets[i / block]);
+    for (size_t i = 0; i < count; i++) perChunk.push_back(sums[i] + offsets[i / chunk]);
+    const cl_mem input = CreateBuffer(values);
+    const cl_mem added = CreateBuffer(offsets);
+    const cl_mem result = CreateBuffer(Words(2 * count, 7));
+
+    cl_mem changed = CreateBuffer(sums);
+    Run(program, "uniformUpdate1", {{count / 4}, {group}}, changed, added);
+    EXPECT_EQ(Read<UInt32>(changed, count), perBlock);
+    Run(program, "uniformUpdate2", {{count / 4}, {group}}, CreateBuffer(sums), added, input, result);
+    for (size_t i = 0; i < count; i++) pair(perBlock[i], i);
+    EXPECT_EQ(Read<UInt32>(result, 2 * count), pairs);
+
+    for (const size_t local : {group, size_t{1}}) {
+        changed = CreateBuffer(sums);
+        Run(program, "addLevel1", {{count}, {local}}, changed, added);
+        EXPECT_EQ(Read<UInt32>(changed, count), perChunk);
     }
+    Run(program, "addLevel2", {{count}}, CreateBuffer(sums), added, result, input);
+    pairs.clear();
+    for (size_t i = 0; i < count; i++) pair(perChunk[i], i);
+    EXPECT_EQ(Read<UInt32>(result, 2 * count), pairs);
+
+    Run(program, "buildNextBuffer", {{2}}, result, CreateBuffer(sums), input, static_cast<UInt32>(chunk));
+    EXPECT_EQ(Read<UInt32>(result, 2),
+              (Words{sums[chunk - 1] + values[chunk - 1], sums[count - 1] + values[count - 1]}));
 }
 
 /// Run by itself under a simulator, it shows that races would be seen.

@@ -31,34 +31,32 @@ protected:
     TestHost host{{{"libsomething.so.1", kFile}, {"libabsent.so.1", "/nowhere/at all"}}};
 };
 
-TEST_F(DllTest, ALibraryIsOpenAsLongAsAnyoneHasIt) {
+TEST_F(DllTest, ALibraryIsOpenUntilNobodyHasItOrItIsFreed) {
     const Int before = host::CountAllocations();
-    DllRef library = Load(kFile).GetValue();
-    ASSERT_TRUE(library);
-    EXPECT_NE(Find(library, kSymbol).GetValue(), nullptr);
-    const std::string missing = ErrorText(Find(library, "clNothing"));
-    ExpectSays(missing, "\"clNothing\"");
-    ExpectSays(missing, kFile);
-    ExpectSays(missing, WordsForNoSymbol());
-    EXPECT_TRUE(IsLoaded(kFile));
-    library = nullptr;
-    EXPECT_EQ(IsLoaded(kFile), host::kRuntimesStayResident);
+    for (const bool isFreed : {false, true}) {
+        DllRef library = Load(kFile).GetValue();
+        ASSERT_TRUE(library);
+        EXPECT_NE(Find(library, kSymbol).GetValue(), nullptr);
+        const std::string missing = ErrorText(Find(library, "clNothing"));
+        for (const std::string& words : {std::string("\"clNothing\""), kFile, WordsForNoSymbol()})
+            ExpectSays(missing, words);
+        EXPECT_TRUE(IsLoaded(kFile));
+        if (isFreed) {
+            EXPECT_TRUE(IsOk(library.Free()));
+            ExpectSays(ErrorText(Find(library, kSymbol)), "closed");
+            ExpectSays(ErrorText(library.Free()), "closed");
+        } else {
+            library = nullptr;
+        }
+        EXPECT_EQ(IsLoaded(kFile), host::kRuntimesStayResident);
+    }
     EXPECT_EQ(host::CountAllocations(), before);
-}
-
-TEST_F(DllTest, AFreedLibraryIsClosedAndSaysSo) {
-    const DllRef library = Load(kFile).GetValue();
-    EXPECT_TRUE(IsOk(library.Free()));
-    EXPECT_EQ(IsLoaded(kFile), host::kRuntimesStayResident);
-    ExpectSays(ErrorText(Find(library, kSymbol)), "closed");
-    ExpectSays(ErrorText(library.Free()), "closed");
 }
 
 TEST_F(DllTest, ARedirectedNameOpensTheOtherFile) {
     EXPECT_TRUE(IsOk(Find(Load("libsomething.so.1").GetValue(), kSymbol)));
-    const std::string message = ErrorText(Load("libabsent.so.1"));
-    ExpectSays(message, "/nowhere/at all");
-    ExpectSays(message, "libabsent.so.1");
+    ExpectSays(ErrorText(Load("libabsent.so.1")), "/nowhere/at all");
+    ExpectSays(ErrorText(Load("libabsent.so.1")), "libabsent.so.1");
 }
 
 TEST_F(DllTest, OnlyANameWithAFolderIsTakenFromTheCurrentOne) {
@@ -83,16 +81,12 @@ TEST_F(DllTest, WhatCannotBeOpenedIsNamedWithTheReason) {
 
 TEST_F(DllTest, EveryAllocationMayFail) {
     const Int before = host::CountAllocations();
-    int failures = 0;
-    for (;; failures++) {
-        host.allocations.FailFrom(failures);
-        const Result<DllRef> library = Load("libsomething.so.1");
-        host.allocations.FailNone();
-        if (library.IsOk()) break;
-        EXPECT_EQ(ErrorClass(library), "nuvra.OutOfMemoryErrorObject");
-        ASSERT_LT(failures, 10);
+    for (const int failing : {0, 1, 2, 3}) {  // the URL, its scheme, its path, the library object
+        host.allocations.FailFrom(failing);
+        EXPECT_EQ(ErrorClass(Load("libsomething.so.1")), "nuvra.OutOfMemoryErrorObject") << failing;
     }
-    EXPECT_EQ(failures, 4) << "the URL, its scheme, its path, the library object";
+    host.allocations.FailFrom(4);
+    EXPECT_TRUE(IsOk(Load("libsomething.so.1")));
     EXPECT_EQ(host::CountAllocations(), before);
 }
 

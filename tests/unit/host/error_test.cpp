@@ -1,31 +1,28 @@
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
 #include "nuvra/diagnostic.h"
 #include "nuvra/dll.h"
+#include "nuvra/host/error_names.h"
 #include "zoo_fixture.h"
 
 namespace nuvra::test {
 namespace {
 
-class HostErrorTest : public HostTest {};
+using HostErrorTest = HostTest;
 
 TEST_F(HostErrorTest, AnErrorKnowsWhereItWasMade) {
     const ErrorRef error = NewError<WrongValueTypeErrorObject>("wrong");
-    const Int32 line = __LINE__ - 1;
-    EXPECT_EQ(error.GetLocation().line, line);
+    EXPECT_EQ(error.GetLocation().line, __LINE__ - 1);
     EXPECT_STREQ(error.GetLocation().file, "tests/unit/host/error_test.cpp");
     EXPECT_STREQ(error.GetClassId(), "nuvra.WrongValueTypeErrorObject");
     EXPECT_EQ(error.GetMessage().GetView(), "wrong");
-}
-
-TEST_F(HostErrorTest, TheFileNameIsTheErrorsOwn) {
-    std::string file = "gone.cpp";
-    const ErrorRef error = NewError<UnknownErrorObject>(nullptr, {file.c_str(), 1});
+    std::string file = std::string(200, 'd') + "/folder/file.cpp";
+    const ErrorRef far = NewError<UnknownErrorObject>(nullptr, {file.c_str(), 1});
     file.assign("overwritten");
-    EXPECT_STREQ(error.GetLocation().file, "gone.cpp");
-    EXPECT_TRUE(error.GetMessage().IsEmpty());
-
-    const std::string deep = std::string(200, 'd') + "/folder/file.cpp";
-    const ErrorRef far = NewError<UnknownErrorObject>(nullptr, {deep.c_str(), 1});
     EXPECT_STREQ(far.GetLocation().file, "folder/file.cpp") << "of a long path the end is what helps";
+    EXPECT_TRUE(far.GetMessage().IsEmpty());
     EXPECT_STREQ(NewError<UnknownErrorObject>(nullptr, {nullptr, 0}).GetLocation().file, "");
 }
 
@@ -51,16 +48,13 @@ TEST_F(HostErrorTest, WithoutAnyMemoryThereIsStillAnError) {
     host.allocations.FailNone();
 }
 
-TEST_F(HostErrorTest, AnErrorWhoseTextFoundNoMemoryKeepsItsClass) {
+TEST_F(HostErrorTest, AnErrorWithoutItsTextKeepsItsClassAndOneWithoutAClassIsOutOfMemory) {
     host.allocations.FailFrom(1);
     const ErrorRef error = NewError<WrongValueTypeErrorObject>("the text");
     EXPECT_STREQ(error.GetClassId(), "nuvra.WrongValueTypeErrorObject");
     EXPECT_TRUE(error.GetMessage().IsEmpty());
-}
-
-TEST_F(HostErrorTest, AClassThatIsNoErrorsMakesTheOutOfMemoryError) {
-    const ErrorRef error = Table<ErrorInterface>()->Create(nullptr, SourceLocation::Here(), nullptr);
-    EXPECT_STREQ(error.GetClassId(), "nuvra.OutOfMemoryErrorObject");
+    const ErrorRef none = Table<ErrorInterface>()->Create(nullptr, SourceLocation::Here(), nullptr);
+    EXPECT_STREQ(none.GetClassId(), "nuvra.OutOfMemoryErrorObject");
 }
 
 TEST_F(HostErrorTest, EachAtInAFormatTakesTheNextArgument) {
@@ -82,6 +76,39 @@ TEST_F(HostErrorTest, EachAtInAFormatTakesTheNextArgument) {
     host.allocations.FailAll();
     EXPECT_EQ(ErrorClass(Diagnostic::Format("text", {})), "nuvra.OutOfMemoryErrorObject");
     host.allocations.FailNone();
+}
+
+/// Other negative constants of the headers: build states, ends of lists and limits of numbers.
+bool IsError(const std::string& name, const std::string& value) {
+    if (name.rfind("CL_", 0) != 0 || value.size() < 2 || value[0] != '-' ||
+        value.find_first_not_of("0123456789", 1) != std::string::npos)
+        return false;
+    for (const char* other : {"CL_BUILD_NONE", "CL_BUILD_ERROR", "CL_BUILD_IN_PROGRESS", "_LIST_END_",
+                              "CL_FLT_", "CL_DBL_", "CL_HALF_"})
+        if (name.find(other) != std::string::npos) return false;
+    return true;
+}
+
+TEST(ErrorNamesTest, EveryErrorCodeOfTheHeadersHasAName) {
+    int count = 0;
+    for (const auto& header : std::filesystem::directory_iterator(OPENCL_HEADERS)) {
+        std::ifstream file(header.path());
+        for (std::string line; std::getline(file, line);) {
+            std::istringstream words(line);
+            std::string directive;
+            std::string macro;
+            std::string value;
+            words >> directive >> macro >> value;
+            if (directive != "#define" || !IsError(macro, value)) continue;
+            count++;
+            const std::string_view name = host::FindErrorName(std::stoi(value));
+            // Two vendors' codes were taken over by Khronos under new names.
+            EXPECT_TRUE(name == macro || name.ends_with("_KHR")) << line;
+        }
+    }
+    EXPECT_GT(count, 80);
+    EXPECT_EQ(host::FindErrorName(-25), "");
+    EXPECT_EQ(host::FindErrorName(7), "");
 }
 
 }  // namespace

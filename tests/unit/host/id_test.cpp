@@ -18,11 +18,10 @@ UInt64 WordOf(const std::string& text) {
 }
 
 TEST(IdTest, TheWordHoldsLengthAndHash) {
-    EXPECT_EQ(Id("a").GetWord(), (UInt64{1} << 52) + 97);
-    EXPECT_EQ(Id("ab").GetWord(), (UInt64{2} << 52) + UInt64{97} * 31 + 98);
     EXPECT_EQ(Id("nuvra.System#1").GetWord(), UInt64{0xe35d6396ab48ed});
-    for (const std::string& text : {std::string("nuvra.OpenCLDeviceInterface#1"), std::string("\xFF\x80"),
-                                    std::string(4095, 'x'), std::string(4096, 'x'), std::string(70000, 'y')})
+    for (const std::string& text :
+         {std::string("ab"), std::string("nuvra.OpenCLDeviceInterface#1"), std::string("\xFF\x80"),
+          std::string(4095, 'x'), std::string(4096, 'x'), std::string(70000, 'y')})
         EXPECT_EQ(Id(text.c_str()).GetWord(), WordOf(text)) << text.size();
     EXPECT_EQ(Id("").GetWord(), 0U);
     EXPECT_TRUE(Id("").IsEmpty());
@@ -35,10 +34,8 @@ TEST(IdTest, EqualWordsAreSettledByTheTexts) {
     static constexpr Id kSecond{"BB"};
     ASSERT_EQ(kFirst.GetWord(), kSecond.GetWord());
     EXPECT_FALSE(kFirst == kSecond);
-    const std::string copy = "Aa";
-    EXPECT_TRUE(kFirst == Id(copy.c_str()));
+    EXPECT_TRUE(kFirst == Id(std::string("Aa").c_str()));
     EXPECT_FALSE(kFirst == Id());
-
     // Lengths 4096 apart share the length field.
     const std::string shorter(10, '\x01');
     EXPECT_FALSE(Id(shorter.c_str()) == Id((shorter + std::string(4096, '\x01')).c_str()));
@@ -46,21 +43,22 @@ TEST(IdTest, EqualWordsAreSettledByTheTexts) {
 
 int g_allocations = 0;
 
+void* Allocate(Int size) {
+    g_allocations++;
+    return std::malloc(static_cast<size_t>(size));
+}
+
+void Release(void* memory) {
+    g_allocations--;
+    std::free(memory);
+}
+
 TEST(IdTest, OwnedTextLivesAsLongAsAnyCopy) {
-    g_allocations = 0;
-    const auto allocate = [](Int size) -> void* {
-        g_allocations++;
-        return std::malloc(static_cast<size_t>(size));
-    };
-    const auto release = [](void* memory) {
-        g_allocations--;
-        std::free(memory);
-    };
     static constexpr Id kBorrowed{"owned text"};
     Id survivor;
     {
         std::string text = "owned text";
-        const Id id = Id::Own(text.c_str(), allocate, release);
+        const Id id = Id::Own(text.c_str(), Allocate, Release);
         text.assign("something else");
         EXPECT_EQ(id.GetWord(), WordOf("owned text") | kOwnedBit);
         EXPECT_TRUE(id == kBorrowed) << "who owns the text makes no difference";
@@ -73,12 +71,9 @@ TEST(IdTest, OwnedTextLivesAsLongAsAnyCopy) {
     EXPECT_STREQ(survivor.GetText(), "owned text");
     EXPECT_EQ(g_allocations, 1);
     survivor = Id();
-    EXPECT_EQ(g_allocations, 0);
-
-    EXPECT_TRUE(Id::Own("", allocate, release).IsEmpty());
-    EXPECT_TRUE(Id::Own(
-                    "no memory", [](Int) -> void* { return nullptr; }, release)
-                    .IsEmpty());
+    EXPECT_TRUE(Id::Own("", Allocate, Release).IsEmpty());
+    const auto fail = [](Int) -> void* { return nullptr; };
+    EXPECT_TRUE(Id::Own("no memory", fail, Release).IsEmpty());
     EXPECT_EQ(g_allocations, 0);
 }
 

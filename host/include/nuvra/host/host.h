@@ -44,7 +44,7 @@ public:
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
 
-/// Adds the program that calls the other modules; it must outlive the host.
+    /// Adds the program that calls the other modules; it must outlive the host.
     Result<void> AddProgram(Program& program);
     /// Adds the modules that are linked into the program; messages call them `name`, null for "the program".
     Result<void> AddModules(ModuleRecord* modules, const char* name);
