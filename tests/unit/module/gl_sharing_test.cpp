@@ -71,20 +71,6 @@ protected:
     OpenGLContextRef gl;
 };
 
-TEST_F(GLSharingTest, TheContextIsMadeOfThePropertiesAndTheDevicesThatTheRuntimeGives) {
-    AddSharing();
-    {
-        const OpenCLContextRef context = OpenCL::CreateGLSharedContext(gl, nullptr).GetValue();
-        ASSERT_EQ(context.GetDevices().GetCount(), 1);
-        EXPECT_EQ(context.GetDevices()[0], reinterpret_cast<cl_device_id>((*fake.sharingDevices)[0]));
-    }
-    EXPECT_EQ(fake.TextsOf("clGetExtensionFunctionAddress"), (Texts{"\"clGetGLContextInfoKHR\""}));
-    EXPECT_EQ(fake.TextsOf("clGetGLContextInfoKHR"),
-              (Texts{Properties("platform2") + ", 8199, 800, ptr, ptr"}));
-    EXPECT_EQ(fake.TextsOf("clCreateContext"),
-              (Texts{Properties("platform2") + ", 1, [device2], ptr, ptr, ptr"}));
-}
-
 TEST_F(GLSharingTest, ASharingContextTakesOpenGLsMemory) {
     AddSharing();
     const OpenCLContextRef context = OpenCL::CreateGLSharedContext(gl, nullptr).GetValue();

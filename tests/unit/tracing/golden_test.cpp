@@ -294,6 +294,9 @@ TEST_F(GoldenTest, Launches) {
     for (const Int count : {3, -1})
         Step("a list of nothing",
              [&] { return queue.EnqueueNDRangeKernel(kernel, 1, nullptr, global, nullptr, count, nothing); });
+    Step("a chain of ranges", [&] { return queue.EnqueueRange(kernel, limits, 0, 5, 1, &event, &event); });
+    Step("a chain of groups",
+         [&] { return queue.EnqueueGroupedRange(kernel, 4, tail, nullptr, 0, 5, 1, &event, &event); });
     Step("waiting for nothing", [&] { return queue.WaitForEvents(3, nothing); });
     ExpectGolden("launches");
 }
