@@ -1,5 +1,8 @@
 #include "opencl_error.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "module_records.h"
 
 namespace nuvra {
@@ -12,18 +15,19 @@ ErrorRef OpenCLError(Int32 code, SourceLocation location) {
 
 namespace {
 
-const char* TextOf(Int32 code) {
-    switch (code) {
-#define OPENCL_OWN_ERROR(name, code, text) \
-    case code:                             \
-        return text;
-#define OPENCL_ERROR(name, code) \
-    case code:                   \
-        return "CL_" #name;
+struct ErrorText {
+    Int32 code;
+    const char* text;
+};
+constexpr ErrorText kErrorTexts[] = {
+#define OPENCL_OWN_ERROR(name, code, text) {code, text},
+#define OPENCL_ERROR(name, code) {code, "CL_" #name},
 #include "nuvra/opencl_errors.def"
-        default:
-            return "";
-    }
+};
+
+const char* TextOf(Int32 code) {
+    const auto* found = std::ranges::find(kErrorTexts, code, &ErrorText::code);
+    return found != std::end(kErrorTexts) ? found->text : "";
 }
 
 /// The error class's component.
