@@ -1,3 +1,5 @@
+#include <numeric>
+
 #include "device_fixture.h"
 
 namespace nuvra::test {
