@@ -1,5 +1,6 @@
 #include <set>
 
+#include "nuvra/open_cl_task.h"
 #include "tracer.h"
 
 namespace nuvra::test {
@@ -29,7 +30,8 @@ struct World {
 struct Scenario {
     const char* name;
     std::function<std::string(World&)> run;
-    Allowed whenOutOfMemory;  ///< outcomes beside the out-of-memory error
+    Allowed whenOutOfMemory;   ///< outcomes beside the out-of-memory error
+    bool buildsAgain = false;  ///< with another group size after a build that failed
 
     friend void PrintTo(const Scenario& scenario, std::ostream* stream) { *stream << scenario.name; }
 };
@@ -139,29 +141,71 @@ std::string Transfer(World& world) {
         [&] { return queue.EnqueueReleaseGLObjects(20, shared.data(), 1, &event, &event); });
 }
 
-std::string RunTasks(World& world) {
+/// Runs tasks on a queue out of order, where each kernel that needs another waits.
+template <class... Tasks>
+std::string RunTasks(World& world, const Tasks&... tasks) {
     OpenCLContextRef context;
     OpenCLCommandQueueRef queue;
-    OpenCLMemoryObjectRef buffer;
-    OpenCLMemoryObjectRef image;
-    OpenCLTaskRef clear;
-    OpenCLTaskRef invert;
-    const ClearMemParameters clearParameters{1, &buffer, 35, 7};
-    const InvertImageParameters invertParameters{1, &image, &image, 1, 1, 3, 3};
-    const String names[] = {MakeText("clearmem"), MakeText("image.invert")};
-    if (names[0].IsEmpty() || names[1].IsEmpty()) return kOutOfMemory;
+    OpenCLMemoryObjectRef memory[4];
+    const auto run = [&](const auto& task) -> Result<void> {
+        const auto& [name, makeRecord] = task;
+        const String key = MakeText(name);
+        if (key.IsEmpty()) return NewError<OutOfMemoryErrorObject>("the test's own");
+        NUVRA_ASSIGN_OR_RETURN(const OpenCLTaskRef made, context.GetTask(key));
+        const auto record = makeRecord(memory);
+        return made.Execute(context, queue, &record);
+    };
     return RunAll(
         [&]() -> Result<void> {
             NUVRA_ASSIGN_OR_RETURN(context, OpenCL::CreateContext(world.platform, world.devices));
-            NUVRA_ASSIGN_OR_RETURN(queue, context.CreateCommandQueue());
-            NUVRA_ASSIGN_OR_RETURN(buffer, context.CreateBuffer(1, 64));
-            NUVRA_ASSIGN_OR_RETURN(image, context.CreateImage2D(1, {}, 8, 8));
-            NUVRA_ASSIGN_OR_RETURN(clear, context.GetTask(names[0]));
-            NUVRA_ASSIGN_OR_RETURN(invert, context.GetTask(names[1]));
+            NUVRA_ASSIGN_OR_RETURN(queue,
+                                   context.CreateCommandQueue(OpenCLQueueFlags::OUT_OF_ORDER_EXEC_MODE));
+            for (int i = 0; i < 2; i++) {
+                NUVRA_ASSIGN_OR_RETURN(memory[i], context.CreateBuffer(1, 1 << 20));
+                NUVRA_ASSIGN_OR_RETURN(memory[2 + i], context.CreateImage2D(1, {}, 8, 8));
+            }
             return {};
         },
-        [&] { return clear.Execute(context, queue, &clearParameters); },
-        [&] { return invert.Execute(context, queue, &invertParameters); });
+        [&] { return run(tasks); }...);
+}
+
+using Memory = OpenCLMemoryObjectRef*;
+
+std::string RunBufferTasks(World& world) {
+    return RunTasks(world,
+                    std::pair("clearmem",
+                              [](Memory m) {
+                                  return ClearMemParameters{1, &m[0], 35, 7};
+                              }),
+                    std::pair("crc32c", [](Memory m) {
+                        return Crc32cParameters{1, &m[0], &m[1], 9, true};
+                    }));
+}
+
+std::string RunPictureTasks(World& world) {
+    return RunTasks(world,
+                    std::pair("image.invert",
+                              [](Memory m) { return InvertImageParameters{1, &m[2], &m[3], 1, 1, 3, 3}; }),
+                    std::pair("image.gamma",
+                              [](Memory m) { return GammaImageParameters{1, &m[2], &m[3], 1, 1, 3, 3, 2}; }),
+                    std::pair("image.stereo.sbs", [](Memory m) {
+                        return StereoSbsParameters{1, &m[2], &m[2], &m[3], 1, 1, 3, 3};
+                    }));
+}
+
+std::string RunScalingTasks(World& world) {
+    const auto makeScaling = [](Memory m) {
+        return ScaleParameters{1, &m[2], &m[3], 0, 0, 4, 4, 0, 0, 8, 8};
+    };
+    return RunTasks(world, std::pair("image.scalenearest", makeScaling),
+                    std::pair("image.scalebicubic", makeScaling));
+}
+
+std::string RunPrefixSum(World& world) {
+    UInt32 total = 0;
+    return RunTasks(world, std::pair("prefixsum", [&](Memory m) {
+                        return PrefixSumParameters{1, &m[0], &m[1], 32768, 20000, true, &total};
+                    }));
 }
 
 const Scenario kScenarios[] = {
@@ -174,7 +218,10 @@ const Scenario kScenarios[] = {
     {"SetArguments", SetArguments, {}},
     {"Launch", Launch, {}},
     {"Transfer", Transfer, {}},
-    {"RunTasks", RunTasks, {"OK", "UNSPECIFIED"}},
+    {"RunBufferTasks", RunBufferTasks, {"OK", "UNSPECIFIED"}},
+    {"RunPictureTasks", RunPictureTasks, {"UNSPECIFIED"}},
+    {"RunScalingTasks", RunScalingTasks, {"UNSPECIFIED"}},
+    {"RunPrefixSum", RunPrefixSum, {"OK", "UNSPECIFIED"}, true},
 };
 
 class FaultTest : public ModuleTest, public testing::WithParamInterface<Scenario> {
@@ -191,6 +238,7 @@ protected:
     template <class Arm, class Look>
     void Run(const Arm& arm, const Look& look) {
         fake.Reset();
+        fake.platforms[0]->devices[0]->info[CL_DEVICE_LOCAL_MEM_SIZE] = fake::NumberBytes<cl_ulong>({32768});
         Start(FakeLibrary());
         MakeObjects();
         {
@@ -222,8 +270,21 @@ protected:
     static Allowed OutcomesAfter(const std::string& function, const std::string& code) {
         if (function.starts_with("clRelease") || function == "clGetProgramBuildInfo") return {"OK"};
         if (function == "clGetPlatformInfo") return {"OK", "UNSPECIFIED"};
-        if (function == "clGetDeviceInfo") return {"OK", "UNSPECIFIED", code};
+        if (function == "clGetDeviceInfo")
+            return {"OK", "UNSPECIFIED", "CL_INVALID_WORK_GROUP_SIZE", kOutOfMemory, code};
+        if (GetParam().buildsAgain && function == "clGetKernelWorkGroupInfo") return {"OK", code};
+        const bool isOfBuild = function == "clCreateProgramWithSource" || function == "clBuildProgram" ||
+                               function == "clCreateKernel";
+        if (GetParam().buildsAgain && isOfBuild) return {"OK"};
         return {code};
+    }
+
+    /// Nothing but queries, for what a failure tells, and releases.
+    void ExpectNoCommandAfter(int failing) {
+        for (auto i = static_cast<size_t>(failing); i < fake.calls.size(); i++) {
+            const std::string& name = fake.calls[i].name;
+            EXPECT_TRUE(name.starts_with("clRelease") || name.starts_with("clGet")) << name;
+        }
     }
 
     /// Makes the nth call fail as the kind says, and gives the code that is to come back.
@@ -262,6 +323,7 @@ TEST_P(FaultTest, EveryFailingCallIsReportedAndLeavesNothing) {
                 const std::string& function = fake.calls.at(static_cast<size_t>(failing) - 1).name;
                 EXPECT_TRUE(OutcomesAfter(function, code).contains(outcome))
                     << function << " gave " << outcome;
+                if (outcome == code) ExpectNoCommandAfter(failing);
                 fake.intercept = nullptr;
             };
             Run([&] { code = FailNth(kind, failing); }, look);

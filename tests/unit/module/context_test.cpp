@@ -36,37 +36,6 @@ TEST_F(ContextTest, OnlyTheHandleDecidesWhetherACreationSucceedsButForContexts) 
     EXPECT_EQ(Outcome(OpenCL::CreateContext(Platform(), Devices())), "CL_OUT_OF_RESOURCES");
 }
 
-TEST_F(ContextTest, MemoryFlagsAreTranslated) {
-    const std::pair<UInt32, UInt64> cases[] = {
-        {0, 0},
-        {Flags::READ_WRITE, CL_MEM_READ_WRITE},
-        {Flags::READ_ONLY, CL_MEM_READ_ONLY},
-        {Flags::WRITE_ONLY, CL_MEM_WRITE_ONLY},
-        {Flags::READ_ONLY | Flags::ALLOC_HOST_PTR, CL_MEM_READ_ONLY | CL_MEM_ALLOC_HOST_PTR},
-        {Flags::READ_WRITE | Flags::COPY_HOST_PTR, 33},
-        {Flags::WRITE_ONLY | Flags::USE_HOST_PTR, CL_MEM_WRITE_ONLY | CL_MEM_USE_HOST_PTR},
-        {0xFFFFFFC1, CL_MEM_READ_WRITE},
-    };
-    for (const auto& [flags, expected] : cases) {
-        const bool hasHost = (flags & (Flags::USE_HOST_PTR | Flags::COPY_HOST_PTR)) != 0;
-        EXPECT_EQ(Outcome(cl.context.CreateBuffer(flags, 64, hasHost ? bytes : nullptr)), "OK");
-        EXPECT_EQ(Take("clCreateBuffer"), (Texts{"context1, " + std::to_string(expected) + ", 64, " +
-                                                 (hasHost ? "ptr" : "null") + ", ptr"}));
-    }
-}
-
-TEST_F(ContextTest, ImagesKeepOnlyTheAccessFlags) {
-    EXPECT_EQ(Outcome(cl.context.CreateImage2D(Flags::READ_ONLY | Flags::ALLOC_HOST_PTR, kFormat, 5, 3, 0)),
-              "OK");
-    EXPECT_EQ(
-        Outcome(cl.context.CreateImage2D(Flags::READ_ONLY | Flags::COPY_HOST_PTR, kFormat, 5, 3, 20, bytes)),
-        "CL_INVALID_HOST_PTR");
-    EXPECT_EQ(Take("clCreateImage2D"), (Texts{"context1, 4, [4278 4306], 5, 3, 0, null, ptr",
-                                              "context1, 4, [4278 4306], 5, 3, 20, ptr, ptr"}));
-    EXPECT_EQ(Outcome(cl.context.CreateImage3D(Flags::WRITE_ONLY, kFormat, 5, 3, 2)), "OK");
-    EXPECT_EQ(Take("clCreateImage3D"), (Texts{"context1, 2, [4278 4306], 5, 3, 2, 0, 0, null, ptr"}));
-}
-
 TEST_F(ContextTest, OpenGLMemoryTakesOneAccessAndOneTarget) {
     constexpr UInt32 kTexture2D = 3553;
     constexpr UInt32 kCubeMap = 34067;

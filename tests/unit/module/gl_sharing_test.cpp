@@ -3,8 +3,8 @@
 #include <sstream>
 
 #include "gl_context.h"
+#include "module_fixture.h"
 #include "nuvra/open_cl_task.h"
-#include "tracer.h"
 
 namespace nuvra::test {
 namespace {
@@ -70,20 +70,6 @@ protected:
 
     OpenGLContextRef gl;
 };
-
-TEST_F(GLSharingTest, TheContextIsMadeOfThePropertiesAndTheDevicesThatTheRuntimeGives) {
-    AddSharing();
-    {
-        const OpenCLContextRef context = OpenCL::CreateGLSharedContext(gl, nullptr).GetValue();
-        ASSERT_EQ(context.GetDevices().GetCount(), 1);
-        EXPECT_EQ(context.GetDevices()[0], reinterpret_cast<cl_device_id>((*fake.sharingDevices)[0]));
-    }
-    EXPECT_EQ(fake.TextsOf("clGetExtensionFunctionAddress"), (Texts{"\"clGetGLContextInfoKHR\""}));
-    EXPECT_EQ(fake.TextsOf("clGetGLContextInfoKHR"),
-              (Texts{Properties("platform2") + ", 8199, 800, ptr, ptr"}));
-    EXPECT_EQ(fake.TextsOf("clCreateContext"),
-              (Texts{Properties("platform2") + ", 1, [device2], ptr, ptr, ptr"}));
-}
 
 TEST_F(GLSharingTest, ASharingContextTakesOpenGLsMemory) {
     AddSharing();
@@ -324,34 +310,6 @@ TEST_F(GLSharingTest, EveryAllocationMayFail) {
         }
         EXPECT_GE(failures, 2) << "the context object and its list of devices";
     }
-}
-
-TEST_F(GLSharingTest, BothQueriesAreTracedWithTheirValues) {
-    fake.Reset();
-    g_trace = {};
-    g_trace.isOffered = true;
-    Restart(FakeLibrary());
-    fake.sharingDevices = {fake.platforms[0]->devices[0], &AddDevice(kGpu, true)};
-    const auto events = [&] {
-        g_trace.events.clear();
-        static_cast<void>(Create(Platform()));
-        const auto first = std::find_if(g_trace.events.begin(), g_trace.events.end(), [](const auto& event) {
-            return event.find("clGetExtensionFunctionAddress") != event.npos;
-        });
-        Texts found(first, first + 4);
-        for (std::string& event : found) event.erase(2, 24);
-        return found;
-    };
-    const Texts before{"> clGetExtensionFunctionAddress Tx \"clGetGLContextInfoKHR\"",
-                       "< clGetExtensionFunctionAddress p ptr",
-                       "> clGetGLContextInfoKHR rVsppx [ptr ptr ptr ptr ptr platform1] 8199 800 ptr ptr"};
-    Texts expected = before;
-    expected.push_back("< clGetGLContextInfoKHR iaPs 0 [device1 device2] 16");
-    EXPECT_EQ(events(), expected);
-    fake.Fail("clGetGLContextInfoKHR", CL_INVALID_OPERATION);
-    expected.back() = "< clGetGLContextInfoKHR iaPs -59 [] 0";
-    EXPECT_EQ(events(), expected);
-    g_trace = {};
 }
 
 }  // namespace

@@ -13,71 +13,12 @@ Trace g_trace;
 
 namespace {
 
-template <class T>
-std::string ItemText(const T& item) {
-    if constexpr (std::is_pointer_v<T>)
-        return fake::Control::Get().NameOf(item);
-    else
-        return std::to_string(item);
-}
-template <class T>
-std::string ListText(int count, const void* array) {
-    std::string text;
-    for (int i = 0; i < count; i++) text += (i > 0 ? " " : "") + ItemText(static_cast<const T*>(array)[i]);
-    return '[' + text + ']';
-}
-
-/// An array with the letter of its elements.
-std::string ArrayText(char letter, int count, const void* array) {
-    switch (letter) {
-        case 's':
-            return ListText<size_t>(count, array);
-        case 'i':
-            return ListText<cl_int>(count, array);
-        case 'f':
-            return ListText<cl_float>(count, array);
-        case 'F':
-            return ListText<cl_double>(count, array);
-        default:
-            return ListText<const void*>(count, array);
-    }
-}
-
-std::string PropertiesText(const void* const* list) {
-    int count = 0;
-    while (list != nullptr && list[count] != nullptr) count++;
-    return ListText<const void*>(count, list);
-}
-
-bool IsOneOf(char letter, std::string_view letters) {
-    return letters.find(letter) != letters.npos;
-}
-
+/// The values of the tracer's own events; those of calls are the host's to show.
 std::string Decode(const char* code, va_list values) {
-    std::string text;
-    for (; *code != '\0' && *code != 'x'; code++) {
-        const char letter = *code;
-        text += ' ';
-        if (letter == 'a') {
-            const int count = va_arg(values, int);
-            text += ArrayText(*++code, count, va_arg(values, const void*));
-        } else if (letter == 'T') {
-            const char* string = va_arg(values, const char*);
-            text += string == nullptr ? "null" : '"' + std::string(string) + '"';
-        } else if (letter == 'r') {
-            text += PropertiesText(va_arg(values, const void* const*));
-        } else if (letter == 'i') {
-            text += std::to_string(va_arg(values, cl_int));
-        } else if (letter == 's') {
-            text += std::to_string(va_arg(values, size_t));
-        } else if (IsOneOf(letter, "pP")) {
-            text += fake::Control::Get().NameOf(va_arg(values, const void*));
-        } else {
-            text += std::to_string(IsOneOf(letter, "NwWR") ? va_arg(values, cl_ulong)
-                                                           : cl_ulong{va_arg(values, cl_uint)});
-        }
-    }
-    return text;
+    if (std::string_view(code) == "i") return ' ' + std::to_string(va_arg(values, int));
+    if (std::string_view(code) != "PT") return "";
+    const std::string handle = fake::Control::Get().NameOf(va_arg(values, const void*));
+    return ' ' + handle + " \"" + va_arg(values, const char*) + '"';
 }
 
 void Event(const char* mark, UInt64 thread, const char* name, const char* code, va_list values) {

@@ -62,24 +62,6 @@ protected:
     size_t pitch = 0;
 };
 
-TEST_F(TransferTest, ArgumentsArePassedUnchanged) {
-    const Texts expected = {
-        "queue1, memory1, 1, 3, 4, 8, 0, null, null, ptr",
-        "queue1, memory1, 1, 4, 8, ptr, 0, null, null",
-        "queue1, memory1, 0, 4, 8, ptr, 0, null, null",
-        "queue1, memory2, 0, 1, [1 2 1], [1 2 1], ptr, ptr, 0, null, null, ptr",
-        "queue1, memory2, 1, [1 2 1], [1 2 1], 32, 0, ptr, 0, null, null",
-        "queue1, memory2, 0, [1 2 1], [1 2 1], 32, 5, ptr, 0, null, null",
-        "queue1, memory2, ptr, 0, null, null",
-    };
-    const auto transfers = Transfers();
-    ASSERT_EQ(transfers.size(), expected.size());
-    for (size_t i = 0; i < transfers.size(); i++) {
-        EXPECT_EQ(Outcome(transfers[i].run(transfers[i].memory, nullptr)), "OK");
-        EXPECT_EQ(Take(transfers[i].function), Texts{expected[i]}) << transfers[i].function;
-    }
-}
-
 TEST_F(TransferTest, MemoryThatIsEmptyOrOfTheOtherKindFailsBeforeTheSlotIsTouched) {
     for (const auto& [function, memory, run] : Transfers()) {
         ASSERT_EQ(Outcome(run(memory, &event)), "OK");

@@ -1,302 +1,488 @@
+#include <fstream>
+#include <limits>
 #include <regex>
 
+#include "gl_context.h"
 #include "nuvra/open_cl_task.h"
+#include "nuvra/opencl_interface_trace.h"
 #include "tracing_fixture.h"
 
 namespace nuvra::test {
 namespace {
 
-/// A value as it stands in the trace, without an object's address; empty for a null and a bare address.
-std::string Shorten(const Json& value) {
-    if (value.is_null()) return "";
-    if (value.is_array()) {
-        std::string items;
-        for (const Json& item : value)
-            if (const std::string text = Shorten(item); !text.empty())
-                items += (items.empty() ? "" : " ") + text;
-        return items.empty() ? "" : '[' + items + ']';
-    }
-    if (!value.is_string()) return value.dump();
-    const std::string text = value;
-    return text.starts_with("0x") ? "" : text.substr(0, text.find(" (0x"));
-}
-
-/// "clCreateBuffer context#1 CL_MEM_READ_WRITE 64 = buffer#1": a call's values without those that `Shorten`
-/// makes empty, the empty wait list and the success.
-std::string ShortenCall(const Json& event) {
-    const std::string name = event.at("name");
-    std::string text = name.substr(0, name.find(' '));
-    const auto append = [&](const char* part, const char* separator) {
-        const Json values = event.at("args").value(part, Json::object());
-        for (const auto& [parameter, value] : values.items()) {
-            const std::string item = Shorten(value);
-            if (!item.empty() && item != "CL_SUCCESS" && parameter != "num_events_in_wait_list")
-                text += separator + item;
-        }
-    };
-    append("arguments", " ");
-    append("results", " = ");
-    return text + '\n';
-}
-
-/// The trace of each task's whole life.
+/// A scenario of steps, whose log of calls is compared with a file of golden/.
 class GoldenTest : public TracingTest {
 protected:
     void SetUp() override {
+        fake::Info& info = fake.platforms[0]->devices[0]->info;
+        info[CL_DEVICE_MAX_WORK_GROUP_SIZE] = fake::NumberBytes<size_t>({256});
+        info[CL_DEVICE_LOCAL_MEM_SIZE] = fake::NumberBytes<cl_ulong>({32768});
         StartTraced();
-        SetDevice(CL_DEVICE_MAX_WORK_ITEM_SIZES, {256, 256, 64});
-        SetDevice(CL_DEVICE_MAX_WORK_GROUP_SIZE, {256});
-        SetDevice(CL_DEVICE_LOCAL_MEM_SIZE, {32768});
-        fake.workGroupInfo[CL_KERNEL_WORK_GROUP_SIZE] = fake::NumberBytes<size_t>({256});
-        cl.context = OpenCL::CreateContext(Platform(), Devices()).GetValue();
-        cl.queue = cl.context.CreateCommandQueue().GetValue();
-        for (int i = 0; i < 2; i++) {
-            images[i] = cl.context.CreateImage2D(1, {}, 40, 30).GetValue();
-            buffers[i] = cl.context.CreateBuffer(1, 1 << 20).GetValue();
-        }
+        bufferSize = UInt64{1} << 35;
+        MakeObjects();
+        tail = cl.program.CreateKernel("Tail").GetValue();
+        image = MakeImage(40, 30);
+        smaller = MakeImage(32, 24);
+        TakeLog();
     }
     void TearDown() override {
-        for (int i = 0; i < 2; i++) images[i] = buffers[i] = nullptr;
+        tail = nullptr;
+        task = {};
+        image = smaller = output = nullptr;
+        event = second = nullptr;
         TracingTest::TearDown();
     }
-    void SetDevice(cl_device_info which, std::initializer_list<size_t> values) {
-        fake.platforms[0]->devices[0]->info[which] = fake::NumberBytes(values);
+    OpenCLMemoryObjectRef MakeImage(size_t width, size_t height) {
+        return cl.context.CreateImage2D(1, {}, width, height).GetValue();
     }
 
-    /// All that the task calls from its making to the end of its context. Queries are left out: every
+    /// Appends what an operation calls and how it ends. Queries are left out of the tasks' logs: every
     /// property of a device has several.
-    std::string RunTask(const char* key, const void* parameters) {
-        GetRecorder().Comment(key);
-        {
-            const Result<OpenCLTaskRef> task = cl.context.GetTask(MakeText(key));
-            EXPECT_EQ(Outcome(task), "OK");
-            EXPECT_EQ(Outcome(task.GetValue().Execute(cl.context, cl.queue, parameters)), "OK");
+    template <class Operation>
+    void Step(const std::string& title, const Operation& operation, bool withQueries = true) {
+        std::string outcome;
+        if constexpr (std::is_void_v<decltype(operation())>)
+            operation();
+        else
+            outcome = ": " + Outcome(operation());
+        text += "# " + title + outcome + '\n';
+        for (const std::string& line : TakeLog())
+            if (withQueries || !IsQuery(line)) Append(line);
+    }
+    static bool IsQuery(const std::string& line) {
+        return line.starts_with("clGet") && line.find("GLContext") == line.npos;
+    }
+    /// Arguments that a kernel is given one after the other share a line.
+    void Append(const std::string& line) {
+        static const std::regex kArgument(
+            "(clSetKernelArg\\(kernel=.*, arg)_index=([0-9]+), arg_size=([0-9]+), arg_type=(.*), "
+            "arg_value=(.*)\\) -> result=CL_SUCCESS");
+        std::smatch parts;
+        if (!std::regex_match(line, parts, kArgument)) {
+            text += line + '\n';
+            return;
         }
-        cl.context = {};
-        Finish();
-        std::string calls = "\n";
-        bool isOfTask = false;
-        for (const Json& event : ReadTrace()) {
-            if (isOfTask && !event.at("name").get<std::string>().starts_with("clGet"))
-                calls += ShortenCall(event);
-            isOfTask = isOfTask || event.at("name") == key;
-        }
-        return calls;
+        const std::string head = parts[1].str() + ')';
+        const size_t last = text.rfind('\n', text.size() - 2) + 1;
+        const bool goesOn = text.compare(last, head.size(), head) == 0;
+        if (goesOn) text.pop_back();
+        text += (goesOn ? "; " : head + " ") + parts[2].str() + ": " + parts[3].str() + ' ' + parts[4].str() +
+                ' ' + parts[5].str() + '\n';
+    }
+    void GetTask(const char* key) {
+        const auto get = [&] {
+            const Result<OpenCLTaskRef> result = cl.context.GetTask(MakeText(key));
+            task = result.GetValue();
+            return result;
+        };
+        Step(key, get, false);
+    }
+    template <class Record>
+    void Execute(const std::string& title, const Record& record, const OpenCLCommandQueueRef& queue) {
+        Step(
+            title, [&] { return task.Execute(cl.context, queue, &record); }, false);
+    }
+    template <class Record>
+    void Execute(const std::string& title, const Record& record) {
+        Execute(title, record, cl.queue);
+    }
+    void FreeTask() {
+        Step(
+            "free", [&] { return task.FreeResources(cl.context); }, false);
+        text += '\n';
     }
 
-    /// The whole life of a task of one kernel that makes `calls` in between, where "*" stands for the
-    /// kernel's name.
-    static std::string LifeOf(const std::string& kernel, const std::string& calls) {
-        const std::string life =
-            "\nclCreateProgramWithSource context#1 1 = program#1\n"
-            "clBuildProgram program#1 1 [device#1 Fake device] -cl-fast-relaxed-math\n"
-            "clCreateKernel program#1 * = kernel#1 *" +
-            calls +
-            "clReleaseKernel kernel#1 *\n"
-            "clReleaseProgram program#1\n"
-            "clReleaseContext context#1\n";
-        return std::regex_replace(life, std::regex("\\*"), kernel);
+    /// With NUVRA_REWRITE_GOLDEN in the environment, writes the file in place of comparing.
+    void ExpectGolden(const std::string& name) {
+        const std::filesystem::path file = std::filesystem::path(GOLDEN_FOLDER) / (name + ".log");
+        if (std::getenv("NUVRA_REWRITE_GOLDEN") != nullptr) std::ofstream(file, std::ios::binary) << text;
+        std::istringstream expected(ReadText(file));
+        std::istringstream got(text);
+        std::string title;
+        for (int number = 1;; number++) {
+            std::string one;
+            std::string other;
+            const bool hasOne = bool(std::getline(expected, one));
+            const bool hasOther = bool(std::getline(got, other));
+            if (!hasOne && !hasOther) return;
+            if (other.starts_with('#')) title = other;
+            ASSERT_EQ(other, one) << file << ':' << number << ", " << title;
+            ASSERT_EQ(hasOther, hasOne) << file << ':' << number;
+        }
     }
 
-    OpenCLMemoryObjectRef images[2];   ///< image#1 and image#2
-    OpenCLMemoryObjectRef buffers[2];  ///< buffer#1 and buffer#2
+    std::string text;
+    OpenCLTaskRef task;
+    OpenCLKernelRef tail;
+    OpenCLMemoryObjectRef image;    ///< image#1, 40 by 30
+    OpenCLMemoryObjectRef smaller;  ///< image#2, 32 by 24
+    OpenCLMemoryObjectRef output;
+    OpenCLEventRef event;
+    OpenCLEventRef second;
 };
 
 TEST_F(GoldenTest, ClearMemory) {
-    const ClearMemParameters record{1, &buffers[0], 35, 0xAB};
-    EXPECT_EQ(RunTask("clearmem", &record), R"(
-clCreateProgramWithSource context#1 1 = program#1
-clBuildProgram program#1 1 [device#1 Fake device]
-clCreateKernel program#1 ClearMem16_0 = kernel#1 ClearMem16_0
-clCreateKernel program#1 ClearMem1_0 = kernel#2 ClearMem1_0
-clCreateKernel program#1 ClearMem16_v = kernel#3 ClearMem16_v
-clCreateKernel program#1 ClearMem1_v = kernel#4 ClearMem1_v
-clSetKernelArg kernel#3 ClearMem16_v 0 8 cl_mem [buffer#1]
-clSetKernelArg kernel#3 ClearMem16_v 1 16 cl_uint [2880154539 2880154539 2880154539 2880154539]
-clEnqueueNDRangeKernel queue#1 kernel#3 ClearMem16_v 3 [0 0 0] [2 1 1]
-clSetKernelArg kernel#4 ClearMem1_v 0 8 cl_mem [buffer#1]
-clSetKernelArg
-clEnqueueNDRangeKernel queue#1 kernel#4 ClearMem1_v 3 [32 0 0] [3 1 1]
-clReleaseKernel kernel#1 ClearMem16_0
-clReleaseKernel kernel#2 ClearMem1_0
-clReleaseKernel kernel#3 ClearMem16_v
-clReleaseKernel kernel#4 ClearMem1_v
-clReleaseProgram program#1
-clReleaseContext context#1
-)");
+    GetTask("clearmem");
+    for (const auto& [size, value] : std::vector<std::pair<Int64, UChar>>{
+             {35, 0}, {48, 0}, {15, 0}, {32, 0xAB}, {0, 0xAB}, {-17, 0}, {Int64{16} << 27, 0}, {33, 0xAB}}) {
+        const ClearMemParameters record{1, &cl.buffer, size, value};
+        Execute(std::to_string(size) + " bytes of " + std::to_string(value), record);
+    }
+    EXPECT_EQ(fake.TextsOf("clSetKernelArg").back(), "kernel6, 1, 1, ab") << "which no event tells";
+    FreeTask();
+    // Limits that are missing count as one, and without any limits a range is one launch.
+    for (const std::vector<size_t>& limits : {std::vector<size_t>{4, 0}, {}}) {
+        fake::Info& info = fake.platforms[0]->devices[0]->info;
+        info[CL_DEVICE_MAX_WORK_ITEM_DIMENSIONS] = fake::NumberBytes<cl_uint>({limits.empty() ? 0U : 4U});
+        info[CL_DEVICE_MAX_WORK_ITEM_SIZES] = fake::NumberBytes<size_t>({4, 0});
+        if (limits.empty()) info[CL_DEVICE_MAX_WORK_ITEM_SIZES].clear();
+        ASSERT_EQ(Outcome(task.Init(cl.context)), "OK");
+        TakeLog();
+        Execute("160 bytes under " + std::to_string(limits.size()) + " limits",
+                ClearMemParameters{1, &cl.buffer, 160, 0});
+    }
+    ExpectGolden("clearmem");
 }
 
 TEST_F(GoldenTest, Checksum) {
-    const Crc32cParameters record{1, &buffers[0], &buffers[1], 9, true};
-    EXPECT_EQ(RunTask("crc32c", &record), R"(
-clCreateProgramWithSource context#1 1 = program#1
-clBuildProgram program#1 1 [device#1 Fake device] -cl-fast-relaxed-math
-clCreateKernel program#1 CalculateCRC = kernel#1 CalculateCRC
-clCreateBuffer context#1 CL_MEM_READ_WRITE|CL_MEM_COPY_HOST_PTR 1024 = buffer#3
-clEnqueueWriteBuffer queue#1 buffer#2 CL_TRUE 0 4
-clSetKernelArg kernel#1 CalculateCRC 0 8 cl_mem [buffer#3]
-clSetKernelArg kernel#1 CalculateCRC 1 8 cl_mem [buffer#1]
-clSetKernelArg kernel#1 CalculateCRC 2 4 cl_int [9]
-clSetKernelArg kernel#1 CalculateCRC 3 8 cl_mem [buffer#2]
-clEnqueueNDRangeKernel queue#1 kernel#1 CalculateCRC 1 [1]
-clReleaseKernel kernel#1 CalculateCRC
-clReleaseProgram program#1
-clReleaseMemObject buffer#3
-clReleaseContext context#1
-)");
+    output = cl.context.CreateBuffer(1, 4).GetValue();
+    TakeLog();
+    GetTask("crc32c");
+    Execute("start", Crc32cParameters{1, &cl.buffer, &output, 9, true});
+    Execute("go on", Crc32cParameters{1, &cl.buffer, &output, 9, false});
+    Execute("a negative size", Crc32cParameters{1, &cl.buffer, &output, -1, false});
+    FreeTask();
+    ExpectGolden("crc32c");
 }
 
-TEST_F(GoldenTest, Invert) {
-    const InvertImageParameters record{1, &images[0], &images[1], 10, 20, 5, 4};
-    EXPECT_EQ(RunTask("image.invert", &record), LifeOf("InvertImage", R"(
-clSetKernelArg kernel#1 * 0 8 cl_mem [image#1]
-clSetKernelArg kernel#1 * 1 8 cl_mem [image#2]
-clEnqueueNDRangeKernel queue#1 kernel#1 * 2 [10 20] [5 4]
-)"));
+TEST_F(GoldenTest, PicturesOfOneKernel) {
+    GetTask("image.invert");
+    Execute("a rectangle", InvertImageParameters{1, &image, &smaller, 10, 20, 5, 4});
+    Execute("all", InvertImageParameters{1, &image, &smaller, 0, 0, 32, 24});
+    FreeTask();
+    GetTask("image.gamma");
+    Execute("a rectangle", GammaImageParameters{1, &image, &smaller, 10, 20, 5, 4, 2.2});
+    FreeTask();
+    GetTask("image.stereo.sbs");
+    Execute("a rectangle", StereoSbsParameters{1, &image, &image, &smaller, 2, 3, 30, 21});
+    FreeTask();
+    ExpectGolden("pictures");
 }
 
-TEST_F(GoldenTest, Gamma) {
-    const GammaImageParameters record{1, &images[0], &images[1], 10, 20, 5, 4, 2.2};
-    EXPECT_EQ(RunTask("image.gamma", &record), LifeOf("InvertImage", R"(
-clSetKernelArg kernel#1 * 0 8 cl_mem [image#1]
-clSetKernelArg kernel#1 * 1 8 cl_mem [image#2]
-clSetKernelArg kernel#1 * 2 4 cl_float [2.2]
-clEnqueueNDRangeKernel queue#1 kernel#1 * 2 [10 20] [5 4]
-)"));
-}
-
-TEST_F(GoldenTest, Stereo) {
-    const StereoSbsParameters record{1, &images[0], &images[0], &images[1], 2, 3, 30, 21};
-    EXPECT_EQ(RunTask("image.stereo.sbs", &record), LifeOf("InvertImage", R"(
-clSetKernelArg kernel#1 * 0 8 cl_mem [image#1]
-clSetKernelArg kernel#1 * 1 8 cl_mem [image#1]
-clSetKernelArg kernel#1 * 2 8 cl_mem [image#2]
-clEnqueueNDRangeKernel queue#1 kernel#1 * 2 [2 3] [30 21]
-)"));
-}
-
-TEST_F(GoldenTest, ScaleNearest) {
-    const ScaleParameters record{1, &images[0], &images[1], 5, 6, 10, 9, 30, 20, -20, -18};
-    EXPECT_EQ(RunTask("image.scalenearest", &record), LifeOf("ScaleNearest", R"(
-clSetKernelArg kernel#1 * 0 8 cl_mem [image#1]
-clSetKernelArg kernel#1 * 1 8 cl_mem [image#2]
-clSetKernelArg kernel#1 * 2 16 cl_int [14 14 11 3]
-clSetKernelArg kernel#1 * 3 8 cl_float [-0.5 -0.5]
-clEnqueueNDRangeKernel queue#1 kernel#1 * 2 [0 0] [20 18]
-)"));
-}
-
-TEST_F(GoldenTest, ScaleBicubic) {
-    const ScaleParameters record{1, &images[0], &images[1], 1, 2, 20, 10, 3, 4, 10, 20};
-    EXPECT_EQ(RunTask("image.scalebicubic", &record), R"(
-clCreateProgramWithSource context#1 1 = program#1
-clBuildProgram program#1 1 [device#1 Fake device] -cl-fast-relaxed-math
-clCreateKernel program#1 ScaleBicubic = kernel#1 ScaleBicubic
-clCreateKernel program#1 PrepareBufferPositive = kernel#2 PrepareBufferPositive
-clCreateKernel program#1 PrepareBufferNegative = kernel#3 PrepareBufferNegative
-clCreateBuffer context#1 CL_MEM_READ_WRITE 480 = buffer#3
-clCreateBuffer context#1 CL_MEM_READ_WRITE 80 = buffer#4
-clCreateBuffer context#1 CL_MEM_READ_WRITE 320 = buffer#5
-clCreateBuffer context#1 CL_MEM_READ_WRITE 160 = buffer#6
-clSetKernelArg kernel#2 PrepareBufferPositive 0 8 cl_mem [buffer#4]
-clSetKernelArg kernel#2 PrepareBufferPositive 1 8 cl_mem [buffer#3]
-clSetKernelArg kernel#2 PrepareBufferPositive 2 4 cl_float [2]
-clSetKernelArg kernel#2 PrepareBufferPositive 3 4 cl_float [0.5]
-clSetKernelArg kernel#2 PrepareBufferPositive 4 4 cl_int [1]
-clSetKernelArg kernel#2 PrepareBufferPositive 5 4 cl_int [19]
-clSetKernelArg kernel#2 PrepareBufferPositive 6 4 cl_int [12]
-clSetKernelArg kernel#2 PrepareBufferPositive 7 4 cl_float [4]
-clEnqueueNDRangeKernel queue#1 kernel#2 PrepareBufferPositive 1 [10]
-clSetKernelArg kernel#2 PrepareBufferPositive 0 8 cl_mem [buffer#6]
-clSetKernelArg kernel#2 PrepareBufferPositive 1 8 cl_mem [buffer#5]
-clSetKernelArg kernel#2 PrepareBufferPositive 2 4 cl_float [0.5]
-clSetKernelArg kernel#2 PrepareBufferPositive 3 4 cl_float [2]
-clSetKernelArg kernel#2 PrepareBufferPositive 4 4 cl_int [2]
-clSetKernelArg kernel#2 PrepareBufferPositive 5 4 cl_int [9]
-clSetKernelArg kernel#2 PrepareBufferPositive 6 4 cl_int [4]
-clSetKernelArg kernel#2 PrepareBufferPositive 7 4 cl_float [1]
-clEnqueueNDRangeKernel queue#1 kernel#2 PrepareBufferPositive 1 [20]
-clSetKernelArg kernel#1 ScaleBicubic 0 8 cl_mem [image#1]
-clSetKernelArg kernel#1 ScaleBicubic 1 8 cl_mem [image#2]
-clSetKernelArg kernel#1 ScaleBicubic 2 8 cl_mem [buffer#4]
-clSetKernelArg kernel#1 ScaleBicubic 3 8 cl_mem [buffer#6]
-clSetKernelArg kernel#1 ScaleBicubic 4 8 cl_mem [buffer#3]
-clSetKernelArg kernel#1 ScaleBicubic 5 8 cl_mem [buffer#5]
-clSetKernelArg kernel#1 ScaleBicubic 6 4 cl_int [3]
-clSetKernelArg kernel#1 ScaleBicubic 7 4 cl_int [4]
-clSetKernelArg kernel#1 ScaleBicubic 8 8 cl_int [3 4]
-clEnqueueNDRangeKernel queue#1 kernel#1 ScaleBicubic 2 [0 0] [10 20]
-clReleaseKernel kernel#1 ScaleBicubic
-clReleaseKernel kernel#2 PrepareBufferPositive
-clReleaseKernel kernel#3 PrepareBufferNegative
-clReleaseProgram program#1
-clReleaseMemObject buffer#3
-clReleaseMemObject buffer#4
-clReleaseMemObject buffer#5
-clReleaseMemObject buffer#6
-clReleaseContext context#1
-)");
+TEST_F(GoldenTest, Scaling) {
+    const OpenCLMemoryObjectRef large = MakeImage(2500, 1034);
+    const OpenCLMemoryObjectRef wide = MakeImage(200, 100);
+    const OpenCLMemoryObjectRef high = MakeImage(100, 200);
+    TakeLog();
+    for (const char* key : {"image.scalenearest", "image.scalebicubic"}) {
+        GetTask(key);
+        Execute("halved", ScaleParameters{1, &image, &smaller, 0, 0, 40, 30, 0, 0, 20, 15});
+        Execute("up", ScaleParameters{1, &image, &smaller, 5, 6, 10, 9, 1, 2, 30, 3});
+        Execute("mirrored", ScaleParameters{1, &image, &smaller, 5, 6, 10, 9, 30, 20, -20, -18});
+        Execute("mirrored columns", ScaleParameters{1, &image, &smaller, 0, 0, 40, 30, 31, 0, -32, 24});
+        Execute("taller", ScaleParameters{1, &wide, &high, 0, 0, 200, 100, 0, 0, 100, 200});
+        Execute("equal columns", ScaleParameters{1, &wide, &high, 7, 8, 64, 2, 70, 180, -64, -128});
+        Execute("many taps", ScaleParameters{1, &image, &smaller, 0, 0, 40, 1, 0, 0, 2, 1});
+        Execute("tiles", ScaleParameters{1, &image, &large, 0, 0, 25, 10, 0, 0, 2500, 1034});
+        Execute("one tile", ScaleParameters{1, &image, &large, 0, 0, 25, 10, 0, 0, 1024, 1024});
+        const OpenCLCommandQueueRef unordered =
+            cl.context.CreateCommandQueue(OpenCLQueueFlags::OUT_OF_ORDER_EXEC_MODE).GetValue();
+        TakeLog();
+        const ScaleParameters record{1, &image, &smaller, 0, 0, 8, 8, 0, 0, 16, 16};
+        Execute("out of order", record, unordered);
+        Execute("in order again", record);
+        FreeTask();
+    }
+    ExpectGolden("scaling");
 }
 
 TEST_F(GoldenTest, PrefixSum) {
+    output = cl.context.CreateBuffer(1, bufferSize).GetValue();
+    TakeLog();
+    GetTask("prefixsum");
     UInt32 total = 0;
-    const PrefixSumParameters record{1, &buffers[0], &buffers[1], 131072, 100000, false, &total};
-    EXPECT_EQ(RunTask("prefixsum", &record), R"(
-clCreateProgramWithSource context#1 1 = program#1
-clBuildProgram program#1 1 [device#1 Fake device] -D WORKGROUP_SIZE=256 -D PREFIX_SUM_ARRAY_SHIFT=14
-clCreateKernel program#1 scanExclusiveLocal1 = kernel#1 scanExclusiveLocal1
-clCreateKernel program#1 scanExclusiveLocal2 = kernel#2 scanExclusiveLocal2
-clCreateKernel program#1 uniformUpdate1 = kernel#3 uniformUpdate1
-clCreateKernel program#1 uniformUpdate2 = kernel#4 uniformUpdate2
-clCreateKernel program#1 mergeResult = kernel#5 mergeResult
-clCreateKernel program#1 buildNextBuffer = kernel#6 buildNextBuffer
-clCreateKernel program#1 addLevel1 = kernel#7 addLevel1
-clCreateKernel program#1 addLevel2 = kernel#8 addLevel2
-clCreateBuffer context#1 CL_MEM_READ_WRITE 65536 = buffer#3
-clCreateBuffer context#1 CL_MEM_READ_WRITE 65536 = buffer#4
-clSetKernelArg kernel#1 scanExclusiveLocal1 0 8 cl_mem [buffer#2]
-clSetKernelArg kernel#1 scanExclusiveLocal1 1 8 cl_mem [buffer#1]
-clSetKernelArg kernel#1 scanExclusiveLocal1 2 2048 cl_mem
-clSetKernelArg kernel#1 scanExclusiveLocal1 3 4 cl_uint [1024]
-clEnqueueNDRangeKernel queue#1 kernel#1 scanExclusiveLocal1 1 [32768] [256]
-clSetKernelArg kernel#2 scanExclusiveLocal2 0 8 cl_mem [buffer#3]
-clSetKernelArg kernel#2 scanExclusiveLocal2 1 8 cl_mem [buffer#2]
-clSetKernelArg kernel#2 scanExclusiveLocal2 2 8 cl_mem [buffer#1]
-clSetKernelArg kernel#2 scanExclusiveLocal2 3 2048 cl_mem
-clSetKernelArg kernel#2 scanExclusiveLocal2 4 4 cl_uint [128]
-clSetKernelArg kernel#2 scanExclusiveLocal2 5 4 cl_uint [16]
-clEnqueueNDRangeKernel queue#1 kernel#2 scanExclusiveLocal2 1 [256] [256]
-clSetKernelArg kernel#3 uniformUpdate1 0 8 cl_mem [buffer#2]
-clSetKernelArg kernel#3 uniformUpdate1 1 8 cl_mem [buffer#3]
-clEnqueueNDRangeKernel queue#1 kernel#3 uniformUpdate1 1 [32768] [256]
-clSetKernelArg kernel#6 buildNextBuffer 0 8 cl_mem [buffer#4]
-clSetKernelArg kernel#6 buildNextBuffer 1 8 cl_mem [buffer#2]
-clSetKernelArg kernel#6 buildNextBuffer 2 8 cl_mem [buffer#1]
-clSetKernelArg kernel#6 buildNextBuffer 3 4 cl_uint [16384]
-clEnqueueNDRangeKernel queue#1 kernel#6 buildNextBuffer 1 [8]
-clSetKernelArg kernel#1 scanExclusiveLocal1 0 8 cl_mem [buffer#4]
-clSetKernelArg kernel#1 scanExclusiveLocal1 1 8 cl_mem [buffer#4]
-clSetKernelArg kernel#1 scanExclusiveLocal1 2 2048 cl_mem
-clSetKernelArg kernel#1 scanExclusiveLocal1 3 4 cl_uint [1024]
-clEnqueueNDRangeKernel queue#1 kernel#1 scanExclusiveLocal1 1 [256] [256]
-clSetKernelArg kernel#7 addLevel1 0 8 cl_mem [buffer#2]
-clSetKernelArg kernel#7 addLevel1 1 8 cl_mem [buffer#4]
-clEnqueueNDRangeKernel queue#1 kernel#7 addLevel1 1 [131072]
-clEnqueueReadBuffer queue#1 buffer#2 CL_TRUE 399996 4
-clEnqueueReadBuffer queue#1 buffer#1 CL_TRUE 399996 4
-clReleaseKernel kernel#1 scanExclusiveLocal1
-clReleaseKernel kernel#2 scanExclusiveLocal2
-clReleaseKernel kernel#3 uniformUpdate1
-clReleaseKernel kernel#4 uniformUpdate2
-clReleaseKernel kernel#5 mergeResult
-clReleaseKernel kernel#6 buildNextBuffer
-clReleaseKernel kernel#7 addLevel1
-clReleaseKernel kernel#8 addLevel2
-clReleaseProgram program#1
-clReleaseMemObject buffer#3
-clReleaseMemObject buffer#4
-clReleaseContext context#1
-)");
+    const struct {
+        Int64 count;
+        Int64 padded;
+        bool merges;
+        UInt32* total;
+    } cases[] = {
+        {1024, 16384, false, nullptr},
+        {2, 16384, true, &total},
+        {16384, 16384, true, nullptr},
+        {32768, 32768, true, nullptr},
+        {100000, 131072, false, &total},
+        {100000, 131072, true, nullptr},
+        {(1 << 28) + 1, 1 << 29, false, nullptr},
+    };
+    for (const auto& [count, padded, merges, sum] : cases) {
+        Execute(std::to_string(count) + " in " + std::to_string(padded) + (merges ? ", merged" : ""),
+                PrefixSumParameters{1, &cl.buffer, &output, padded, count, merges, sum});
+        EXPECT_EQ(total, sum != nullptr ? 0xEEEEEEEEU * 2 : 0) << count;
+        total = 0;
+    }
+    const OpenCLCommandQueueRef next = cl.context.CreateCommandQueue().GetValue();
+    const OpenCLCommandQueueRef unordered =
+        cl.context.CreateCommandQueue(OpenCLQueueFlags::OUT_OF_ORDER_EXEC_MODE).GetValue();
+    TakeLog();
+    const PrefixSumParameters record{1, &cl.buffer, &output, 16384, 5, true};
+    Execute("on another queue", record, next);
+    Execute("there again", record, next);
+    Execute("out of order", record, unordered);
+    Step("the queue's end", [&] { return unordered.Release(); });
+    Execute("after the queue's end", record);
+    FreeTask();
+    ExpectGolden("prefixsum");
+}
+
+TEST_F(GoldenTest, Launches) {
+    const OpenCLCommandQueueRef& queue = cl.queue;
+    const OpenCLKernelRef& kernel = cl.kernel;
+    const size_t offset[] = {1, 2};
+    const size_t global[] = {8, 6};
+    const size_t local[] = {4, 3};
+    const size_t limits[] = {4, 2, 2};
+    const size_t zeros[] = {2, 0, 0};
+    const size_t grouped[] = {8, 2, 2};
+    constexpr size_t kHuge = size_t{1} << 40;
+    const size_t huge[] = {kHuge, kHuge, 1};
+    Step("sizes",
+         [&] { return queue.EnqueueNDRangeKernel(kernel, 2, offset, global, local, 0, nullptr, &event); });
+    Step("no offset", [&] { return queue.EnqueueNDRangeKernel(kernel, 2, nullptr, global, nullptr); });
+    Step("four dimensions", [&] { return queue.EnqueueNDRangeKernel(kernel, 4, nullptr, grouped, nullptr); });
+    Step("seventy", [&] { return queue.EnqueueNDRangeKernel(kernel, 70, nullptr, grouped, grouped); });
+    const auto range = [&](const char* title, const size_t* most, size_t first, size_t count, Int waits = 1,
+                           OpenCLEventRef* slot = nullptr) {
+        Step(title, [&] { return queue.EnqueueRange(kernel, most, first, count, waits, &event, slot); });
+    };
+    range("no limits", nullptr, 7, 37, 1, &second);
+    range("no limits and no items", nullptr, 7, 0);
+    range("slabs, rows and a rest", limits, 10, 37);
+    range("limits of zero", zeros, 0, 3, 0);
+    range("limits beyond any count", huge, 0, kHuge + 5, 0);
+    range("an event of the last", limits, 0, 37, 0, &second);
+    Step("that event", [&] { return queue.WaitForEvents(1, &second); });
+    range("nothing to wait for", limits, 10, 0, 0);
+    range("an empty range waits", limits, 10, 0, 1, &second);
+    Step("an event of none", [&] { return queue.WaitForEvents(1, &second); });
+    const auto groups = [&](const char* title, size_t size, const size_t* most, size_t first, size_t count) {
+        Step(title, [&] {
+            return queue.EnqueueGroupedRange(kernel, size, tail, most, first, count, 1, &event, &second);
+        });
+    };
+    groups("groups and a tail", 64, nullptr, 100, 200);
+    groups("only a tail", 64, nullptr, 3, 50);
+    groups("only groups", 64, nullptr, 3, 128);
+    groups("groups under limits", 4, grouped, 0, 45);
+    for (const size_t* most : {limits, static_cast<const size_t*>(nullptr)}) {
+        fake.Fail("clWaitForEvents", CL_OUT_OF_RESOURCES);
+        groups("no items, and the wait fails", 4, most, 10, 0);
+        fake.FailNothing();
+    }
+    for (const char* title : {"the second fails", "the first fails"}) {
+        fake.Fail("clEnqueueNDRangeKernel", CL_OUT_OF_RESOURCES, title[4] == 's' ? 2 : 1);
+        range(title, limits, 0, 37, 0, &second);
+        fake.FailNothing();
+    }
+    groups("an event of none waited for", 64, nullptr, 0, 70);
+    fake.Fail("clEnqueueNDRangeKernel", CL_OUT_OF_RESOURCES, 1);
+    groups("groups fail", 64, nullptr, 0, 70);
+    const OpenCLEventRef mixed[] = {{}, event, {}, event};
+    const OpenCLEventRef nothing[3];
+    Step("a list with gaps",
+         [&] { return queue.EnqueueNDRangeKernel(kernel, 1, nullptr, global, nullptr, 4, mixed, &event); });
+    for (const Int count : {3, -1})
+        Step("a list of nothing",
+             [&] { return queue.EnqueueNDRangeKernel(kernel, 1, nullptr, global, nullptr, count, nothing); });
+    Step("a chain of ranges", [&] { return queue.EnqueueRange(kernel, limits, 0, 5, 1, &event, &event); });
+    Step("a chain of groups",
+         [&] { return queue.EnqueueGroupedRange(kernel, 4, tail, nullptr, 0, 5, 1, &event, &event); });
+    Step("waiting for nothing", [&] { return queue.WaitForEvents(3, nothing); });
+    ExpectGolden("launches");
+}
+
+/// Each function of OpenCL that is called, with the values of its arguments by name.
+class CallsTest : public GoldenTest {
+protected:
+    void SetUp() override {
+        isSharing = true;
+        GoldenTest::SetUp();
+        device = OpenCL::GetDeviceFromId(Devices()[0]).GetValue();
+        TakeLog();
+    }
+    void TearDown() override {
+        device = nullptr;
+        platforms.Reset();
+        found.Reset();
+        GoldenTest::TearDown();
+    }
+
+    void Queries() {
+        Step("available", [] { static_cast<void>(OpenCL::IsAvailable()); });
+        Step("platforms", [&] { return OpenCL::GetPlatforms(platforms); });
+        Step("devices", [&] { return platforms[0].GetDevices(found); });
+    }
+    void Creations() {
+        using Flags = OpenCLMemoryFlags;
+        const OpenCLContextRef& context = cl.context;
+        Step("context", [&] { return OpenCL::CreateContext(Platform(), Devices()); });
+        Step("queue", [&] { return context.CreateCommandQueue(3); });
+        Step("queue, unknown flags", [&] { return context.CreateCommandQueue(0xFFFFFFFE); });
+        const UInt32 allFlags[] = {0,
+                                   Flags::READ_WRITE,
+                                   Flags::READ_ONLY,
+                                   Flags::WRITE_ONLY,
+                                   Flags::READ_ONLY | Flags::ALLOC_HOST_PTR,
+                                   Flags::READ_WRITE | Flags::COPY_HOST_PTR,
+                                   Flags::WRITE_ONLY | Flags::USE_HOST_PTR,
+                                   0xFFFFFFC1};
+        for (const UInt32 flags : allFlags) {
+            const bool hasHost = (flags & (Flags::USE_HOST_PTR | Flags::COPY_HOST_PTR)) != 0;
+            Step("buffer", [&] { return context.CreateBuffer(flags, 16, hasHost ? bytes : nullptr); });
+        }
+        const OpenCLImageFormat format{OpenCLChannelOrder::BGRA, OpenCLChannelDataType::UNORM_INT8};
+        const UInt32 access = Flags::READ_ONLY | Flags::ALLOC_HOST_PTR | Flags::COPY_HOST_PTR;
+        Step("image", [&] { return context.CreateImage2D(access, format, 5, 3, 0); });
+        Step("image of bytes", [&] { return context.CreateImage2D(1, format, 5, 3, 20, bytes); });
+        Step("volume", [&] { return context.CreateImage3D(Flags::WRITE_ONLY, format, 8, 4, 2); });
+        Step("texture", [&] { return context.CreateFromGLTexture2D(Flags::READ_ONLY, 3553, 2, 9); });
+        Step("GL buffer", [&] { return context.CreateFromGLBuffer(Flags::WRITE_ONLY, 9); });
+    }
+    void Programs() {
+        const OpenCLContextRef& context = cl.context;
+        const OpenCLProgramRef& program = cl.program;
+        const char* sources[] = {"kernel void Main() {}", "abc"};
+        const size_t lengths[] = {0, 2};
+        BaseArray<UChar> binary;
+        fake.binary = {1, 2};
+        Step("sources", [&] { return context.CreateProgramWithSource(2, sources, lengths); });
+        Step("source", [&] { return context.CreateProgramWithSource(1, sources); });
+        Step("binary", [&] { return context.CreateProgramWithBinary(device, MakeArray<UChar>({1, 2})); });
+        Step("build", [&] { return program.Build(Devices(), "-w"); });
+        Step("build for all", [&] { return program.Build({}, nullptr); });
+        Step("build for none", [&] {
+            return program.Build(MakeArray<cl_device_id>({Devices()[0], nullptr}), nullptr);
+        });
+        Step("log", [&] { return program.GetBuildLog(Devices()[0]); });
+        Step("get binary", [&] { return program.GetBinary(binary); });
+        Step("kernel", [&] { return program.CreateKernel("Tail"); });
+    }
+    void Commands() {
+        const OpenCLCommandQueueRef& queue = cl.queue;
+        const OpenCLMemoryObjectRef& buffer = cl.buffer;
+        const size_t origin[] = {1, 2, 1};
+        const size_t region[] = {8, 6, 1};
+        size_t row = 0;
+        size_t slice = 0;
+        const size_t one = 1;
+        Step("launch", [&] {
+            return queue.EnqueueNDRangeKernel(cl.kernel, 1, nullptr, &one, nullptr, 0, nullptr, &event);
+        });
+        Step("wait", [&] { return queue.WaitForEvents(1, &event); });
+        Step("finish", [&] { return queue.Finish(); });
+        Step("map", [&] { return queue.EnqueueMapBuffer(buffer, true, 3, 4, 8, 0, nullptr, &second); });
+        Step("map image",
+             [&] { return queue.EnqueueMapImage(image, false, 2, origin, region, &row, &slice, 1, &event); });
+        Step("unmap", [&] { return queue.EnqueueUnmapMemObject(buffer, bytes, 1, &event); });
+        Step("read", [&] { return queue.EnqueueReadBuffer(buffer, true, 4, 8, bytes, 1, &event); });
+        Step("write", [&] { return queue.EnqueueWriteBuffer(buffer, false, 4, 8, bytes); });
+        Step("read image", [&] { return queue.EnqueueReadImage(image, true, origin, region, 5, 6, bytes); });
+        Step("write image",
+             [&] { return queue.EnqueueWriteImage(image, false, origin, region, 7, 8, bytes); });
+        const std::vector<OpenCLMemoryObjectRef> many(20, buffer);
+        Step("acquire", [&] { return queue.EnqueueAcquireGLObjects(20, many.data()); });
+        for (const Int none : {0, -3})
+            Step("release none",
+                 [&] { return queue.EnqueueReleaseGLObjects(none, nullptr, 1, &event, &event); });
+        Step("event", [&] { second = {}; });
+        for (const char* name : {"clCreateContext", "clCreateBuffer", "clEnqueueNDRangeKernel",
+                                 "clEnqueueMapBuffer", "clGetPlatformIDs"})
+            fake.Fail(name, CL_OUT_OF_RESOURCES);
+        Step("failing context", [&] { return OpenCL::CreateContext(Platform(), Devices()); });
+        Step("failing buffer", [&] { return cl.context.CreateBuffer(1, 8); });
+        Step("failing launch", [&] {
+            return queue.EnqueueNDRangeKernel(cl.kernel, 1, nullptr, &one, nullptr, 0, nullptr, &event);
+        });
+        Step("failing map",
+             [&] { return queue.EnqueueMapBuffer(buffer, true, 1, 0, 8, 0, nullptr, &event); });
+        Step("failing list", [&] { static_cast<void>(OpenCL::IsAvailable()); });
+        fake.FailNothing();
+    }
+    void Kernels() {
+        const OpenCLKernelRef& kernel = cl.kernel;
+        const Int32 ints[] = {3, -4};
+        const UInt32 uints[] = {3, 0xFFFFFFFF};
+        const Float32 floats[] = {1.5F, std::numeric_limits<Float32>::quiet_NaN()};
+        const Float64 doubles[] = {0.1, -std::numeric_limits<Float64>::infinity()};
+        const std::vector<Vector32> vectors(6, Vector32{1, 2, 3});
+        size_t sizes[3] = {};
+        for (const UInt32 which : {0U, 1U, 2U, 3U, 4U, 7U})
+            Step("information", [&] { return kernel.GetWorkGroupInfo(device, which, 24, sizes); });
+        Step("too little room", [&] { return kernel.GetWorkGroupInfo(device, 1, 8, sizes); });
+        Step("memory", [&] { return kernel.SetArg(0, cl.buffer); });
+        Step("local memory", [&] { return kernel.SetArgLocalMemory(1, 64); });
+        Step("integers", [&] { return kernel.SetArg(2, ints, 2); });
+        Step("no integers", [&] { return kernel.SetArg(2, static_cast<const Int32*>(nullptr), 2); });
+        Step("unsigned", [&] { return kernel.SetArg(0, uints, 2); });
+        Step("floats", [&] { return kernel.SetArg(0, floats, 2); });
+        Step("doubles", [&] { return kernel.SetArg(0, doubles, 2); });
+        for (const Int count : {0, 1, 5, 6})
+            Step("vectors", [&] { return kernel.SetArg(0, vectors.data(), count); });
+        // No event comes before arguments of 8 and 16 bits.
+        const Char chars[2] = {};
+        const UChar more[2] = {};
+        const Int16 shorts[2] = {};
+        const UInt16 words[2] = {};
+        Step("8 bits", [&] { return kernel.SetArg(0, chars, 2); });
+        Step("8 bits", [&] { return kernel.SetArg(0, more, 2); });
+        Step("16 bits", [&] { return kernel.SetArg(0, shorts, 2); });
+        Step("16 bits", [&] { return kernel.SetArg(0, words, 2); });
+    }
+    void Sharing() {
+        const OpenGLContextRef gl = MakeGLContext();
+        fake::Object& sharer = fake.AddDevice(*fake.platforms[0], "Sharer");
+        sharer.info[CL_DEVICE_EXTENSIONS] = fake::TextBytes("cl_khr_gl_sharing");
+        sharer.info[CL_DEVICE_TYPE] = fake::NumberBytes<cl_device_type>({CL_DEVICE_TYPE_GPU});
+        fake.sharingDevices = {fake.platforms[0]->devices[0], &sharer};
+        const auto share = [&] { return OpenCL::CreateGLSharedContext(gl, Platform()); };
+        Step("share", share, false);
+        fake.Fail("clGetGLContextInfoKHR", CL_INVALID_OPERATION);
+        Step("failing share", share, false);
+        fake.FailNothing();
+    }
+    void Releases() {
+        // Formats and images are asked for untraced.
+        BaseArray<OpenCLImageFormat> formats;
+        Step("formats", [&] { return cl.context.GetSupportedImageFormats(1, {}, formats); });
+        Step("image", [&] { EXPECT_FALSE(image.GetImageInfo(4).IsEmpty()); });
+        Step("kernel's end", [&] { return cl.kernel.Release(); });
+        Step("program's end", [&] { return cl.program.Release(); });
+        Step("buffer's end", [&] { return cl.buffer.Release(); });
+        Step("queue's end", [&] { return cl.queue.Release(); });
+        Step("context's end", [&] { cl.context = {}; });
+    }
+
+    OpenCLDeviceRef device;
+    BaseArray<OpenCLPlatformRef> platforms;
+    BaseArray<OpenCLDeviceRef> found;
+    std::byte bytes[64] = {};
+};
+
+TEST_F(CallsTest, EveryFunctionsValuesAreInWords) {
+    Queries();
+    Creations();
+    Programs();
+    Commands();
+    Kernels();
+    Sharing();
+    Releases();
+    ExpectGolden("calls");
+    const auto expectSeen = [&](const std::string& name, bool isTraced) {
+        EXPECT_EQ(text.find('\n' + name + '(') != text.npos, isTraced) << name;
+    };
+#define OPENCL_ENTRY(presence, name, before, after) expectSeen(#name, !entry::name::kBefore.empty());
+#include "nuvra/opencl_entries.def"
+#undef OPENCL_ENTRY
 }
 
 }  // namespace
