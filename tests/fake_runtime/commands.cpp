@@ -66,16 +66,11 @@ cl_int clEnqueueNDRangeKernel(cl_command_queue queue, cl_kernel kernel, cl_uint 
                               const size_t* offset, const size_t* global, const size_t* local,
                               cl_uint waitCount, const cl_event* waitList, cl_event* event) {
     const cl_uint sizes = std::min<cl_uint>(dimensions, 3);  // as many as an array has at most
-    const std::vector<Value> ranges = {ToValue(List(offset, sizes)), ToValue(List(global, sizes)),
-                                       ToValue(List(local, sizes))};
-    if (const cl_int code = Record(__func__, queue, kernel, dimensions, ranges[0], ranges[1], ranges[2],
-                                   waitCount, List(waitList, waitCount), event))
+    if (const cl_int code =
+            Record(__func__, queue, kernel, dimensions, List(offset, sizes), List(global, sizes),
+                   List(local, sizes), waitCount, List(waitList, waitCount), event))
         return code;
-    const Object* object = Find(kernel);
-    const cl_int code =
-        Enqueue(queue, CheckLaunch(object, dimensions, global, local), {waitCount, waitList, event});
-    if (code == CL_SUCCESS) Control::Get().launches.push_back({object->text, ranges, object->arguments});
-    return code;
+    return Enqueue(queue, CheckLaunch(Find(kernel), dimensions, global, local), {waitCount, waitList, event});
 }
 
 cl_int clFinish(cl_command_queue queue) {

@@ -62,12 +62,6 @@ std::string ToText(const Call& call) {
     return call.name + '(' + ListTexts(call.values, ", ") + ')';
 }
 
-std::string ToText(const Launch& launch) {
-    std::vector<Value> arguments;
-    for (const auto& [index, value] : launch.arguments) arguments.push_back(value);
-    return launch.kernel + ' ' + ListTexts(launch.ranges, " ") + " (" + ListTexts(arguments, ", ") + ')';
-}
-
 Bytes TextBytes(const std::string& text) {
     return Bytes(text.c_str(), text.c_str() + text.size() + 1);
 }
@@ -145,12 +139,6 @@ std::vector<std::string> Control::TextsOf(const std::string& name) const {
     std::vector<std::string> texts;
     for (const Call& call : calls)
         if (call.name == name) texts.push_back(ListTexts(call.values, ", "));
-    return texts;
-}
-
-std::vector<std::string> Control::LaunchTexts() const {
-    std::vector<std::string> texts;
-    for (const Launch& launch : launches) texts.push_back(fake::ToText(launch));
     return texts;
 }
 

@@ -38,17 +38,8 @@ struct Call {
     std::vector<Value> values;  ///< one an argument
 };
 
-/// A kernel launch with the arguments that were set at that moment.
-struct Launch {
-    std::string kernel;
-    std::vector<Value> ranges;  ///< offset, global and local size
-    std::map<cl_uint, Value> arguments;
-};
-
 /// "clFinish(queue1)", "null" for a null pointer and "ptr" for any other, bytes in hexadecimal.
 std::string ToText(const Call& call);
-/// "ClearMem1_0 [32] [3] null (memory1)"
-std::string ToText(const Launch& launch);
 
 /// Answers to information queries, as the bytes that the runtime writes.
 using Info = std::map<cl_uint, Bytes>;
@@ -109,11 +100,9 @@ public:
     std::function<cl_int(const Call& call)> intercept;
 
     std::vector<Call> calls;
-    std::vector<Launch> launches;
     std::vector<std::string> faults;  ///< handles unknown, released twice or used after their release
     /// The calls of a function as texts, without its name.
     std::vector<std::string> TextsOf(const std::string& name) const;
-    std::vector<std::string> LaunchTexts() const;
     /// Objects that are not released yet, platforms and devices aside.
     int CountLive() const;
 

@@ -1,5 +1,6 @@
 #include <set>
 
+#include "gl_context.h"
 #include "nuvra/open_cl_task.h"
 #include "tracer.h"
 
@@ -21,6 +22,7 @@ struct World {
     Objects& cl;
     cl_platform_id platform;
     const BaseArray<cl_device_id>& devices;
+    OpenGLContextRef gl;
     OpenCLDeviceRef device;
     OpenCLMemoryObjectRef image;
     OpenCLKernelRef tail;
@@ -63,6 +65,13 @@ std::string CreateContext(World& world) {
             return {};
         },
         [&] { return context.CreateCommandQueue(); });
+}
+
+std::string ShareContext(World& world) {
+    BaseArray<OpenCLDeviceRef> devices;
+    const auto give = [&] { return devices.Append(world.device); };
+    return RunAll([&] { return OpenCL::CreateGLSharedContext(world.gl, world.platform); }, give,
+                  [&] { return OpenCL::CreateGLSharedContextForDevices(world.gl, devices); });
 }
 
 std::string CreateMemory(World& world) {
@@ -213,6 +222,7 @@ const Scenario kScenarios[] = {
     {"ListDevices", ListDevices, {"OK", "UNSPECIFIED"}},
     {"AskDevice", AskDevice, {"OK", "UNSPECIFIED"}},
     {"CreateContext", CreateContext, {}},
+    {"ShareContext", ShareContext, {"OK", "UNSPECIFIED", "EXTENSION_NOT_SUPPORTED"}},
     {"CreateMemory", CreateMemory, {}},
     {"MakeProgram", MakeProgram, {"OK"}},  // the log then is a text about it
     {"SetArguments", SetArguments, {}},
@@ -238,7 +248,10 @@ protected:
     template <class Arm, class Look>
     void Run(const Arm& arm, const Look& look) {
         fake.Reset();
-        fake.platforms[0]->devices[0]->info[CL_DEVICE_LOCAL_MEM_SIZE] = fake::NumberBytes<cl_ulong>({32768});
+        fake::Object* device = fake.platforms[0]->devices[0];
+        device->info[CL_DEVICE_LOCAL_MEM_SIZE] = fake::NumberBytes<cl_ulong>({32768});
+        device->info[CL_DEVICE_EXTENSIONS] = fake::TextBytes("cl_khr_gl_sharing");
+        fake.sharingDevices = {device};
         Start(FakeLibrary());
         MakeObjects();
         {
@@ -246,6 +259,7 @@ protected:
             World world{cl,
                         Platform(),
                         devices,
+                        MakeGLContext(),
                         OpenCL::GetDeviceFromId(devices[0]).GetValue(),
                         cl.context.CreateImage2D(1, {}, 8, 8).GetValue(),
                         cl.program.CreateKernel("Tail").GetValue(),
@@ -269,9 +283,11 @@ protected:
     /// The outcomes that a scenario may have when a call of this function fails.
     static Allowed OutcomesAfter(const std::string& function, const std::string& code) {
         if (function.starts_with("clRelease") || function == "clGetProgramBuildInfo") return {"OK"};
+        if (function == "clGetExtensionFunctionAddress") return {"EXTENSION_NOT_SUPPORTED"};
         if (function == "clGetPlatformInfo") return {"OK", "UNSPECIFIED"};
         if (function == "clGetDeviceInfo")
-            return {"OK", "UNSPECIFIED", "CL_INVALID_WORK_GROUP_SIZE", kOutOfMemory, code};
+            return {"OK",         "UNSPECIFIED", "CL_INVALID_WORK_GROUP_SIZE", "EXTENSION_NOT_SUPPORTED",
+                    kOutOfMemory, code};
         if (GetParam().buildsAgain && function == "clGetKernelWorkGroupInfo") return {"OK", code};
         const bool isOfBuild = function == "clCreateProgramWithSource" || function == "clBuildProgram" ||
                                function == "clCreateKernel";

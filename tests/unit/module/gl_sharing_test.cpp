@@ -287,30 +287,5 @@ TEST_F(GLSharingTest, GivenDevicesThatAreNoneFailBeforeTheRuntimeIsAsked) {
     EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices(gl, GetDevices(0))), "CL_INVALID_OPERATION");
 }
 
-TEST_F(GLSharingTest, EveryAllocationMayFail) {
-    AddSharing();
-    const BaseArray<OpenCLDeviceRef> devices = GetDevices(0);
-    const std::function<std::string()> operations[] = {
-        [&] { return Create(Platform()); },
-        [&] { return Outcome(OpenCL::CreateGLSharedContextForDevices(gl, devices)); },
-    };
-    for (const auto& operation : operations) {
-        Int failures = 0;
-        for (;; failures++) {
-            host->allocations.FailFrom(failures);
-            const std::string outcome = operation();
-            host->allocations.FailNone();
-            EXPECT_EQ(fake.CountLive(), 0);
-            if (outcome == "OK") break;
-            // A device's texts may be missing; a missing version does not parse, and no extension shares.
-            EXPECT_TRUE(outcome == kOutOfMemory || outcome == "UNSPECIFIED" ||
-                        outcome == "EXTENSION_NOT_SUPPORTED")
-                << outcome;
-            ASSERT_LT(failures, 100);
-        }
-        EXPECT_GE(failures, 2) << "the context object and its list of devices";
-    }
-}
-
 }  // namespace
 }  // namespace nuvra::test

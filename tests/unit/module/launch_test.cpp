@@ -45,12 +45,13 @@ TEST_F(LaunchTest, EveryItemOfACutRangeRunsOnceInOrder) {
     const std::array<size_t, 3> allLimits[] = {{1, 1, 1}, {4, 2, 2}, {3, 5, 1}, {7, 1, 4}, {64, 64, 64}};
     for (const auto& limits : allLimits) {
         for (const size_t count : {1U, 2U, 3U, 7U, 8U, 15U, 16U, 17U, 63U, 128U}) {
-            fake.launches.clear();
+            fake.calls.clear();
             ASSERT_EQ(Range(limits.data(), 5, count), "OK");
             size_t next = 5;
-            for (const fake::Launch& launch : fake.launches) {
-                const auto& offset = std::get<fake::Numbers>(launch.ranges[0]);
-                const auto& global = std::get<fake::Numbers>(launch.ranges[1]);
+            for (const fake::Call& call : fake.calls) {
+                if (call.name != "clEnqueueNDRangeKernel") continue;
+                const auto& offset = std::get<fake::Numbers>(call.values[3]);
+                const auto& global = std::get<fake::Numbers>(call.values[4]);
                 EXPECT_EQ(offset, (fake::Numbers{next, 0, 0}));
                 for (size_t i = 0; i < 3; i++) EXPECT_LE(global[i], limits[i]);
                 next += global[0] * global[1] * global[2];

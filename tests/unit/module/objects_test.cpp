@@ -179,10 +179,11 @@ TEST_F(ObjectsTest, ArgumentsOfEveryTypeHaveTheirBytes) {
                      "kernel1, 6, 16, 010000000200000003000000ffffffff", "kernel1, 7, 4, 05000000",
                      "kernel1, 8, 4, 0000803f", "kernel1, 9, 8, 000000000000f03f"}));
     EXPECT_EQ(Outcome(kernel.SetArg(0, ints, 0)), "CL_INVALID_ARG_SIZE") << "the runtime's answer";
+    size_t value = 0;
     size_t written = 0;
-    EXPECT_EQ(Outcome(kernel.GetWorkGroupInfo(device, 0, 8, &written, &written)), "OK");
+    EXPECT_EQ(Outcome(kernel.GetWorkGroupInfo(device, 0, 8, &value, &written)), "OK");
     EXPECT_EQ(written, 8U);
-    EXPECT_EQ(Outcome(kernel.GetWorkGroupInfo({}, 0, 8, &written)), kNullPointer);
+    EXPECT_EQ(Outcome(kernel.GetWorkGroupInfo({}, 0, 8, &value)), kNullPointer);
     fake.calls.clear();
     for (const Int count : {Int{-1}, INT64_MIN, INT64_MAX})
         EXPECT_EQ(Outcome(kernel.SetArg(0, doubles, count)), "CL_INVALID_ARG_SIZE") << count;

@@ -10,6 +10,8 @@
 namespace nuvra::test {
 namespace {
 
+#define STEP(operation) Step(#operation, [&] { return operation; })
+
 /// A scenario of steps, whose log of calls is compared with a file of golden/.
 class GoldenTest : public TracingTest {
 protected:
@@ -246,11 +248,10 @@ TEST_F(GoldenTest, Launches) {
     const size_t grouped[] = {8, 2, 2};
     constexpr size_t kHuge = size_t{1} << 40;
     const size_t huge[] = {kHuge, kHuge, 1};
-    Step("sizes",
-         [&] { return queue.EnqueueNDRangeKernel(kernel, 2, offset, global, local, 0, nullptr, &event); });
-    Step("no offset", [&] { return queue.EnqueueNDRangeKernel(kernel, 2, nullptr, global, nullptr); });
-    Step("four dimensions", [&] { return queue.EnqueueNDRangeKernel(kernel, 4, nullptr, grouped, nullptr); });
-    Step("seventy", [&] { return queue.EnqueueNDRangeKernel(kernel, 70, nullptr, grouped, grouped); });
+    STEP(queue.EnqueueNDRangeKernel(kernel, 2, offset, global, local, 0, nullptr, &event));
+    STEP(queue.EnqueueNDRangeKernel(kernel, 2, nullptr, global, nullptr));
+    STEP(queue.EnqueueNDRangeKernel(kernel, 4, nullptr, grouped, nullptr));
+    STEP(queue.EnqueueNDRangeKernel(kernel, 70, nullptr, grouped, grouped));
     const auto range = [&](const char* title, const size_t* most, size_t first, size_t count, Int waits = 1,
                            OpenCLEventRef* slot = nullptr) {
         Step(title, [&] { return queue.EnqueueRange(kernel, most, first, count, waits, &event, slot); });
@@ -261,10 +262,10 @@ TEST_F(GoldenTest, Launches) {
     range("limits of zero", zeros, 0, 3, 0);
     range("limits beyond any count", huge, 0, kHuge + 5, 0);
     range("an event of the last", limits, 0, 37, 0, &second);
-    Step("that event", [&] { return queue.WaitForEvents(1, &second); });
+    STEP(queue.WaitForEvents(1, &second));
     range("nothing to wait for", limits, 10, 0, 0);
     range("an empty range waits", limits, 10, 0, 1, &second);
-    Step("an event of none", [&] { return queue.WaitForEvents(1, &second); });
+    STEP(queue.WaitForEvents(1, &second));
     const auto groups = [&](const char* title, size_t size, const size_t* most, size_t first, size_t count) {
         Step(title, [&] {
             return queue.EnqueueGroupedRange(kernel, size, tail, most, first, count, 1, &event, &second);
@@ -289,15 +290,12 @@ TEST_F(GoldenTest, Launches) {
     groups("groups fail", 64, nullptr, 0, 70);
     const OpenCLEventRef mixed[] = {{}, event, {}, event};
     const OpenCLEventRef nothing[3];
-    Step("a list with gaps",
-         [&] { return queue.EnqueueNDRangeKernel(kernel, 1, nullptr, global, nullptr, 4, mixed, &event); });
+    STEP(queue.EnqueueNDRangeKernel(kernel, 1, nullptr, global, nullptr, 4, mixed, &event));
     for (const Int count : {3, -1})
-        Step("a list of nothing",
-             [&] { return queue.EnqueueNDRangeKernel(kernel, 1, nullptr, global, nullptr, count, nothing); });
-    Step("a chain of ranges", [&] { return queue.EnqueueRange(kernel, limits, 0, 5, 1, &event, &event); });
-    Step("a chain of groups",
-         [&] { return queue.EnqueueGroupedRange(kernel, 4, tail, nullptr, 0, 5, 1, &event, &event); });
-    Step("waiting for nothing", [&] { return queue.WaitForEvents(3, nothing); });
+        STEP(queue.EnqueueNDRangeKernel(kernel, 1, nullptr, global, nullptr, count, nothing));
+    STEP(queue.EnqueueRange(kernel, limits, 0, 5, 1, &event, &event));
+    STEP(queue.EnqueueGroupedRange(kernel, 4, tail, nullptr, 0, 5, 1, &event, &event));
+    STEP(queue.WaitForEvents(3, nothing));
     ExpectGolden("launches");
 }
 
@@ -319,15 +317,15 @@ protected:
 
     void Queries() {
         Step("available", [] { static_cast<void>(OpenCL::IsAvailable()); });
-        Step("platforms", [&] { return OpenCL::GetPlatforms(platforms); });
-        Step("devices", [&] { return platforms[0].GetDevices(found); });
+        STEP(OpenCL::GetPlatforms(platforms));
+        STEP(platforms[0].GetDevices(found));
     }
     void Creations() {
         using Flags = OpenCLMemoryFlags;
         const OpenCLContextRef& context = cl.context;
-        Step("context", [&] { return OpenCL::CreateContext(Platform(), Devices()); });
-        Step("queue", [&] { return context.CreateCommandQueue(3); });
-        Step("queue, unknown flags", [&] { return context.CreateCommandQueue(0xFFFFFFFE); });
+        STEP(OpenCL::CreateContext(Platform(), Devices()));
+        STEP(context.CreateCommandQueue(3));
+        STEP(context.CreateCommandQueue(0xFFFFFFFE));
         const UInt32 allFlags[] = {0,
                                    Flags::READ_WRITE,
                                    Flags::READ_ONLY,
@@ -338,15 +336,15 @@ protected:
                                    0xFFFFFFC1};
         for (const UInt32 flags : allFlags) {
             const bool hasHost = (flags & (Flags::USE_HOST_PTR | Flags::COPY_HOST_PTR)) != 0;
-            Step("buffer", [&] { return context.CreateBuffer(flags, 16, hasHost ? bytes : nullptr); });
+            STEP(context.CreateBuffer(flags, 16, hasHost ? bytes : nullptr));
         }
         const OpenCLImageFormat format{OpenCLChannelOrder::BGRA, OpenCLChannelDataType::UNORM_INT8};
         const UInt32 access = Flags::READ_ONLY | Flags::ALLOC_HOST_PTR | Flags::COPY_HOST_PTR;
-        Step("image", [&] { return context.CreateImage2D(access, format, 5, 3, 0); });
-        Step("image of bytes", [&] { return context.CreateImage2D(1, format, 5, 3, 20, bytes); });
-        Step("volume", [&] { return context.CreateImage3D(Flags::WRITE_ONLY, format, 8, 4, 2); });
-        Step("texture", [&] { return context.CreateFromGLTexture2D(Flags::READ_ONLY, 3553, 2, 9); });
-        Step("GL buffer", [&] { return context.CreateFromGLBuffer(Flags::WRITE_ONLY, 9); });
+        STEP(context.CreateImage2D(access, format, 5, 3, 0));
+        STEP(context.CreateImage2D(1, format, 5, 3, 20, bytes));
+        STEP(context.CreateImage3D(Flags::WRITE_ONLY, format, 8, 4, 2));
+        STEP(context.CreateFromGLTexture2D(Flags::READ_ONLY, 3553, 2, 9));
+        STEP(context.CreateFromGLBuffer(Flags::WRITE_ONLY, 9));
     }
     void Programs() {
         const OpenCLContextRef& context = cl.context;
@@ -355,17 +353,15 @@ protected:
         const size_t lengths[] = {0, 2};
         BaseArray<UChar> binary;
         fake.binary = {1, 2};
-        Step("sources", [&] { return context.CreateProgramWithSource(2, sources, lengths); });
-        Step("source", [&] { return context.CreateProgramWithSource(1, sources); });
-        Step("binary", [&] { return context.CreateProgramWithBinary(device, MakeArray<UChar>({1, 2})); });
-        Step("build", [&] { return program.Build(Devices(), "-w"); });
-        Step("build for all", [&] { return program.Build({}, nullptr); });
-        Step("build for none", [&] {
-            return program.Build(MakeArray<cl_device_id>({Devices()[0], nullptr}), nullptr);
-        });
-        Step("log", [&] { return program.GetBuildLog(Devices()[0]); });
-        Step("get binary", [&] { return program.GetBinary(binary); });
-        Step("kernel", [&] { return program.CreateKernel("Tail"); });
+        STEP(context.CreateProgramWithSource(2, sources, lengths));
+        STEP(context.CreateProgramWithSource(1, sources));
+        STEP(context.CreateProgramWithBinary(device, MakeArray<UChar>({1, 2})));
+        STEP(program.Build(Devices(), "-w"));
+        STEP(program.Build({}, nullptr));
+        STEP(program.Build(MakeArray<cl_device_id>({Devices()[0], nullptr}), nullptr));
+        STEP(program.GetBuildLog(Devices()[0]));
+        STEP(program.GetBinary(binary));
+        STEP(program.CreateKernel("Tail"));
     }
     void Commands() {
         const OpenCLCommandQueueRef& queue = cl.queue;
@@ -375,36 +371,27 @@ protected:
         size_t row = 0;
         size_t slice = 0;
         const size_t one = 1;
-        Step("launch", [&] {
-            return queue.EnqueueNDRangeKernel(cl.kernel, 1, nullptr, &one, nullptr, 0, nullptr, &event);
-        });
-        Step("wait", [&] { return queue.WaitForEvents(1, &event); });
-        Step("finish", [&] { return queue.Finish(); });
-        Step("map", [&] { return queue.EnqueueMapBuffer(buffer, true, 3, 4, 8, 0, nullptr, &second); });
-        Step("map image",
-             [&] { return queue.EnqueueMapImage(image, false, 2, origin, region, &row, &slice, 1, &event); });
-        Step("unmap", [&] { return queue.EnqueueUnmapMemObject(buffer, bytes, 1, &event); });
-        Step("read", [&] { return queue.EnqueueReadBuffer(buffer, true, 4, 8, bytes, 1, &event); });
-        Step("write", [&] { return queue.EnqueueWriteBuffer(buffer, false, 4, 8, bytes); });
-        Step("read image", [&] { return queue.EnqueueReadImage(image, true, origin, region, 5, 6, bytes); });
-        Step("write image",
-             [&] { return queue.EnqueueWriteImage(image, false, origin, region, 7, 8, bytes); });
+        STEP(queue.EnqueueNDRangeKernel(cl.kernel, 1, nullptr, &one, nullptr, 0, nullptr, &event));
+        STEP(queue.WaitForEvents(1, &event));
+        STEP(queue.Finish());
+        STEP(queue.EnqueueMapBuffer(buffer, true, 3, 4, 8, 0, nullptr, &second));
+        STEP(queue.EnqueueMapImage(image, false, 2, origin, region, &row, &slice, 1, &event));
+        STEP(queue.EnqueueUnmapMemObject(buffer, bytes, 1, &event));
+        STEP(queue.EnqueueReadBuffer(buffer, true, 4, 8, bytes, 1, &event));
+        STEP(queue.EnqueueWriteBuffer(buffer, false, 4, 8, bytes));
+        STEP(queue.EnqueueReadImage(image, true, origin, region, 5, 6, bytes));
+        STEP(queue.EnqueueWriteImage(image, false, origin, region, 7, 8, bytes));
         const std::vector<OpenCLMemoryObjectRef> many(20, buffer);
-        Step("acquire", [&] { return queue.EnqueueAcquireGLObjects(20, many.data()); });
-        for (const Int none : {0, -3})
-            Step("release none",
-                 [&] { return queue.EnqueueReleaseGLObjects(none, nullptr, 1, &event, &event); });
+        STEP(queue.EnqueueAcquireGLObjects(20, many.data()));
+        for (const Int none : {0, -3}) STEP(queue.EnqueueReleaseGLObjects(none, nullptr, 1, &event, &event));
         Step("event", [&] { second = {}; });
         for (const char* name : {"clCreateContext", "clCreateBuffer", "clEnqueueNDRangeKernel",
                                  "clEnqueueMapBuffer", "clGetPlatformIDs"})
             fake.Fail(name, CL_OUT_OF_RESOURCES);
-        Step("failing context", [&] { return OpenCL::CreateContext(Platform(), Devices()); });
-        Step("failing buffer", [&] { return cl.context.CreateBuffer(1, 8); });
-        Step("failing launch", [&] {
-            return queue.EnqueueNDRangeKernel(cl.kernel, 1, nullptr, &one, nullptr, 0, nullptr, &event);
-        });
-        Step("failing map",
-             [&] { return queue.EnqueueMapBuffer(buffer, true, 1, 0, 8, 0, nullptr, &event); });
+        STEP(OpenCL::CreateContext(Platform(), Devices()));
+        STEP(cl.context.CreateBuffer(1, 8));
+        STEP(queue.EnqueueNDRangeKernel(cl.kernel, 1, nullptr, &one, nullptr, 0, nullptr, &event));
+        STEP(queue.EnqueueMapBuffer(buffer, true, 1, 0, 8, 0, nullptr, &event));
         Step("failing list", [&] { static_cast<void>(OpenCL::IsAvailable()); });
         fake.FailNothing();
     }
@@ -417,26 +404,25 @@ protected:
         const std::vector<Vector32> vectors(6, Vector32{1, 2, 3});
         size_t sizes[3] = {};
         for (const UInt32 which : {0U, 1U, 2U, 3U, 4U, 7U})
-            Step("information", [&] { return kernel.GetWorkGroupInfo(device, which, 24, sizes); });
-        Step("too little room", [&] { return kernel.GetWorkGroupInfo(device, 1, 8, sizes); });
-        Step("memory", [&] { return kernel.SetArg(0, cl.buffer); });
-        Step("local memory", [&] { return kernel.SetArgLocalMemory(1, 64); });
-        Step("integers", [&] { return kernel.SetArg(2, ints, 2); });
-        Step("no integers", [&] { return kernel.SetArg(2, static_cast<const Int32*>(nullptr), 2); });
-        Step("unsigned", [&] { return kernel.SetArg(0, uints, 2); });
-        Step("floats", [&] { return kernel.SetArg(0, floats, 2); });
-        Step("doubles", [&] { return kernel.SetArg(0, doubles, 2); });
-        for (const Int count : {0, 1, 5, 6})
-            Step("vectors", [&] { return kernel.SetArg(0, vectors.data(), count); });
+            STEP(kernel.GetWorkGroupInfo(device, which, 24, sizes));
+        STEP(kernel.GetWorkGroupInfo(device, 1, 8, sizes));
+        STEP(kernel.SetArg(0, cl.buffer));
+        STEP(kernel.SetArgLocalMemory(1, 64));
+        STEP(kernel.SetArg(2, ints, 2));
+        STEP(kernel.SetArg(2, static_cast<const Int32*>(nullptr), 2));
+        STEP(kernel.SetArg(0, uints, 2));
+        STEP(kernel.SetArg(0, floats, 2));
+        STEP(kernel.SetArg(0, doubles, 2));
+        for (const Int count : {0, 1, 5, 6}) STEP(kernel.SetArg(0, vectors.data(), count));
         // No event comes before arguments of 8 and 16 bits.
         const Char chars[2] = {};
         const UChar more[2] = {};
         const Int16 shorts[2] = {};
         const UInt16 words[2] = {};
-        Step("8 bits", [&] { return kernel.SetArg(0, chars, 2); });
-        Step("8 bits", [&] { return kernel.SetArg(0, more, 2); });
-        Step("16 bits", [&] { return kernel.SetArg(0, shorts, 2); });
-        Step("16 bits", [&] { return kernel.SetArg(0, words, 2); });
+        STEP(kernel.SetArg(0, chars, 2));
+        STEP(kernel.SetArg(0, more, 2));
+        STEP(kernel.SetArg(0, shorts, 2));
+        STEP(kernel.SetArg(0, words, 2));
     }
     void Sharing() {
         const OpenGLContextRef gl = MakeGLContext();
@@ -453,12 +439,12 @@ protected:
     void Releases() {
         // Formats and images are asked for untraced.
         BaseArray<OpenCLImageFormat> formats;
-        Step("formats", [&] { return cl.context.GetSupportedImageFormats(1, {}, formats); });
+        STEP(cl.context.GetSupportedImageFormats(1, {}, formats));
         Step("image", [&] { EXPECT_FALSE(image.GetImageInfo(4).IsEmpty()); });
-        Step("kernel's end", [&] { return cl.kernel.Release(); });
-        Step("program's end", [&] { return cl.program.Release(); });
-        Step("buffer's end", [&] { return cl.buffer.Release(); });
-        Step("queue's end", [&] { return cl.queue.Release(); });
+        STEP(cl.kernel.Release());
+        STEP(cl.program.Release());
+        STEP(cl.buffer.Release());
+        STEP(cl.queue.Release());
         Step("context's end", [&] { cl.context = {}; });
     }
 
@@ -480,9 +466,9 @@ TEST_F(CallsTest, EveryFunctionsValuesAreInWords) {
     const auto expectSeen = [&](const std::string& name, bool isTraced) {
         EXPECT_EQ(text.find('\n' + name + '(') != text.npos, isTraced) << name;
     };
-#define OPENCL_ENTRY(presence, name, before, after) expectSeen(#name, !entry::name::kBefore.empty());
-#include "nuvra/opencl_entries.def"
-#undef OPENCL_ENTRY
+#define OPENCL_FUNCTION(presence, name, effect, before, after) \
+    expectSeen(#name, !entry::name::kBefore.empty());
+#include "nuvra/opencl_functions.def"
 }
 
 }  // namespace
