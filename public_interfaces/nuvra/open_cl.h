@@ -8,9 +8,9 @@
 
 namespace nuvra {
 
-/// The way in. Every operation but `IsAvailable` fails with OPENCL_UNINITIALIZED when no OpenCL runtime could
-/// be bound at start-up, and with the null-pointer error where no module is started. Nothing is cached: each
-/// call makes new objects. Usable on any thread.
+/// The entry point. Every operation but `IsAvailable` fails with OPENCL_UNINITIALIZED when no OpenCL runtime
+/// could be bound at start-up, and with the null-pointer error where no module is started. Nothing is cached:
+/// each call makes new objects. Usable on any thread.
 struct OpenCL {
     static constexpr Id kId{"nuvra.OpenCL#1"};
     static constexpr const char* kHeader = "nuvra/open_cl.h";
@@ -38,8 +38,8 @@ struct OpenCL {
         return InvokeStatic<OpenCL, &Operations::GetDeviceFromId>(device);
     }
     /// A context of the platform's devices that can share memory with the OpenGL context; a null platform
-    /// means one that can. EXTENSION_NOT_SUPPORTED where the system has no such sharing, or no device of the
-    /// given platform lists cl_khr_gl_sharing; the null-pointer error for an empty OpenGL context.
+    /// chooses one that can. EXTENSION_NOT_SUPPORTED where the system has no such sharing, or no device of
+    /// the given platform lists cl_khr_gl_sharing; the null-pointer error for an empty OpenGL context.
     static Result<OpenCLContextRef> CreateGLSharedContext(const OpenGLContextRef& glContext,
                                                           cl_platform_id platform) {
         return InvokeStatic<OpenCL, &Operations::CreateGLSharedContext>(glContext, platform);

@@ -65,14 +65,14 @@ struct OpenCLCommandQueueInterface {
     };
 };
 
-/// A command queue: the way of all work to a device. As safe on several threads as the runtime makes it.
+/// A command queue, through which all work reaches a device. As thread-safe as the runtime makes it.
 ///
 /// Every enqueue takes a wait list, `waitCount` event references of which empty ones are skipped, and an
 /// event slot, which may be null. A slot is given a new event before anything is enqueued; the event that it
 /// held may stand in the wait list of the same call. Before anything is touched, an operation fails with
 /// CL_INVALID_KERNEL for an empty or released kernel, CL_INVALID_MEM_OBJECT for an empty memory object and
 /// for an image where a buffer is meant or the other way round, CL_INVALID_VALUE for an offset and size whose
-/// sum no number holds, and CL_INVALID_EVENT_WAIT_LIST for an event object without an event. Other failures
+/// sum overflows, and CL_INVALID_EVENT_WAIT_LIST for an event object without an event. Other failures
 /// are the runtime's codes and the out-of-memory error. Sizes, offsets and pitches are bytes, except in
 /// images' origins and regions (pixels) and in launches (work-items).
 class OpenCLCommandQueueRef : public ObjectRef<OpenCLCommandQueueInterface> {
@@ -94,7 +94,7 @@ public:
                                          OpenCLEventRef* event = nullptr) const {
         return Invoke<&Operations::EnqueueAcquireGLObjects>(count, objects, waitCount, waitList, event);
     }
-    /// Hands them back to OpenGL; fails likewise.
+    /// Hands them back to OpenGL, with the same failures.
     Result<void> EnqueueReleaseGLObjects(Int count, const OpenCLMemoryObjectRef* objects, Int waitCount = 0,
                                          const OpenCLEventRef* waitList = nullptr,
                                          OpenCLEventRef* event = nullptr) const {
@@ -115,8 +115,8 @@ public:
     /// dimensions that stay below them: whole slabs, then whole rows, then a rest; the kernel's index is then
     /// get_global_id(0) + get_global_size(0) * (get_global_id(1) + get_global_size(1) * get_global_id(2)).
     /// The first launch waits for the wait list, the event is the last launch's, and after a failing launch
-    /// none follows. On an out-of-order queue a range that is cut therefore waits with its first part alone,
-    /// and its event tells of its last part alone: wait for the list, and finish the queue, by hand.
+    /// none follows. On an out-of-order queue only the first part of a range that is cut waits for the list,
+    /// and the event is the last part's alone: wait for the list, and finish the queue, by hand.
     Result<void> EnqueueRange(const OpenCLKernelRef& kernel, const size_t* limits, size_t offset,
                               size_t count, Int waitCount = 0, const OpenCLEventRef* waitList = nullptr,
                               OpenCLEventRef* event = nullptr) const {
@@ -145,7 +145,7 @@ public:
         return Invoke<&Operations::EnqueueMapBuffer>(memory, blocking, flags, offset, size, waitCount,
                                                      waitList, event);
     }
-    /// The address of the mapped box, likewise; `origin` and `region` have three entries, the pitches are
+    /// The address of the mapped box, as above; `origin` and `region` have three entries, the pitches are
     /// written.
     Result<void*> EnqueueMapImage(const OpenCLMemoryObjectRef& memory, Bool blocking, UChar flags,
                                   const size_t* origin, const size_t* region, size_t* rowPitch,

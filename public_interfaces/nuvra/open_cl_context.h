@@ -106,7 +106,7 @@ public:
                                                         UInt32 texture) const {
         return Invoke<&Operations::CreateFromGLTexture2D>(access, target, mipLevel, texture);
     }
-    /// Memory of an OpenGL buffer, likewise.
+    /// Memory of an OpenGL buffer, with the same failures.
     Result<OpenCLMemoryObjectRef> CreateFromGLBuffer(UInt32 access, UInt32 buffer) const {
         return Invoke<&Operations::CreateFromGLBuffer>(access, buffer);
     }
@@ -133,7 +133,7 @@ public:
         return Invoke<&Operations::CreateProgramWithSource>(count, strings, lengths);
     }
     /// A program of a device binary, as `OpenCLProgramRef::GetBinary` gives it. An empty device is the
-    /// null-pointer error. Some runtimes end the process over bytes that they have not made: keep binaries
+    /// null-pointer error. Some runtimes end the process on bytes that are not their own: keep binaries
     /// where nothing else writes.
     Result<OpenCLProgramRef> CreateProgramWithBinary(OpenCLDeviceRef device,
                                                      const BaseArray<UChar>& binary) const {

@@ -66,8 +66,8 @@ public:
     Result<void> SetArg(UInt32 index, const OpenCLMemoryObjectRef& memory) const {
         return Invoke<&Operations::SetArgMemoryObject>(index, memory);
     }
-    /// Gives the kernel `size` bytes of local memory, for a `__local` argument alone: to a `__global` one,
-    /// the size of a pointer means no memory, of which a kernel then dies.
+    /// Gives a `__local` argument `size` bytes of local memory. Not for a `__global` argument: the size of a
+    /// pointer sets it to null, and the kernel crashes.
     Result<void> SetArgLocalMemory(UInt32 index, size_t size) const {
         return Invoke<&Operations::SetArgLocalMemory>(index, size);
     }

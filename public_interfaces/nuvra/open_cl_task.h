@@ -34,8 +34,8 @@ public:
     /// device goes to the host's diagnostics.
     Result<void> Init(const OpenCLContextRef& context) const { return Invoke<&Operations::Init>(context); }
     /// Enqueues the work on a queue of the context; memory objects of the record must live until the queue
-    /// has finished. `parameters` is the task's own record below. Returns without waiting for the work, but
-    /// "prefixsum" and "image.scalebicubic", whose calls share buffers: these wait for what their latest call
+    /// has finished. `parameters` is the task's own record below. Returns without waiting for the work;
+    /// only "prefixsum" and "image.scalebicubic", whose calls share buffers, wait: for what their latest call
     /// enqueued on another queue, and on an out-of-order queue for each launch that the next one needs.
     ///
     /// Before any OpenCL call fails with CL_INVALID_VALUE for a null record, another version, a null pointer
@@ -78,14 +78,14 @@ struct InvertImageParameters {
     Int64 version = 1;
     const OpenCLMemoryObjectRef* source = nullptr;
     const OpenCLMemoryObjectRef* destination = nullptr;
-    Int64 x = 0;  ///< pixels, as the following
+    Int64 x = 0;  ///< pixels; also the members below
     Int64 y = 0;
     Int64 width = 0;
     Int64 height = 0;
 };
 
-/// "image.gamma": each colour channel c of a rectangle becomes c to the power `gamma`, as IEEE 754 has it for
-/// every value; alpha stays. The rest is as for "image.invert".
+/// "image.gamma": each colour channel c of a rectangle becomes c to the power `gamma`, as IEEE 754 defines it
+/// for every value; alpha stays. The rest is as for "image.invert".
 struct GammaImageParameters {
     Int64 version = 1;
     const OpenCLMemoryObjectRef* source = nullptr;
@@ -100,8 +100,8 @@ struct GammaImageParameters {
 /// "crc32c": advances a running CRC-32C (polynomial 0x1EDC6F41, reflected, as in RFC 3720) by the first
 /// `size` bytes of `data`. The register is the first 32-bit word of `crc`, a buffer of at least 4 bytes; the
 /// checksum is the register with all bits inverted after the last piece. The pieces of one checksum must go
-/// to one in-order queue, or the caller waits for each. One work-item does it, so that a long piece can
-/// exceed what a driver lets a kernel take.
+/// to one in-order queue, or the caller waits for each. One work-item does it: a long piece can
+/// exceed a driver's time limit for kernels.
 struct Crc32cParameters {
     Int64 version = 1;
     const OpenCLMemoryObjectRef* data = nullptr;
@@ -112,7 +112,7 @@ struct Crc32cParameters {
 
 /// "prefixsum": exclusive prefix sums of `count` 32-bit unsigned values, modulo 2^32. `input` and `output`
 /// are different buffers of `paddedCount` elements, the power of two that `QueryParameter(0, count)` answers
-/// with. What stands beyond `count` elements of the output has no meaning. CL_INVALID_VALUE for counts that
+/// with. The output beyond `count` elements is undefined. CL_INVALID_VALUE for counts that
 /// do not fit together, CL_INVALID_BUFFER_SIZE where the device cannot hold the sums.
 struct PrefixSumParameters {
     Int64 version = 1;
@@ -133,7 +133,7 @@ struct ScaleParameters {
     Int64 version = 1;
     const OpenCLMemoryObjectRef* source = nullptr;
     const OpenCLMemoryObjectRef* destination = nullptr;
-    Int64 srcX = 0;  ///< pixels, as the following
+    Int64 srcX = 0;  ///< pixels; also the members below
     Int64 srcY = 0;
     Int64 srcWidth = 0;
     Int64 srcHeight = 0;
@@ -152,7 +152,7 @@ struct StereoSbsParameters {
     const OpenCLMemoryObjectRef* first = nullptr;
     const OpenCLMemoryObjectRef* second = nullptr;
     const OpenCLMemoryObjectRef* destination = nullptr;
-    Int64 x = 0;  ///< pixels, as the following
+    Int64 x = 0;  ///< pixels; also the members below
     Int64 y = 0;
     Int64 width = 0;
     Int64 height = 0;

@@ -6,8 +6,8 @@ namespace nuvra {
 
 class OpenGLContextImpl;
 
-/// An OpenGL rendering context, as far as sharing memory with it needs to know. The application implements
-/// this interface in a module of its own, for whatever it has as a rendering context.
+/// An OpenGL rendering context, as far as sharing memory with it needs it. The application implements this
+/// interface in a module of its own.
 struct OpenGLContextInterface {
     static constexpr Id kId{"nuvra.OpenGLContextInterface#1"};
     static constexpr const char* kHeader = "nuvra/opengl_context.h";

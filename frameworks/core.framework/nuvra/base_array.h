@@ -6,8 +6,8 @@
 
 namespace nuvra {
 
-/// A growable array in the host's memory. Growing can fail and then changes nothing; indices are the
-/// caller's to check. Elements are moved when the array grows.
+/// A growable array in the host's memory. Growing can fail and then changes nothing. Indices
+/// are not checked. Elements are moved when the array grows.
 template <class T>
 class BaseArray {
     static_assert(std::is_nothrow_move_constructible_v<T>);
@@ -43,7 +43,7 @@ public:
     const T* end() const { return _items + _count; }
 
     /// New elements are value-initialised. A negative count is the out-of-memory error, and so is one whose
-    /// size in bytes no 64-bit number holds.
+    /// size in bytes overflows.
     Result<void> Resize(Int count) {
         if (count < 0) return OutOfMemoryError();
         if (count > _capacity) NUVRA_RETURN_IF_ERROR(Reserve(count));
@@ -65,7 +65,7 @@ public:
         _items[--_count].~T();
     }
 
-    /// Ends the elements and gives their memory back.
+    /// Destroys the elements and frees their memory.
     void Reset() {
         for (Int i = _count; i > 0; i--) _items[i - 1].~T();
         _count = 0;

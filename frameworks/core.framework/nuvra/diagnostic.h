@@ -16,7 +16,7 @@ struct Diagnostic {
     struct Operations {
         /// Fails with the out-of-memory error.
         Result<String> (*Format)(const char* format, const std::string_view* arguments, Int count);
-        /// Writes one message; where it goes is the host's business.
+        /// Writes one message; the host decides where it goes.
         void (*Write)(const char* format, const std::string_view* arguments, Int count);
     };
 

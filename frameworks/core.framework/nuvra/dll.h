@@ -19,7 +19,7 @@ struct UrlInterface {
     struct Operations {
         void (*Destroy)(UrlImpl* url);
         Result<UrlRef> (*Create)();
-        /// "relative": the path is resolved by whoever opens it, as a system's search for libraries does.
+        /// "relative": whoever opens the path resolves it, for example the system's library search.
         Result<void> (*SetScheme)(UrlImpl* url, const Id& scheme);
         Result<void> (*SetPath)(UrlImpl* url, const String& path);
         String (*GetPath)(const UrlImpl* url);

@@ -13,14 +13,14 @@ struct Object : ObjectHeader {
 };
 
 /// The null-pointer error of a program that has no host yet, and of a library that no host has filled: the
-/// one error without a class. Its count never comes to nothing.
+/// one error without a class. Its count never reaches 0.
 inline constinit Object g_hostlessError{{{1}, 0}, nullptr};
 
 class ErrorRef;
 class String;
 
-/// Error objects: a place, a class and a text. Any number of threads may ask an error at once; setting is for
-/// one that is alone with the error.
+/// Error objects: a place, a class and a text. Any number of threads may read an error at once; a thread that
+/// writes must be the only one.
 struct ErrorInterface {
     static constexpr Id kId{"nuvra.ErrorInterface#1"};
     static constexpr const char* kHeader = "nuvra/error.h";
@@ -82,7 +82,7 @@ const char* ErrorRef::GetClassId() const {
     return Invoke<&ErrorInterface::Operations::GetClassId>();
 }
 
-/// A new error of the tagged class, placed where the caller stands.
+/// A new error of the tagged class, located at the caller.
 template <class ErrorClass>
 ErrorRef NewError(const char* message = nullptr, SourceLocation location = SourceLocation::Here()) {
     const auto* errors = Table<ErrorInterface>();

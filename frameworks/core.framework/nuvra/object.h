@@ -50,7 +50,7 @@ inline void ClearWeakReferences(ObjectHeader& object) {
     if (object.weak != 0) Table<WeakPtrTarget>()->Clear(&object.weak);
 }
 
-/// Ends an object made by `NewObject`: slot 0 of every interface implemented by a fixed class.
+/// Destroys an object made by `NewObject`: slot 0 of every interface implemented by a fixed class.
 template <class T>
 void DeleteObject(T* object) noexcept {
     ClearWeakReferences(*object);

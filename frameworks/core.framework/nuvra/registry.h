@@ -107,8 +107,8 @@ struct Registry {
         /// An empty entry when there is no such registry or key.
         RegistryEntry (*Find)(const Id& registry, const Id& key);
         /// Calls `visit` for every entry in the order of the keys' texts. `visit` may add and remove entries,
-        /// the one that it is shown included: none is shown that was removed before its turn, and one that
-        /// was added is where its key has yet to come. Key and entry are valid until `visit` returns.
+        /// also the one that it visits. A removed entry is not visited any more; an added one is, if its key
+        /// comes later in the order. Key and entry are valid until `visit` returns.
         /// Throwing there ends the process.
         void (*Enumerate)(const Id& registry, void* context,
                           void (*visit)(void* context, const Id& key, const RegistryEntry& entry));

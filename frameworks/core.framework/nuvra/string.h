@@ -60,7 +60,7 @@ class String : public Text {
 public:
     using Text::Text;
 
-    /// Decodes C text, which is meant to be UTF-8; each byte that is not becomes U+FFFD.
+    /// Decodes C text as UTF-8; each invalid byte becomes U+FFFD.
     static inline Result<String> FromCText(std::string_view text);
 
     /// A hash for tables; equal texts have equal hashes.
@@ -111,7 +111,7 @@ Result<CString> CString::FromText(std::string_view text) {
         text.data(), static_cast<Int>(text.size()));
 }
 
-/// A text that needs no memory, and whose count never comes to nothing.
+/// A text in static memory, whose count never reaches 0.
 struct HostlessText : TextBuffer {
     char bytes[17] = "there is no host";
     constexpr HostlessText() { length = sizeof bytes - 1; }

@@ -26,7 +26,7 @@ struct Vector32 {
     Float32 z = 0;
 };
 
-/// Where in the sources something happened. As a default argument, `Here()` is the caller's place.
+/// A place in the sources. As a default argument, `Here()` is the caller's.
 struct SourceLocation {
     const char* file = "";
     Int32 line = 0;

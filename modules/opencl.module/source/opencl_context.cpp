@@ -167,7 +167,7 @@ Result<OpenCLProgramRef> CreateProgramWithSource(Context* context, UInt32 count,
     cl_int error = CL_SUCCESS;
     const auto attach = [&](UInt32 cookie) {
         for (UInt32 i = 0; i < count; i++) {
-            if (strings[i] == nullptr) continue;  // which the runtime refuses
+            if (strings[i] == nullptr) continue;  // the runtime refuses it
             AttachTraceData(cookie, TraceData::TEXT, lengths == nullptr ? 0 : static_cast<Int>(lengths[i]),
                             strings[i], i);
         }

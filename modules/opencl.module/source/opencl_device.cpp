@@ -146,7 +146,7 @@ Result<void> OpenCLDeviceImpl::ReadTexts() {
     const auto read = [&](cl_device_info which) { return ToString(readBytes(which)); };
     name = read(CL_DEVICE_NAME);
     vendor = read(CL_DEVICE_VENDOR);
-    // The versions are parsed from the scratch buffer, which holds the text before when one cannot be read.
+    // Parsed from the scratch buffer: it still holds the previous text when a size query fails.
     driverVersion = read(CL_DRIVER_VERSION);
     NUVRA_ASSIGN_OR_RETURN(driverVersionNumber, ParseVersion(reader.GetBytes(), ""));
     version = read(CL_DEVICE_VERSION);

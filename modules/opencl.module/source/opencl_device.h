@@ -68,7 +68,7 @@ private:
     void ReadWorkItemSizes();
 };
 
-/// The traced query; a text and the device's type are shown to the tracer.
+/// A traced query; the tracer sees the values of texts and of the device's type.
 cl_int GetDeviceInfo(cl_device_id device, cl_device_info which, size_t size, void* value, size_t* written);
 
 /// The device's cl_device_id through its interface; null when it gives no integer.

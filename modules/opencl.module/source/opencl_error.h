@@ -6,8 +6,7 @@
 
 namespace nuvra {
 
-/// A new error with the code of the OpenCL headers or one of the module's own, placed where the caller
-/// stands.
+/// A new error with a code of the OpenCL headers or one of the module's own, located at the caller.
 ErrorRef OpenCLError(Int32 code, SourceLocation location = SourceLocation::Here());
 
 inline ErrorRef OpenCLError(OpenCLErrorCode code, SourceLocation location = SourceLocation::Here()) {
@@ -21,10 +20,10 @@ inline Result<void> CheckCode(cl_int code, SourceLocation location = SourceLocat
     return {};
 }
 
-/// The most platforms, devices, formats or dimensions that a runtime is believed to have.
+/// A larger number of platforms, devices, formats or dimensions is taken for garbage.
 inline constexpr UInt32 kMostListed = 65536;
 
-/// UNSPECIFIED for a number of things beyond belief, for which memory would be taken in vain.
+/// UNSPECIFIED for garbage, before anything is allocated for it.
 inline Result<void> CheckCount(cl_uint count, SourceLocation location = SourceLocation::Here()) {
     if (count > kMostListed) return OpenCLError(OpenCLErrorCode::UNSPECIFIED, location);
     return {};

@@ -2,7 +2,7 @@
 
 #include "nuvra/open_cl.h"
 
-/// Contexts that share memory with OpenGL, as far as the system has them. The runtime is loaded.
+/// Contexts that share memory with OpenGL, one implementation a system. The runtime must be loaded.
 namespace nuvra {
 
 Result<OpenCLContextRef> OpenGLSharedContext(const OpenGLContextRef& glContext, cl_platform_id platform);

@@ -19,7 +19,7 @@ public:
         size_t size = 0;
         if (query(0, nullptr, &size) != CL_SUCCESS) return "";
         NUVRA_RETURN_IF_ERROR(Prepare(size));
-        // A runtime may fail half way: what it then left is no text.
+        // A failing query may have written garbage.
         if (query(size, _buffer.GetFirst(), nullptr) != CL_SUCCESS) std::memset(_buffer.GetFirst(), 0, size);
         return GetBytes();
     }
@@ -28,7 +28,7 @@ public:
     const char* GetBytes() const { return _buffer.IsEmpty() ? "" : _buffer.GetFirst(); }
 
 private:
-    /// One byte more than asked for, all zero: a text without its NUL then still ends.
+    /// Zeroes the buffer and one byte more, which ends a text that lacks its NUL.
     Result<void> Prepare(size_t size) {
         if (size >= PTRDIFF_MAX) return OutOfMemoryError();
         NUVRA_RETURN_IF_ERROR(_buffer.Resize(static_cast<Int>(size) + 1));

@@ -21,7 +21,7 @@ public:
 
 private:
     Result<void> ReadLimits(cl_device_id device);
-    /// Null when the device told none.
+    /// Null when the device reports none.
     const size_t* GetLimits() const;
 
     OpenCLProgramRef _program;

@@ -4,8 +4,8 @@
 //
 // The module builds it with either choice of:
 // -D SMALL_LOCAL_MEMORY: undefined 1
-//     Defined where the local memory of a device does not hold the tables for eight bytes at once, 8 KiB: the
-//     bytes are taken one by one then.
+//     Defined where a device's local memory does not hold the tables for eight bytes at once, 8 KiB: bytes
+//     are then taken one by one.
 
 // A device without images may not know the type.
 #if defined(__IMAGE_SUPPORT__) && (__OPENCL_C_VERSION__ < 300 || defined(__opencl_c_images))
@@ -15,10 +15,9 @@ __constant sampler_t srcSampler =
 
 #ifndef SMALL_LOCAL_MEMORY
 
-// From this size on it pays to make tables for eight bytes at once.
+// Below this size the tables for eight bytes at once cost more than they save.
 #define SLICED_SIZE 16384
-// Bytes of one round of the loop. Some devices end a work-item's loops after 65535 rounds in all, which with
-// this many is beyond 8 MB.
+// Bytes of one iteration. Some devices end a work-item's loops after 65535 iterations in all: 8 MB.
 #define STEP 128
 
 // The register after eight more bytes. slices[k * 256 + b] is the register after byte b and k zero bytes.
@@ -30,7 +29,7 @@ static uint Advance8(__global const uchar* bytes, uint c, __local const uint* sl
            slices[bytes[7]];
 }
 
-// Compilers do not unroll a loop on every device.
+// Unrolled by hand, as not every compiler does it.
 static uint Advance32(__global const uchar* bytes, uint c, __local const uint* slices) {
     c = Advance8(bytes, c, slices);
     c = Advance8(bytes + 8, c, slices);

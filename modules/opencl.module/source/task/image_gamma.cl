@@ -1,12 +1,13 @@
 // Each work-item raises the colour of one pixel to a power, leaving its alpha: pixel (x, y) of dstImage
 // becomes that of srcImage. Its indices are the pixel's coordinates, so a launch over a rectangle has the
 // rectangle's corner as global offset and its size as global size. No local memory, any local size.
+// Traces show it under its name, InvertImage.
 
 __constant sampler_t srcSampler =
     CLK_NORMALIZED_COORDS_FALSE | CLK_ADDRESS_CLAMP_TO_EDGE | CLK_FILTER_NEAREST;
 
-// The program is built with relaxed arithmetic, which may take every number for finite and a NaN for equal to
-// anything: infinities, NaNs and zeros are told apart by their bits.
+// Under relaxed math the compiler may assume that there are no infinities and NaNs: they and zeros are
+// recognised by their bits.
 #define SIGN_BIT 0x80000000u
 #define INFINITY_BITS 0x7f800000u
 #define NAN_BITS 0x7fc00000u
@@ -17,7 +18,7 @@ static inline bool IsNan(uint bits) {
     return (bits & ~SIGN_BIT) > INFINITY_BITS;
 }
 
-// 0 when the number is no integer, 1 when it is odd, 2 when it is even; infinities count as even.
+// 0 for no integer, 1 for an odd one, 2 for an even one; infinities count as even.
 static inline int IntegerKind(uint bits) {
     int exponent = (int)((bits >> 23) & 0xffu) - 127;
     uint mantissa = (bits & 0x007fffffu) | 0x00800000u;
@@ -28,8 +29,8 @@ static inline int IntegerKind(uint bits) {
     return (mantissa & lowest) != 0u ? 1 : 2;
 }
 
-// The power's bits where the base is no positive normal number or the exponent is not finite, by the rules of
-// IEEE 754.
+// The power's bits by the rules of IEEE 754, for a base that is not a positive normal number or an exponent
+// that is not finite.
 static uint SpecialPower(uint base, uint exponent) {
     uint magnitude = base & ~SIGN_BIT;
     if ((exponent & ~SIGN_BIT) == 0u || base == ONE_BITS) return ONE_BITS;
@@ -44,7 +45,7 @@ static uint SpecialPower(uint base, uint exponent) {
     if (magnitude == 0u) return sign | (isNegativePower ? INFINITY_BITS : 0u);
     if (magnitude == INFINITY_BITS) return sign | (isNegativePower ? 0u : INFINITY_BITS);
     if ((base & SIGN_BIT) != 0u && kind == 0) return NAN_BITS;
-    // A denormal is brought into the normal range, as its logarithm may be taken of 0 otherwise.
+    // Denormals are scaled into the normal range: log2 may flush them to 0.
     float scaled = as_float(magnitude);
     float shift = 0.0f;
     if (magnitude < SMALLEST_NORMAL_BITS) {
@@ -54,8 +55,8 @@ static uint SpecialPower(uint base, uint exponent) {
     return sign | as_uint(exp2(as_float(exponent) * (log2(scaled) + shift)));
 }
 
-// pow(base, exponent) with the logarithm and the exponential of base 2, which take a fraction of its time.
-// The power 1 is the base itself, to the last bit.
+// pow(base, exponent) by log2 and exp2, which take a fraction of its time. Exponent 1 gives the base bit for
+// bit.
 static inline float Power(float base, float exponent) {
     if (as_uint(exponent) == ONE_BITS) return base;
     uint bits = as_uint(base);

@@ -14,7 +14,7 @@ bool Fits32Bits(Int64 value) {
 }
 
 Result<ScaleGeometry::Axis> MakeAxis(Int64 source, Int64 sourceExtent, Int64 destination, Int64 extent) {
-    // The range of 32 bits also keeps the sums below inside 64.
+    // Values of 32 bits also keep the sums below from overflowing.
     for (const Int64 value : {source, sourceExtent, destination, extent})
         if (!Fits32Bits(value)) return OpenCLError(CL_INVALID_VALUE);
     if (extent < 0) {
@@ -34,7 +34,7 @@ Result<ScaleGeometry::Axis> MakeAxis(Int64 source, Int64 sourceExtent, Int64 des
 }  // namespace
 
 Result<ScaleGeometry> MakeScaleGeometry(const ScaleParameters& parameters, const ImageSize& size) {
-    // A negative source extent has no meaning of its own: mirroring is the destination's.
+    // Only a negative destination extent mirrors.
     if (parameters.srcWidth <= 0 || parameters.srcHeight <= 0 || parameters.dstWidth == 0 ||
         parameters.dstHeight == 0 || *parameters.source == *parameters.destination)
         return OpenCLError(CL_INVALID_VALUE);

@@ -2,8 +2,8 @@
 // and row's taps are computed first, by one work-item each; the scaling then reads them.
 
 // The Spline16 cubic pieces: 1 - 0.2x - 1.8x^2 + x^3 up to 1, and -7/15 t + 0.8 t^2 - t^3/3 with t = x - 1 up
-// to 2. In factors, so that the weights next to the zeros at 1 and 2 are as precise as the others: where a
-// source pixel is met exactly, its neighbours must not shine through.
+// to 2. Factored, so that the weights near the zeros at 1 and 2 keep their precision: a position exactly on a
+// source pixel must give its neighbours no weight.
 static inline float CalcWeight(float x) {
     x = fabs(x);
     if (x <= 1.0f) return (x - 1.0f) * ((x - 0.8f) * x - 1.0f);
@@ -84,7 +84,7 @@ __kernel void ScaleBicubic(__read_only image2d_t srcImage, __write_only image2d_
             q++;
             remaining -= 4;
         }
-        // Where no taps remain the weights may end here: beyond the last column's lies no memory.
+        // Without remaining taps q is past this column's weights, for the last column past the buffer.
         if (remaining >= 0) {
             float4 w4 = weightX[q];
             row += read_imagef(srcImage, srcSampler, (int2)(cx, r)) * w4.x;

@@ -52,7 +52,7 @@ Result<void> OpenCLTaskScaleBicubic::Init(const OpenCLContextRef& context) {
 
 /// The taps of a destination pixel, a multiple of `multiple`. CL_INVALID_VALUE for more than 32 bits hold.
 Result<Int32> CountTaps(const ScaleGeometry::Axis& axis, Int multiple) {
-    // A filter of two destination pixels to each side; a picture that grows takes four source pixels.
+    // Two destination pixels to each side; four source pixels where the picture grows.
     constexpr Int kFewestTaps = 4;
     const Int reach = static_cast<Int>(std::ceil(2 * std::fabs(axis.scale)));
     const Int taps = std::max(2 * reach + 1, kFewestTaps);

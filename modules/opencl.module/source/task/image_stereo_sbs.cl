@@ -1,6 +1,7 @@
 // Each work-item makes one output pixel as the mean of two neighbours: of srcImage1 in the left half of the
 // output, of srcImage2 in the right half. Alpha is the sum of the two. Its indices are the pixel's
-// coordinates and the global width is that of the output. No local memory, any local size.
+// coordinates and the global width is that of the output. No local memory, any local size. Traces show
+// it under its name, InvertImage.
 
 __constant sampler_t srcSampler =
     CLK_NORMALIZED_COORDS_FALSE | CLK_ADDRESS_CLAMP_TO_EDGE | CLK_FILTER_NEAREST;

@@ -6,9 +6,9 @@
 // -D PREFIX_SUM_ARRAY_SHIFT: 14
 //     The binary logarithm of the elements in a chunk; at least that of a block.
 // -D SERIAL_SCAN: 1 undefined
-//     How a group scans its values: defined, one work-item adds them up, which suits a processor that runs
-//     the work-items of a group one after the other; else all take log2(size) steps with a barrier between
-//     them. No step relies on work-items that run in lockstep.
+//     How a group scans its values. Defined: one work-item adds them up, for CPUs, which run the work-items
+//     of a group in turn. Undefined: all take log2(size) steps with a barrier between them. No step relies
+//     on work-items that run in lockstep.
 //
 // l_Data is local memory of 2 * WORKGROUP_SIZE elements.
 
@@ -52,7 +52,7 @@ static inline uint warpScanInclusive(uint idata, __local uint* l_Data, uint size
         barrier(CLK_LOCAL_MEM_FENCE);
         l_Data[pos] = result;
     }
-    // Whoever uses l_Data next must not overtake a work-item that still reads it.
+    // l_Data must not be reused while another work-item still reads it.
     barrier(CLK_LOCAL_MEM_FENCE);
     return result;
 }
@@ -86,7 +86,7 @@ static inline uint scan1Exclusive(uint idata, __local uint* l_Data, uint size) {
 // 4 * WORKGROUP_SIZE. d_Dst and d_Src may be the same.
 #ifdef SERIAL_SCAN
 
-// The values go through registers alone: what the others kept across barriers would go through memory.
+// One work-item does it in registers: values kept across barriers would be spilled to memory.
 __kernel __attribute__((reqd_work_group_size(WORKGROUP_SIZE, 1, 1))) void scanExclusiveLocal1(
     __global uint4* d_Dst, __global uint4* d_Src, __local uint* l_Data, uint size) {
     if (get_local_id(0) != 0) return;
@@ -144,8 +144,7 @@ __kernel __attribute__((reqd_work_group_size(WORKGROUP_SIZE, 1, 1))) void unifor
     size_t gid = get_global_id(0);
     if (get_local_id(0) == 0) buf[0] = d_buf[get_group_id(0)];
     barrier(CLK_LOCAL_MEM_FENCE);
-    // Nothing to add to the first block of a chunk, which may be the only one: its memory need not be
-    // touched.
+    // The first block of a chunk, often the only one, gets nothing added: its memory is not touched.
     if (buf[0] != 0) idata[gid] += (uint4)(buf[0]);
 }
 
@@ -177,8 +176,8 @@ __kernel void buildNextBuffer(__global uint* dest, __global uint* sumbuffer, __g
     dest[gid] = sumbuffer[r] + countbuffer[r];
 }
 
-// Adds the sum of the chunks before an element's own. A group within one chunk adds one and the same value,
-// which lets a processor add whole vectors.
+// Adds the sum of the chunks before an element's own. A group within one chunk adds a single value, which
+// CPUs vectorize.
 __kernel void addLevel1(__global uint* restrict dest, __global const uint* restrict sumbuffer) {
     size_t gid = get_global_id(0);
     size_t first = gid - get_local_id(0);

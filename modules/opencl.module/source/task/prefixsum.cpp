@@ -68,7 +68,7 @@ constexpr UInt32 kLargestGroup = 4096;  // a block of four elements a work-item 
 constexpr size_t kLocalBytes = 2 * sizeof(UInt32);  // of local memory a work-item of a scan
 constexpr Int kMaxLevels = 3;                       // of 2^31 elements
 
-/// The largest group that the device's own limits allow, not yet asking for these kernels.
+/// The largest group within the device's limits; a kernel's own limit may be lower.
 Result<UInt32> FindGroupSize(const OpenCLDeviceRef& device) {
     NUVRA_ASSIGN_OR_RETURN(const Data data, device.GetInfo(OpenCLDeviceInfo::MAX_WORK_ITEM_SIZES));
     const auto* sizes = data.Find<BaseArray<Int64>>();
@@ -89,7 +89,7 @@ struct OpenCLTaskPrefixsum::Level {
     OpenCLMemoryObjectRef sums;
 };
 
-/// What one `Execute` works with.
+/// The state of one `Execute`.
 struct OpenCLTaskPrefixsum::Call {
     const PrefixSumParameters& record;
     Turn turn;
@@ -108,11 +108,10 @@ Result<void> OpenCLTaskPrefixsum::Init(const OpenCLContextRef& context) {
         NUVRA_RETURN_IF_ERROR(devices.Append(device));
     }
     if (devices.IsEmpty()) return OpenCLError(CL_DEVICE_NOT_FOUND);
-    // A processor runs the work-items of a group in turn: steps with barriers cost it more than one adding
-    // up.
+    // A CPU runs the work-items of a group in turn: a serial scan costs it less than steps with barriers.
     const bool isSerial = (devices[0].Get()->numbers.type & CL_DEVICE_TYPE_CPU) != 0;
-    // A device may grant a kernel of this many registers and this much local memory less than it promises in
-    // general, which it tells of built kernels only, or by refusing to build them.
+    // Registers and local memory may limit a kernel to smaller groups than the device's maximum. The runtime
+    // tells so for a built kernel, or refuses to build it.
     Result<void> firstBuild;
     OpenCLProgramRef firstProgram;
     for (; _groupSize >= kSmallestGroup; _groupSize /= 2) {
@@ -153,8 +152,8 @@ Result<bool> OpenCLTaskPrefixsum::DoDevicesGrantGroupSize(const BaseArray<OpenCL
             NUVRA_RETURN_IF_ERROR(kernel.GetWorkGroupInfo(device, which, sizeof(answer), &answer));
             return answer;
         };
-        // A runtime that grants even the smallest kernel one multiple only names the width of its vectors,
-        // and runs more: that leaves the device's own limit. OpenCL 1.0 knows no multiple.
+        // Some runtimes report their vector width as the limit of every kernel, even of the smallest, and run
+        // larger groups: the device's own limit counts then. OpenCL 1.0 has no multiple.
         const size_t multiple =
             ask(_mergeResult, OpenCLWorkGroupInfo::PREFERRED_WORK_GROUP_SIZE_MULTIPLE).GetValue();
         NUVRA_ASSIGN_OR_RETURN(const size_t most, ask(_mergeResult, OpenCLWorkGroupInfo::WORK_GROUP_SIZE));
@@ -244,7 +243,7 @@ Result<void> OpenCLTaskPrefixsum::MakeLevels(Call& call, const OpenCLMemoryObjec
         const Int pair = 2 * (k - 1);
         NUVRA_ASSIGN_OR_RETURN(level.input, call.turn.GetBuffer(size, LEVEL_INPUT + pair));
         level.sums = level.input;
-        // Several blocks are put together from their values, which a scan in place would have overwritten.
+        // Several blocks are combined by their last values, which an in-place scan would overwrite.
         if (level.count >= Int64{4} * _groupSize) {
             NUVRA_ASSIGN_OR_RETURN(level.sums, call.turn.GetBuffer(size, LEVEL_SUMS + pair));
         }
@@ -282,7 +281,7 @@ Result<void> OpenCLTaskPrefixsum::ScanLevel(const Call& call, Int index) const {
         NUVRA_RETURN_IF_ERROR(ScanBlocks(call, level, std::max<size_t>(quarter, _groupSize)));
     }
     if (index == call.levelCount - 1) return {};
-    // The totals stand at the ends of this level's chunks, whatever number of elements these stand for.
+    // The totals are at the ends of this level's chunks.
     const UInt32 scale = static_cast<UInt32>(kChunk);
     NUVRA_RETURN_IF_ERROR(_buildNextBuffer.SetArg(0, call.levels[index + 1].input));
     NUVRA_RETURN_IF_ERROR(_buildNextBuffer.SetArg(1, level.sums));
@@ -337,7 +336,7 @@ Data OpenCLTaskPrefixsum::QueryParameter(Int64 selector, const Data& value) {
     if (const Int64* wide = value.Find<Int64>()) count = *wide;
     if (const Int32* narrow = value.Find<Int32>()) count = *narrow;
     if (count == 0) return Data::Of(Int32{0}).GetValue();
-    // A count beyond every power of two that fits gets the largest, which no `Execute` accepts.
+    // Counts above 2^62 get 2^62, which no `Execute` accepts.
     const auto atLeastOne = static_cast<UInt64>(std::max<Int64>(count, 1));
     const auto padded = static_cast<Int64>(std::bit_ceil(std::min(atLeastOne, UInt64{1} << 62)));
     return Data::Of(std::max(padded, kChunk)).GetValue();

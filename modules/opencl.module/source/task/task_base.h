@@ -58,7 +58,7 @@ protected:
     static Result<void> CreateKernels(const OpenCLProgramRef& program,
                                       std::initializer_list<NamedKernel> kernels);
     /// Releases the kernels, the program and the cached buffers, after which the task is not initialised;
-    /// what is missing is skipped.
+    /// empty references are skipped.
     Result<void> ReleaseAll(std::initializer_list<OpenCLKernelRef*> kernels, const OpenCLProgramRef& program);
 
     /// A buffer of at least `size` bytes under `index`. A buffer that is large enough comes back with its

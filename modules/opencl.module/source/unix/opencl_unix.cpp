@@ -1,7 +1,7 @@
 #include "opencl_error.h"
 #include "opencl_gl_sharing.h"
 
-/// The sharing is built for the rendering contexts of Windows; elsewhere it is an extension that is missing.
+/// Sharing is implemented for Windows only; here it is an extension that is missing.
 namespace nuvra {
 
 Result<OpenCLContextRef> OpenGLSharedContext(const OpenGLContextRef&, cl_platform_id) {
