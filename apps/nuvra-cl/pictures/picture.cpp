@@ -4,8 +4,8 @@
 #include <limits>
 
 #include "console/failure.h"
-#include "pictures/geometry.h"
 #include "nuvra/host/file_name.h"
+#include "pictures/geometry.h"
 #include "system/system.h"
 
 namespace nuvra::app {

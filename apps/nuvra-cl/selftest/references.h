@@ -37,9 +37,7 @@ struct Plane {
     std::vector<float> values;
 
     Plane(Int64 planeWidth, Int64 planeHeight, float value = 0)
-        : width(planeWidth),
-          height(planeHeight),
-          values(static_cast<size_t>(width * height) * 4, value) {}
+        : width(planeWidth), height(planeHeight), values(static_cast<size_t>(width * height) * 4, value) {}
     /// The nearest edge pixel outside.
     double At(Int64 x, Int64 y, size_t channel) const {
         x = std::clamp<Int64>(x, 0, width - 1);

@@ -7,8 +7,8 @@
 
 #include "console/failure.h"
 #include "console/output_file.h"
-#include "pictures/geometry.h"
 #include "nuvra/host/file_name.h"
+#include "pictures/geometry.h"
 #include "pictures/picture.h"
 #include "pictures/stb/png_writer.h"
 
