@@ -33,10 +33,8 @@ TEST_F(UnixBufferTest, ATaskThatCannotRunKeepsNoOtherFromItsSelftest) {
 }
 
 TEST_F(BufferTest, ClearFillsTheBeginningAndKeepsTheRest) {
-    for (const auto& [size, bufferSize, value] : {std::tuple<size_t, size_t, int>{15, 15, 255},
-                                                  {0, 10, 1},
-                                                  {100001, 200003, 171},
-                                                  {16, 17 << 20, 9}}) {
+    for (const auto& [size, bufferSize, value] :
+         {std::tuple<size_t, size_t, int>{0, 10, 1}, {100001, 200003, 171}, {16, 17 << 20, 255}}) {
         ExpectSuccess(Run("clear --size " + std::to_string(size) + " --buffer-size " +
                           std::to_string(bufferSize) + " --value " + std::to_string(value) + " out"));
         std::string expected(bufferSize, static_cast<char>(value));

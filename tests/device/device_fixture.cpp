@@ -44,6 +44,11 @@ OpenCLMemoryObjectRef DeviceTest::CreateImage(OpenCLChannelDataType type, Int64 
                                      static_cast<UInt64>(width), static_cast<UInt64>(height)));
 }
 
+bool DeviceTest::IsTooLarge(size_t size) {
+    const char* largest = std::getenv("NUVRA_TEST_LARGEST");
+    return largest != nullptr && size > std::stoul(largest);
+}
+
 OpenCLProgramRef DeviceTest::BuildProgram(const char* source) {
     OpenCLProgramRef program = Get(context.CreateProgramWithSource(1, &source));
     EXPECT_TRUE(IsOk(program.Build(context.GetDevices(), nullptr)));

@@ -58,6 +58,8 @@ protected:
         EXPECT_TRUE(IsOk(queue.EnqueueReadBuffer(buffer, true, 0, count * sizeof(T), values.data())));
         return values;
     }
+    /// Whether something of that size would take a simulator too long.
+    static bool IsTooLarge(size_t size);
     /// A built program of the context's device.
     OpenCLProgramRef BuildProgram(const char* source);
 

@@ -1,5 +1,3 @@
-#include <CL/cl_half.h>
-
 #include <limits>
 
 #include "device_fixture.h"
@@ -43,17 +41,6 @@ protected:
         }
     }
 
-    /// The image's pixels (RGBA, one row) after image.gamma.
-    template <class T>
-    std::vector<T> Raise(OpenCLChannelDataType type, const std::vector<T>& pixels, double gamma) {
-        const auto width = static_cast<Int64>(pixels.size() / 4);
-        const OpenCLMemoryObjectRef source = SendImage(type, width, pixels);
-        const OpenCLMemoryObjectRef destination = CreateImage(type, width, 1);
-        const GammaImageParameters parameters{1, &source, &destination, 0, 0, width, 1, gamma};
-        Execute("image.gamma", &parameters);
-        return ReadImage<T>(destination, width, 1);
-    }
-
     OpenCLMemoryObjectRef Send(const Plane& picture) {
         return SendImage(OpenCLChannelDataType::FLOAT, picture.width, picture.values);
     }
@@ -62,6 +49,7 @@ protected:
     /// yet.
     void CheckScaling(bool isBicubic, const Plane& source, ScaleParameters record, Int64 width,
                       Int64 height) {
+        if (IsTooLarge(static_cast<size_t>(width * height))) return;
         Plane result(width, height, kPoison);
         const OpenCLMemoryObjectRef from = Send(source);
         const OpenCLMemoryObjectRef to = Send(result);
@@ -87,43 +75,14 @@ protected:
     }
 };
 
-TEST_F(ImageTaskTest, WholeNumbersBecomeTheirComplements) {
+TEST_F(ImageTaskTest, ValuesBecomeOneMinusThemselvesUnclamped) {
     CheckInversion<UChar>(
         OpenCLChannelDataType::UNORM_INT8, [](int i) { return static_cast<UChar>(i * 41 + 3); },
         [](UChar c) { return static_cast<UChar>(255 - c); });
-    CheckInversion<UInt16>(
-        OpenCLChannelDataType::UNORM_INT16, [](int i) { return static_cast<UInt16>(i * 24547 + 3); },
-        [](UInt16 c) { return static_cast<UInt16>(65535 - c); });
-}
-
-TEST_F(ImageTaskTest, HalfAndFloatValuesBecomeOneMinusThemselvesUnclamped) {
-    // Steps of 1/1024 beyond 0 and 1, of which one minus each is a half again.
-    CheckInversion<UInt16>(
-        OpenCLChannelDataType::HALF_FLOAT,
-        [](int i) {
-            constexpr float kBases[] = {0.5F, -1, 0.5F, 1};
-            return cl_half_from_float(kBases[i % 4] + static_cast<float>(i * 41 % 512) / 1024, CL_HALF_RTE);
-        },
-        [](UInt16 h) { return cl_half_from_float(1 - cl_half_to_float(h), CL_HALF_RTE); });
     const std::vector<float> values = RandomPlane(67, 43, 1).values;
     CheckInversion<float>(
         OpenCLChannelDataType::FLOAT, [&](int i) { return values[static_cast<size_t>(i)]; },
         [](float c) { return 1.0F - c; });
-}
-
-TEST_F(ImageTaskTest, RaisedBytesAreWithinOneStepOfThePower) {
-    std::vector<UChar> pixels;
-    for (int c = 0; c < 256; c++)
-        for (const int channel : {c, 255 - c, c / 2, 255 - c}) pixels.push_back(static_cast<UChar>(channel));
-    for (const double gamma : {0.0, 0.1, 0.45, 1.0, 2.2, 7.0}) {
-        const std::vector<UChar> result = Raise(OpenCLChannelDataType::UNORM_INT8, pixels, gamma);
-        for (size_t i = 0; i < pixels.size(); i++) {
-            const double expected = i % 4 == 3 ? pixels[i] : 255 * std::pow(pixels[i] / 255.0, gamma);
-            // Exactly half a step may go either way.
-            ASSERT_NEAR(result[i], expected, i % 4 == 3 || gamma == 1.0 ? 0 : 0.51)
-                << int{pixels[i]} << ' ' << gamma;
-        }
-    }
 }
 
 TEST_F(ImageTaskTest, RaisedFloatsAreThePowerForEveryKindOfNumber) {
@@ -135,8 +94,13 @@ TEST_F(ImageTaskTest, RaisedFloatsAreThePowerForEveryKindOfNumber) {
                                 1e10f, -0.5f, -1.0f, -2.0f, -3.0f, kInfinity, -kInfinity, kNan};
     std::vector<float> pixels;
     for (const float base : kBases) pixels.insert(pixels.end(), 4, base);
+    const auto width = static_cast<Int64>(pixels.size() / 4);
+    const OpenCLMemoryObjectRef source = SendImage(OpenCLChannelDataType::FLOAT, width, pixels);
     for (const float exponent : kExponents) {
-        const std::vector<float> result = Raise(OpenCLChannelDataType::FLOAT, pixels, exponent);
+        const OpenCLMemoryObjectRef destination = CreateImage(OpenCLChannelDataType::FLOAT, width, 1);
+        const GammaImageParameters parameters{1, &source, &destination, 0, 0, width, 1, exponent};
+        Execute("image.gamma", &parameters);
+        const auto result = ReadImage<float>(destination, width, 1);
         for (size_t i = 0; i < pixels.size(); i++) {
             const double expected =
                 i % 4 == 3 ? pixels[i] : static_cast<float>(std::pow(double{pixels[i]}, double{exponent}));
@@ -182,7 +146,8 @@ TEST_F(ImageTaskTest, NearestTakesTheFormulasPixelInEveryTileAndMirror) {
           {7, 31, 99, -100, 45, -40},
           {99, 1, 5, 64, 2, 20}})
         CheckScaling(false, source,
-                     {1, nullptr, nullptr, srcX, 0, srcWidth, 40, dstX, dstY, dstWidth, dstHeight}, 1510, 60);
+                     {1, nullptr, nullptr, srcX, 0, srcWidth, 40, dstX, dstY, dstWidth, dstHeight},
+                     std::max(dstX + dstWidth, dstX + 1) + 5, 60);
 }
 
 TEST_F(ImageTaskTest, BicubicIsTheDefinitionForEveryFactorRectangleAndMirror) {
@@ -199,6 +164,8 @@ TEST_F(ImageTaskTest, BicubicIsTheDefinitionForEveryFactorRectangleAndMirror) {
     CheckScaling(true, source, {1, nullptr, nullptr, 50, 40, 14, 8, 0, 0, 30, 30}, 30, 30);
     CheckScaling(true, source, {1, nullptr, nullptr, 63, 47, 1, 1, 0, 0, 64, 64}, 64, 64);
     CheckScaling(true, source, {1, nullptr, nullptr, 10, 10, 3, 2, 40, 39, -40, -40}, 41, 41);
+    // Far from the origin, a position that is not rounded before it is used gives other taps.
+    CheckScaling(true, RandomPlane(301, 1, 3), {1, nullptr, nullptr, 0, 0, 301, 1, 0, 0, 173, 1}, 173, 1);
 }
 
 }  // namespace

@@ -43,35 +43,20 @@ TEST_F(DeviceTest, AProgramsBinaryMakesTheSameProgram) {
     EXPECT_TRUE(IsOk(queue.Finish()));
 }
 
-/// Some runtime or other dies of each of these, so that the code must come before the call.
-TEST_F(DeviceTest, AMistakeIsAnErrorAndHarmsNothing) {
-    const OpenCLProgramRef program = BuildProgram("__kernel void Set(__global int* x) { x[0] = 1; }");
-    const OpenCLKernelRef kernel = Get(program.CreateKernel("Set"));
-    const OpenCLKernelRef released = Get(program.CreateKernel("Set"));
-    const OpenCLMemoryObjectRef buffer = CreateBuffer(std::vector<Int32>(16));
-    const OpenCLMemoryObjectRef gone = CreateBuffer(std::vector<Int32>(16));
-    const OpenCLMemoryObjectRef image = CreateImage(OpenCLChannelDataType::UNORM_INT8, 4, 4);
-    ASSERT_TRUE(IsOk(released.Release()) && IsOk(gone.Release()) && IsOk(kernel.SetArg(0, buffer)));
-    const size_t one[] = {1, 1, 1, 1};
-    OpenCLEventRef noEvent;
-    EXPECT_FALSE(queue.EnqueueNDRangeKernel(kernel, 4, nullptr, one, nullptr, 0, nullptr, &noEvent).IsOk());
-    ASSERT_TRUE(noEvent);
-    const char* source = "__kernel void Unbuilt() {}";
-    const OpenCLProgramRef unbuilt = Get(context.CreateProgramWithSource(1, &source));
-    Int32 bytes[16];
-    EXPECT_EQ(CodeOf(queue.EnqueueNDRangeKernel(released, 1, nullptr, one, nullptr)), CL_INVALID_KERNEL);
-    EXPECT_EQ(CodeOf(queue.EnqueueNDRangeKernel(kernel, 1, nullptr, one, nullptr, 1, &noEvent)),
-              CL_INVALID_EVENT_WAIT_LIST);
-    EXPECT_EQ(CodeOf(queue.WaitForEvents(1, &noEvent)), CL_INVALID_EVENT);
-    EXPECT_EQ(CodeOf(queue.EnqueueReleaseGLObjects(1, &buffer)), CL_INVALID_CONTEXT);
-    EXPECT_EQ(CodeOf(unbuilt.CreateKernel("Unbuilt")), CL_INVALID_PROGRAM_EXECUTABLE);
-    EXPECT_EQ(CodeOf(released.SetArg(0, buffer)), CL_INVALID_KERNEL);
-    EXPECT_EQ(CodeOf(kernel.SetArg(0, gone)), CL_INVALID_MEM_OBJECT);
-    EXPECT_EQ(CodeOf(queue.EnqueueReadBuffer(buffer, true, SIZE_MAX, 2, bytes)), CL_INVALID_VALUE);
-    EXPECT_FALSE(queue.EnqueueReadBuffer(image, true, 0, 4, bytes).IsOk());
-    EXPECT_FALSE(queue.EnqueueWriteImage(buffer, true, kOrigin, one, 0, 0, bytes).IsOk());
-    EXPECT_TRUE(IsOk(queue.EnqueueNDRangeKernel(kernel, 1, nullptr, one, nullptr)));
-    EXPECT_EQ(ReadBuffer<Int32>(buffer, 1), std::vector<Int32>{1});
+/// Run by itself under a simulator, it shows that races would be seen.
+TEST_F(DeviceTest, DISABLED_AScanWithoutBarriersRaces) {
+    const OpenCLProgramRef program = BuildProgram(
+        "__kernel void Shift(__global uint* values) {\n"
+        "    __local uint l_Data[64];\n"
+        "    uint lid = get_local_id(0);\n"
+        "    l_Data[lid] = values[lid];\n"
+        "    values[lid] = l_Data[lid ^ 1];\n"
+        "}\n");
+    const OpenCLKernelRef kernel = Get(program.CreateKernel("Shift"));
+    const size_t size = 64;
+    ASSERT_TRUE(IsOk(kernel.SetArg(0, CreateBuffer(std::vector<UInt32>(size)))));
+    ASSERT_TRUE(IsOk(queue.EnqueueNDRangeKernel(kernel, 1, nullptr, &size, &size)));
+    ASSERT_TRUE(IsOk(queue.Finish()));
 }
 
 }  // namespace
