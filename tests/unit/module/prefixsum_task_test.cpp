@@ -171,11 +171,5 @@ TEST_F(PrefixSumTaskTest, AProcessorAddsUpInOneWorkItem) {
               std::string::npos);
 }
 
-TEST_F(PrefixSumTaskTest, WithoutDevicesThereIsNoTask) {
-    fake.allowsNoDevices = true;
-    cl.context = OpenCL::CreateContext(Platform(), {}).GetValue();
-    EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("prefixsum"))), "CL_DEVICE_NOT_FOUND");
-}
-
 }  // namespace
 }  // namespace nuvra::test
