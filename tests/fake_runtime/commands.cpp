@@ -13,15 +13,16 @@ cl_int CheckEvents(cl_uint count, const cl_event* events, cl_int invalid) {
 }
 
 /// Where a command waits and what event it gives.
-#define WAITING cl_uint waitCount, const cl_event *waitList, cl_event *event
-#define IS_WAITING \
-    { waitCount, waitList, event }
-
 struct Waiting {
     cl_uint count;
     const cl_event* list;
     cl_event* event;
 };
+#define WAITING cl_uint waitCount, const cl_event *waitList, cl_event *event
+#define IS_WAITING                 \
+    Waiting {                      \
+        waitCount, waitList, event \
+    }
 
 /// Records a command and checks what all commands have; gives the event when `check`, the command's own
 /// answer, is success. The code's place, which mapping has, is only recorded.
