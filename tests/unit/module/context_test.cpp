@@ -137,13 +137,16 @@ TEST_F(ContextTest, ProgramsAreMadeOfTextsOrABinary) {
                                                         "context1, 1, [device1], [0], null, ptr, ptr"}));
 }
 
-TEST_F(ContextTest, ATaskIsInitialisedOnceAndHandedOutAgain) {
+TEST_F(ContextTest, ATaskIsInitialisedOnceUnlessItFails) {
     const OpenCLTaskRef task = cl.context.GetTask(MakeText("clearmem")).GetValue();
     ASSERT_TRUE(task);
     fake.calls.clear();
     EXPECT_TRUE(cl.context.GetTask(MakeText("clearmem")).GetValue() == task);
     EXPECT_EQ(fake.calls.size(), 0U);
     EXPECT_FALSE(cl.context.GetTask(MakeText("image.invert")).GetValue() == task);
+    fake.Fail("clCreateKernel", CL_OUT_OF_RESOURCES, 1);
+    EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("crc32c"))), "CL_OUT_OF_RESOURCES");
+    EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("crc32c"))), "OK");
     for (int i = 0; i < 2; i++) {
         EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("nobody's"))), kNullPointer);
         EXPECT_EQ(Outcome(cl.context.GetTask(String())), kNullPointer);
