@@ -9,24 +9,17 @@
 /// What the runtime's functions share: recording arguments, checking handles, answering.
 namespace nuvra::fake {
 
-template <class H>
-inline constexpr int kKindOf = -1;
-template <>
-inline constexpr int kKindOf<cl_platform_id> = static_cast<int>(Kind::PLATFORM);
-template <>
-inline constexpr int kKindOf<cl_device_id> = static_cast<int>(Kind::DEVICE);
-template <>
-inline constexpr int kKindOf<cl_context> = static_cast<int>(Kind::CONTEXT);
-template <>
-inline constexpr int kKindOf<cl_command_queue> = static_cast<int>(Kind::QUEUE);
-template <>
-inline constexpr int kKindOf<cl_mem> = static_cast<int>(Kind::MEMORY);
-template <>
-inline constexpr int kKindOf<cl_program> = static_cast<int>(Kind::PROGRAM);
-template <>
-inline constexpr int kKindOf<cl_kernel> = static_cast<int>(Kind::KERNEL);
-template <>
-inline constexpr int kKindOf<cl_event> = static_cast<int>(Kind::EVENT);
+template <class T, class... Handles>
+constexpr int FindKind() {
+    int found = -1;
+    int kind = 0;
+    ((found = std::is_same_v<T, Handles> ? kind : found, kind++), ...);
+    return found;
+}
+/// In the order of `Kind`.
+template <class T>
+inline constexpr int kKindOf = FindKind<T, cl_platform_id, cl_device_id, cl_context, cl_command_queue, cl_mem,
+                                        cl_program, cl_kernel, cl_event>();
 
 /// An array argument to be recorded.
 template <class T>
@@ -134,6 +127,15 @@ inline cl_int Answer(const Info& info, cl_uint which, std::size_t size, void* va
     return found == info.end() ? CL_INVALID_VALUE : Answer(found->second, size, value, sizeOut);
 }
 
+/// An information query: `getInfo` gives the answers of the live object behind the handle.
+template <class H, class GetInfo>
+cl_int AnswerAbout(const char* name, H handle, cl_int invalid, cl_uint which, std::size_t size, void* value,
+                   std::size_t* sizeOut, const GetInfo& getInfo) {
+    if (const cl_int code = Record(name, handle, which, size, value, sizeOut)) return code;
+    const Object* object = Find(handle);
+    return object != nullptr ? Answer(getInfo(*object), which, size, value, sizeOut) : invalid;
+}
+
 /// The two-step list query: at most `room` handles, and their number.
 template <class H>
 cl_int AnswerList(const std::vector<Object*>& objects, cl_uint room, H* handles, cl_uint* count) {
@@ -145,25 +147,17 @@ cl_int AnswerList(const std::vector<Object*>& objects, cl_uint room, H* handles,
 }
 
 inline std::size_t PixelSize(const cl_image_format& format) {
-    std::size_t channels = 1;
-    if (format.image_channel_order == CL_RG || format.image_channel_order == CL_RA) channels = 2;
-    if (format.image_channel_order == CL_RGB) channels = 3;
-    if (format.image_channel_order == CL_RGBA || format.image_channel_order == CL_BGRA ||
-        format.image_channel_order == CL_ARGB)
-        channels = 4;
-    switch (format.image_channel_data_type) {
-        case CL_SNORM_INT8:
-        case CL_UNORM_INT8:
-        case CL_SIGNED_INT8:
-        case CL_UNSIGNED_INT8:
-            return channels;
-        case CL_SIGNED_INT32:
-        case CL_UNSIGNED_INT32:
-        case CL_FLOAT:
-            return channels * 4;
-        default:
-            return channels * 2;
-    }
+    const auto isAny = [](cl_uint value, auto... others) {
+        return ((value == static_cast<cl_uint>(others)) || ...);
+    };
+    const cl_uint order = format.image_channel_order;
+    const cl_uint type = format.image_channel_data_type;
+    const std::size_t channels = isAny(order, CL_RGBA, CL_BGRA, CL_ARGB) ? 4
+                                 : order == CL_RGB                       ? 3
+                                 : isAny(order, CL_RG, CL_RA)            ? 2
+                                                                         : 1;
+    if (isAny(type, CL_SNORM_INT8, CL_UNORM_INT8, CL_SIGNED_INT8, CL_UNSIGNED_INT8)) return channels;
+    return channels * (isAny(type, CL_SIGNED_INT32, CL_UNSIGNED_INT32, CL_FLOAT) ? 4 : 2);
 }
 
 }  // namespace nuvra::fake

@@ -32,34 +32,28 @@ std::string ToText(const Bytes& bytes) {
     return text;
 }
 
-template <class Range>
-std::string Join(const Range& range, const char* separator) {
+std::string ToText(const Value& value);
+
+template <class T>
+std::string Join(const std::vector<T>& list, const char* separator) {
     std::string text;
-    for (const auto& item : range) text += (text.empty() ? "" : separator) + item;
+    for (const T& item : list) text += (text.empty() ? "" : separator) + ToText(item);
     return text;
 }
 
 template <class T>
 std::string ToText(const std::vector<T>& list) {
-    std::vector<std::string> texts;
-    for (const T& item : list) texts.push_back(ToText(item));
-    return '[' + Join(texts, " ") + ']';
+    return '[' + Join(list, " ") + ']';
 }
 
 std::string ToText(const Value& value) {
     return std::visit([](const auto& any) { return ToText(any); }, value);
 }
 
-std::string ListTexts(const std::vector<Value>& values, const char* separator) {
-    std::vector<std::string> texts;
-    for (const Value& value : values) texts.push_back(ToText(value));
-    return Join(texts, separator);
-}
-
 }  // namespace
 
 std::string ToText(const Call& call) {
-    return call.name + '(' + ListTexts(call.values, ", ") + ')';
+    return call.name + '(' + Join(call.values, ", ") + ')';
 }
 
 Bytes TextBytes(const std::string& text) {
@@ -138,7 +132,7 @@ cl_int Control::Record(const char* name, std::vector<Value> values) {
 std::vector<std::string> Control::TextsOf(const std::string& name) const {
     std::vector<std::string> texts;
     for (const Call& call : calls)
-        if (call.name == name) texts.push_back(ListTexts(call.values, ", "));
+        if (call.name == name) texts.push_back(Join(call.values, ", "));
     return texts;
 }
 

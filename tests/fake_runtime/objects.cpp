@@ -83,16 +83,25 @@ cl_int CL_API_CALL GetGLContextInfo(const cl_context_properties* properties, cl_
 
 extern "C" {
 
+#define RELEASE_FUNCTION(name, Handle, invalid) \
+    cl_int name(Handle handle) {                \
+        return Release(#name, handle, invalid); \
+    }
+RELEASE_FUNCTION(clReleaseContext, cl_context, CL_INVALID_CONTEXT)
+RELEASE_FUNCTION(clReleaseCommandQueue, cl_command_queue, CL_INVALID_COMMAND_QUEUE)
+RELEASE_FUNCTION(clReleaseMemObject, cl_mem, CL_INVALID_MEM_OBJECT)
+RELEASE_FUNCTION(clReleaseProgram, cl_program, CL_INVALID_PROGRAM)
+RELEASE_FUNCTION(clReleaseKernel, cl_kernel, CL_INVALID_KERNEL)
+RELEASE_FUNCTION(clReleaseEvent, cl_event, CL_INVALID_EVENT)
+
 cl_int clGetPlatformIDs(cl_uint room, cl_platform_id* platforms, cl_uint* count) {
     if (const cl_int code = Record(__func__, room, platforms, count)) return code;
     return AnswerList(Control::Get().platforms, room, platforms, count);
 }
 
-cl_int clGetPlatformInfo(cl_platform_id platform, cl_platform_info which, size_t size, void* value,
-                         size_t* sizeOut) {
-    if (const cl_int code = Record(__func__, platform, which, size, value, sizeOut)) return code;
-    const Object* object = Find(platform);
-    return object != nullptr ? Answer(object->info, which, size, value, sizeOut) : CL_INVALID_PLATFORM;
+cl_int clGetPlatformInfo(cl_platform_id platform, cl_uint which, size_t size, void* value, size_t* sizeOut) {
+    return AnswerAbout(__func__, platform, CL_INVALID_PLATFORM, which, size, value, sizeOut,
+                       [](const Object& object) { return object.info; });
 }
 
 cl_int clGetDeviceIDs(cl_platform_id platform, cl_device_type type, cl_uint room, cl_device_id* devices,
@@ -104,10 +113,9 @@ cl_int clGetDeviceIDs(cl_platform_id platform, cl_device_type type, cl_uint room
     return AnswerList(object->devices, room, devices, count);
 }
 
-cl_int clGetDeviceInfo(cl_device_id device, cl_device_info which, size_t size, void* value, size_t* sizeOut) {
-    if (const cl_int code = Record(__func__, device, which, size, value, sizeOut)) return code;
-    const Object* object = Find(device);
-    return object != nullptr ? Answer(object->info, which, size, value, sizeOut) : CL_INVALID_DEVICE;
+cl_int clGetDeviceInfo(cl_device_id device, cl_uint which, size_t size, void* value, size_t* sizeOut) {
+    return AnswerAbout(__func__, device, CL_INVALID_DEVICE, which, size, value, sizeOut,
+                       [](const Object& object) { return object.info; });
 }
 
 cl_context clCreateContext(const cl_context_properties* properties, cl_uint count,
@@ -126,14 +134,9 @@ cl_context clCreateContext(const cl_context_properties* properties, cl_uint coun
     });
 }
 
-cl_int clReleaseContext(cl_context context) {
-    return Release(__func__, context, CL_INVALID_CONTEXT);
-}
-
-cl_int clGetContextInfo(cl_context context, cl_context_info which, size_t size, void* value,
-                        size_t* sizeOut) {
-    if (const cl_int code = Record(__func__, context, which, size, value, sizeOut)) return code;
-    return Find(context) != nullptr ? CL_INVALID_VALUE : CL_INVALID_CONTEXT;
+cl_int clGetContextInfo(cl_context context, cl_uint which, size_t size, void* value, size_t* sizeOut) {
+    return AnswerAbout(__func__, context, CL_INVALID_CONTEXT, which, size, value, sizeOut,
+                       [](const Object&) { return Info(); });
 }
 
 cl_command_queue clCreateCommandQueue(cl_context context, cl_device_id device,
@@ -145,10 +148,6 @@ cl_command_queue clCreateCommandQueue(cl_context context, cl_device_id device,
                                     [&](Object& queue) { queue.isSharing = Find(context)->isSharing; });
 }
 
-cl_int clReleaseCommandQueue(cl_command_queue queue) {
-    return Release(__func__, queue, CL_INVALID_COMMAND_QUEUE);
-}
-
 void* clGetExtensionFunctionAddress(const char* name) {
     const bool isSharing =
         std::string_view(name) == "clGetGLContextInfoKHR" && Control::Get().sharingDevices.has_value();
@@ -156,17 +155,14 @@ void* clGetExtensionFunctionAddress(const char* name) {
     return isFound ? reinterpret_cast<void*>(&GetGLContextInfo) : nullptr;
 }
 
-cl_mem clCreateFromGLTexture2D(cl_context context, cl_mem_flags flags, cl_GLenum target, cl_GLint mipLevel,
-                               cl_GLuint texture, cl_int* codeOut) {
-    return CreateShared(Record(__func__, context, flags, target, mipLevel, texture, codeOut), context,
-                        codeOut, true);
-}
-
-cl_mem clCreateFromGLTexture3D(cl_context context, cl_mem_flags flags, cl_GLenum target, cl_GLint mipLevel,
-                               cl_GLuint texture, cl_int* codeOut) {
-    return CreateShared(Record(__func__, context, flags, target, mipLevel, texture, codeOut), context,
-                        codeOut, true);
-}
+#define TEXTURE_FUNCTION(name)                                                                               \
+    cl_mem name(cl_context context, cl_mem_flags flags, cl_GLenum target, cl_GLint level, cl_GLuint texture, \
+                cl_int* codeOut) {                                                                           \
+        return CreateShared(Record(#name, context, flags, target, level, texture, codeOut), context,         \
+                            codeOut, true);                                                                  \
+    }
+TEXTURE_FUNCTION(clCreateFromGLTexture2D)
+TEXTURE_FUNCTION(clCreateFromGLTexture3D)
 
 cl_mem clCreateFromGLBuffer(cl_context context, cl_mem_flags flags, cl_GLuint buffer, cl_int* codeOut) {
     return CreateShared(Record(__func__, context, flags, buffer, codeOut), context, codeOut, false);
@@ -229,16 +225,11 @@ cl_int clGetImageInfo(cl_mem memory, cl_image_info which, size_t size, void* val
                   which, size, value, sizeOut);
 }
 
-cl_int clReleaseMemObject(cl_mem memory) {
-    return Release(__func__, memory, CL_INVALID_MEM_OBJECT);
-}
-
-cl_int clGetMemObjectInfo(cl_mem memory, cl_mem_info which, size_t size, void* value, size_t* sizeOut) {
-    if (const cl_int code = Record(__func__, memory, which, size, value, sizeOut)) return code;
-    const Object* object = Find(memory);
-    if (object == nullptr) return CL_INVALID_MEM_OBJECT;
-    return Answer({{CL_MEM_SIZE, NumberBytes<std::size_t>({object->byteCount})}}, which, size, value,
-                  sizeOut);
+cl_int clGetMemObjectInfo(cl_mem memory, cl_uint which, size_t size, void* value, size_t* sizeOut) {
+    return AnswerAbout(__func__, memory, CL_INVALID_MEM_OBJECT, which, size, value, sizeOut,
+                       [](const Object& object) {
+                           return Info{{CL_MEM_SIZE, NumberBytes<std::size_t>({object.byteCount})}};
+                       });
 }
 
 cl_program clCreateProgramWithSource(cl_context context, cl_uint count, const char** strings,
@@ -264,10 +255,6 @@ cl_program clCreateProgramWithBinary(cl_context context, cl_uint count, const cl
     if (code == CL_SUCCESS && (lengths[0] == 0 || binaries[0] == nullptr)) code = CL_INVALID_VALUE;
     const auto* first = reinterpret_cast<const char*>(binaries[0]);
     return CreateProgram(code, context, codeOut, std::string(first, first + lengths[0]), true);
-}
-
-cl_int clReleaseProgram(cl_program program) {
-    return Release(__func__, program, CL_INVALID_PROGRAM);
 }
 
 cl_int clBuildProgram(cl_program program, cl_uint count, const cl_device_id* devices, const char* options,
@@ -318,10 +305,6 @@ cl_kernel clCreateKernel(cl_program program, const char* name, cl_int* codeOut) 
     return Create<cl_kernel>(code, codeOut, [&](Object& kernel) { kernel.text = name; });
 }
 
-cl_int clReleaseKernel(cl_kernel kernel) {
-    return Release(__func__, kernel, CL_INVALID_KERNEL);
-}
-
 cl_int clSetKernelArg(cl_kernel kernel, cl_uint index, size_t size, const void* value) {
     Value argument = ToValue(List(static_cast<const std::uint8_t*>(value), size));
     cl_mem memory = nullptr;
@@ -346,10 +329,6 @@ cl_int clGetKernelWorkGroupInfo(cl_kernel kernel, cl_device_id device, cl_kernel
     const auto named = control.namedWorkGroupInfo.find(object->text);
     const bool isNamed = named != control.namedWorkGroupInfo.end() && named->second.contains(which);
     return Answer(isNamed ? named->second : control.workGroupInfo, which, size, value, sizeOut);
-}
-
-cl_int clReleaseEvent(cl_event event) {
-    return Release(__func__, event, CL_INVALID_EVENT);
 }
 
 }  // extern "C"

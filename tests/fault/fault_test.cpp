@@ -9,14 +9,6 @@ namespace {
 
 using Allowed = std::set<std::string>;
 
-/// Steps of a scenario: the outcome of the first that fails, or "OK".
-template <class... Steps>
-std::string RunAll(const Steps&... steps) {
-    std::string outcome = "OK";
-    static_cast<void>(((outcome = Outcome(steps()), outcome == "OK") && ...));
-    return outcome;
-}
-
 /// What a scenario works with, beside the fixture's objects.
 struct World {
     Objects& cl;
@@ -31,103 +23,99 @@ struct World {
 
 struct Scenario {
     const char* name;
-    std::function<std::string(World&)> run;
+    std::function<Result<void>(World&)> run;
     Allowed whenOutOfMemory;   ///< outcomes beside the out-of-memory error
     bool buildsAgain = false;  ///< with another group size after a build that failed
 
     friend void PrintTo(const Scenario& scenario, std::ostream* stream) { *stream << scenario.name; }
 };
 
-std::string ListDevices(World&) {
+Result<void> ListDevices(World&) {
     BaseArray<OpenCLPlatformRef> platforms;
     BaseArray<OpenCLDeviceRef> devices;
-    return RunAll([&] { return OpenCL::GetPlatforms(platforms); },
-                  [&] { return platforms[0].GetInfo(OpenCLPlatformInfo::EXTENSIONS); },
-                  [&] { return platforms[0].GetDevices(devices); });
+    NUVRA_RETURN_IF_ERROR(OpenCL::GetPlatforms(platforms));
+    NUVRA_RETURN_IF_ERROR(platforms[0].GetInfo(OpenCLPlatformInfo::EXTENSIONS));
+    return platforms[0].GetDevices(devices);
 }
 
-std::string AskDevice(World& world) {
-    OpenCLDeviceRef device;
-    return RunAll(
-        [&]() -> Result<void> {
-            NUVRA_ASSIGN_OR_RETURN(device, OpenCL::GetDeviceFromId(world.devices[0]));
-            return {};
-        },
-        [&] { return device.GetInfo(OpenCLDeviceInfo::EXTENSIONS); },
-        [&] { return device.GetInfo(OpenCLDeviceInfo::MAX_WORK_ITEM_SIZES); });
+Result<void> AskDevice(World& world) {
+    NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, OpenCL::GetDeviceFromId(world.devices[0]));
+    NUVRA_RETURN_IF_ERROR(device.GetInfo(OpenCLDeviceInfo::EXTENSIONS));
+    NUVRA_RETURN_IF_ERROR(device.GetInfo(OpenCLDeviceInfo::MAX_WORK_ITEM_SIZES));
+    return {};
 }
 
-std::string CreateContext(World& world) {
-    OpenCLContextRef context;
-    return RunAll(
-        [&]() -> Result<void> {
-            NUVRA_ASSIGN_OR_RETURN(context, OpenCL::CreateContext(world.platform, world.devices));
-            return {};
-        },
-        [&] { return context.CreateCommandQueue(); });
+Result<void> CreateContext(World& world) {
+    NUVRA_ASSIGN_OR_RETURN(const OpenCLContextRef context,
+                           OpenCL::CreateContext(world.platform, world.devices));
+    NUVRA_RETURN_IF_ERROR(context.CreateCommandQueue());
+    return {};
 }
 
-std::string ShareContext(World& world) {
+Result<void> ShareContext(World& world) {
     BaseArray<OpenCLDeviceRef> devices;
-    const auto give = [&] { return devices.Append(world.device); };
-    return RunAll([&] { return OpenCL::CreateGLSharedContext(world.gl, world.platform); }, give,
-                  [&] { return OpenCL::CreateGLSharedContextForDevices(world.gl, devices); });
+    NUVRA_RETURN_IF_ERROR(OpenCL::CreateGLSharedContext(world.gl, world.platform));
+    NUVRA_RETURN_IF_ERROR(devices.Append(world.device));
+    NUVRA_RETURN_IF_ERROR(OpenCL::CreateGLSharedContextForDevices(world.gl, devices));
+    return {};
 }
 
-std::string CreateMemory(World& world) {
+Result<void> CreateMemory(World& world) {
     const OpenCLContextRef& context = world.cl.context;
     BaseArray<OpenCLImageFormat> formats;
-    return RunAll([&] { return context.CreateBuffer(1, 16); },
-                  [&] { return context.CreateImage2D(1, {}, 4, 4); },
-                  [&] { return context.CreateImage3D(1, {}, 4, 4, 4); },
-                  [&] { return context.CreateFromGLTexture2D(1, 3553, 0, 1); },
-                  [&] { return context.CreateFromGLBuffer(1, 1); },
-                  [&] { return context.GetSupportedImageFormats(1, OpenCLImageType::IMAGE2D, formats); });
+    NUVRA_RETURN_IF_ERROR(context.CreateBuffer(1, 16));
+    NUVRA_RETURN_IF_ERROR(context.CreateImage2D(1, {}, 4, 4));
+    NUVRA_RETURN_IF_ERROR(context.CreateImage3D(1, {}, 4, 4, 4));
+    NUVRA_RETURN_IF_ERROR(context.CreateFromGLTexture2D(1, 3553, 0, 1));
+    NUVRA_RETURN_IF_ERROR(context.CreateFromGLBuffer(1, 1));
+    return context.GetSupportedImageFormats(1, OpenCLImageType::IMAGE2D, formats);
 }
 
-std::string MakeProgram(World& world) {
+Result<void> MakeProgram(World& world) {
     const char* source = "kernel void Main() {}";
-    OpenCLProgramRef program;
     BaseArray<UChar> binary;
-    return RunAll(
-        [&]() -> Result<void> {
-            NUVRA_ASSIGN_OR_RETURN(program, world.cl.context.CreateProgramWithSource(1, &source));
-            return {};
-        },
-        [&] { return program.Build(world.devices, nullptr); },
-        [&] { return program.GetBuildLog(world.devices[0]); }, [&] { return program.CreateKernel("Main"); },
-        [&] { return program.GetBinary(binary); },
-        [&] { return world.cl.context.CreateProgramWithBinary(world.device, binary); });
+    NUVRA_ASSIGN_OR_RETURN(const OpenCLProgramRef program,
+                           world.cl.context.CreateProgramWithSource(1, &source));
+    NUVRA_RETURN_IF_ERROR(program.Build(world.devices, nullptr));
+    NUVRA_RETURN_IF_ERROR(program.GetBuildLog(world.devices[0]));
+    NUVRA_RETURN_IF_ERROR(program.CreateKernel("Main"));
+    NUVRA_RETURN_IF_ERROR(program.GetBinary(binary));
+    NUVRA_RETURN_IF_ERROR(world.cl.context.CreateProgramWithBinary(world.device, binary));
+    return {};
 }
 
-std::string SetArguments(World& world) {
+Result<void> SetArguments(World& world) {
     const OpenCLKernelRef& kernel = world.cl.kernel;
     const Vector32 vectors[6];
     const Int32 number = 1;
     size_t size = 0;
-    return RunAll([&] { return kernel.SetArg(0, world.cl.buffer); },
-                  [&] { return kernel.SetArg(1, &number, 1); }, [&] { return kernel.SetArg(2, vectors, 6); },
-                  [&] { return kernel.SetArgLocalMemory(3, 8); },
-                  [&] { return kernel.GetWorkGroupInfo(world.device, 0, sizeof(size), &size); });
+    NUVRA_RETURN_IF_ERROR(kernel.SetArg(0, world.cl.buffer));
+    NUVRA_RETURN_IF_ERROR(kernel.SetArg(1, &number, 1));
+    NUVRA_RETURN_IF_ERROR(kernel.SetArg(2, vectors, 6));
+    NUVRA_RETURN_IF_ERROR(kernel.SetArgLocalMemory(3, 8));
+    return kernel.GetWorkGroupInfo(world.device, 0, sizeof(size), &size);
 }
 
-std::string Launch(World& world) {
+Result<void> Launch(World& world) {
     const OpenCLCommandQueueRef& queue = world.cl.queue;
     const OpenCLKernelRef& kernel = world.cl.kernel;
     const size_t limits[] = {4, 2, 2};
     const auto* list = world.waitList.data();
     const auto count = static_cast<Int>(world.waitList.size());
     OpenCLEventRef event;
-    return RunAll(
-        [&] { return queue.EnqueueNDRangeKernel(kernel, 1, nullptr, limits, nullptr, count, list, &event); },
-        [&] { return queue.EnqueueRange(kernel, limits, 1, 23, 1, &event, &event); },
-        [&] { return queue.EnqueueGroupedRange(kernel, 4, world.tail, limits, 0, 23, 1, &event, &event); },
-        [&] { return queue.EnqueueGroupedRange(kernel, 4, world.tail, nullptr, 0, 23, 1, &event, &event); },
-        [&] { return queue.WaitForEvents(count, list); }, [&] { return queue.WaitForEvents(1, &event); },
-        [&] { return queue.Finish(); });
+    NUVRA_RETURN_IF_ERROR(
+        queue.EnqueueNDRangeKernel(kernel, 1, nullptr, limits, nullptr, count, list, &event));
+    NUVRA_RETURN_IF_ERROR(queue.EnqueueRange(kernel, limits, 1, 23, 1, &event, &event));
+    NUVRA_RETURN_IF_ERROR(queue.EnqueueGroupedRange(kernel, 4, world.tail, limits, 0, 23, 1, &event, &event));
+    NUVRA_RETURN_IF_ERROR(
+        queue.EnqueueGroupedRange(kernel, 4, world.tail, nullptr, 0, 23, 1, &event, &event));
+    NUVRA_RETURN_IF_ERROR(queue.WaitForEvents(count, list));
+    NUVRA_RETURN_IF_ERROR(queue.WaitForEvents(1, &event));
+    NUVRA_RETURN_IF_ERROR(queue.Finish());
+    return {};
 }
 
-std::string Transfer(World& world) {
+Result<void> Transfer(World& world) {
     const OpenCLCommandQueueRef& queue = world.cl.queue;
     const OpenCLMemoryObjectRef& buffer = world.cl.buffer;
     const std::vector<OpenCLMemoryObjectRef> shared(20, buffer);
@@ -136,26 +124,31 @@ std::string Transfer(World& world) {
     size_t pitch = 0;
     std::byte bytes[64] = {};
     OpenCLEventRef event;
-    return RunAll(
-        [&] { return queue.EnqueueWriteBuffer(buffer, true, 0, 8, bytes, 1, list, &event); },
-        [&] { return queue.EnqueueReadBuffer(buffer, true, 0, 8, bytes, 1, &event, &event); },
-        [&] { return queue.EnqueueMapBuffer(buffer, true, 1, 0, 8, 1, &event, &event); },
-        [&] { return queue.EnqueueUnmapMemObject(buffer, bytes, 1, &event, &event); },
-        [&] { return queue.EnqueueWriteImage(world.image, true, box, box, 0, 0, bytes, 1, list, &event); },
-        [&] { return queue.EnqueueReadImage(world.image, true, box, box, 0, 0, bytes, 1, list, &event); },
-        [&] {
-            return queue.EnqueueMapImage(world.image, true, 1, box, box, &pitch, &pitch, 1, list, &event);
-        },
-        [&] { return queue.EnqueueAcquireGLObjects(20, shared.data(), 1, &event, &event); },
-        [&] { return queue.EnqueueReleaseGLObjects(20, shared.data(), 1, &event, &event); });
+    NUVRA_RETURN_IF_ERROR(queue.EnqueueWriteBuffer(buffer, true, 0, 8, bytes, 1, list, &event));
+    NUVRA_RETURN_IF_ERROR(queue.EnqueueReadBuffer(buffer, true, 0, 8, bytes, 1, &event, &event));
+    NUVRA_RETURN_IF_ERROR(queue.EnqueueMapBuffer(buffer, true, 1, 0, 8, 1, &event, &event));
+    NUVRA_RETURN_IF_ERROR(queue.EnqueueUnmapMemObject(buffer, bytes, 1, &event, &event));
+    NUVRA_RETURN_IF_ERROR(queue.EnqueueWriteImage(world.image, true, box, box, 0, 0, bytes, 1, list, &event));
+    NUVRA_RETURN_IF_ERROR(queue.EnqueueReadImage(world.image, true, box, box, 0, 0, bytes, 1, list, &event));
+    NUVRA_RETURN_IF_ERROR(
+        queue.EnqueueMapImage(world.image, true, 1, box, box, &pitch, &pitch, 1, list, &event));
+    NUVRA_RETURN_IF_ERROR(queue.EnqueueAcquireGLObjects(20, shared.data(), 1, &event, &event));
+    NUVRA_RETURN_IF_ERROR(queue.EnqueueReleaseGLObjects(20, shared.data(), 1, &event, &event));
+    return {};
 }
 
 /// Runs tasks on a queue out of order, where each kernel that needs another waits.
 template <class... Tasks>
-std::string RunTasks(World& world, const Tasks&... tasks) {
-    OpenCLContextRef context;
-    OpenCLCommandQueueRef queue;
+Result<void> RunTasks(World& world, const Tasks&... tasks) {
     OpenCLMemoryObjectRef memory[4];
+    NUVRA_ASSIGN_OR_RETURN(const OpenCLContextRef context,
+                           OpenCL::CreateContext(world.platform, world.devices));
+    NUVRA_ASSIGN_OR_RETURN(const OpenCLCommandQueueRef queue,
+                           context.CreateCommandQueue(OpenCLQueueFlags::OUT_OF_ORDER_EXEC_MODE));
+    for (int i = 0; i < 2; i++) {
+        NUVRA_ASSIGN_OR_RETURN(memory[i], context.CreateBuffer(1, 1 << 20));
+        NUVRA_ASSIGN_OR_RETURN(memory[2 + i], context.CreateImage2D(1, {}, 8, 8));
+    }
     const auto run = [&](const auto& task) -> Result<void> {
         const auto& [name, makeRecord] = task;
         const String key = MakeText(name);
@@ -164,23 +157,14 @@ std::string RunTasks(World& world, const Tasks&... tasks) {
         const auto record = makeRecord(memory);
         return made.Execute(context, queue, &record);
     };
-    return RunAll(
-        [&]() -> Result<void> {
-            NUVRA_ASSIGN_OR_RETURN(context, OpenCL::CreateContext(world.platform, world.devices));
-            NUVRA_ASSIGN_OR_RETURN(queue,
-                                   context.CreateCommandQueue(OpenCLQueueFlags::OUT_OF_ORDER_EXEC_MODE));
-            for (int i = 0; i < 2; i++) {
-                NUVRA_ASSIGN_OR_RETURN(memory[i], context.CreateBuffer(1, 1 << 20));
-                NUVRA_ASSIGN_OR_RETURN(memory[2 + i], context.CreateImage2D(1, {}, 8, 8));
-            }
-            return {};
-        },
-        [&] { return run(tasks); }...);
+    Result<void> result;
+    static_cast<void>(((result = run(tasks), result.IsOk()) && ...));
+    return result;
 }
 
 using Memory = OpenCLMemoryObjectRef*;
 
-std::string RunBufferTasks(World& world) {
+Result<void> RunBufferTasks(World& world) {
     return RunTasks(world,
                     std::pair("clearmem",
                               [](Memory m) {
@@ -191,7 +175,7 @@ std::string RunBufferTasks(World& world) {
                     }));
 }
 
-std::string RunPictureTasks(World& world) {
+Result<void> RunPictureTasks(World& world) {
     return RunTasks(world,
                     std::pair("image.invert",
                               [](Memory m) { return InvertImageParameters{1, &m[2], &m[3], 1, 1, 3, 3}; }),
@@ -202,7 +186,7 @@ std::string RunPictureTasks(World& world) {
                     }));
 }
 
-std::string RunScalingTasks(World& world) {
+Result<void> RunScalingTasks(World& world) {
     const auto makeScaling = [](Memory m) {
         return ScaleParameters{1, &m[2], &m[3], 0, 0, 4, 4, 0, 0, 8, 8};
     };
@@ -210,7 +194,7 @@ std::string RunScalingTasks(World& world) {
                     std::pair("image.scalebicubic", makeScaling));
 }
 
-std::string RunPrefixSum(World& world) {
+Result<void> RunPrefixSum(World& world) {
     UInt32 total = 0;
     return RunTasks(world, std::pair("prefixsum", [&](Memory m) {
                         return PrefixSumParameters{1, &m[0], &m[1], 32768, 20000, true, &total};
@@ -272,10 +256,10 @@ protected:
             event = {};
             fake.calls.clear();
             arm();
-            const std::string outcome = GetParam().run(world);
+            const std::string outcome = Outcome(GetParam().run(world));
             host->allocations.FailNone();
             look(outcome);
-            EXPECT_EQ(GetParam().run(world), "OK") << "tried again";
+            EXPECT_EQ(Outcome(GetParam().run(world)), "OK") << "tried again";
         }
         Stop();
     }

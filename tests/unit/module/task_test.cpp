@@ -141,25 +141,23 @@ TEST_F(TaskTest, NoTaskRunsOnARecordThatDoesNotFitItsMemory) {
 }
 
 TEST_F(TaskTest, RectanglesThatLeaveTheirPictureAreRefused) {
-    const std::vector<Int64> rectangles[] = {
-        {0, 0, 0, 4},
-        {0, 0, 4, 0},
-        {0, 0, -5, 4},
-        {0, 0, 4, -5},
-        {-1, 0, 4, 4},
-        {0, -1, 4, 4},
-        {28, 0, 5, 4},
-        {0, 21, 5, 4},
-        {32, 0, 1, 1},
-        {0, 24, 1, 1},
-        {0, 0, 33, 1},
-        {0, 0, 1, 25},
-        {1, 1, INT64_MAX, 1},
-        {INT64_MAX, 0, 1, 1},
-        {Int64{1} << 32, 0, 1, 1},
-        {0, 0, Int64{1} << 32, 1},
-        {0, INT64_MIN, 1, 1},
-    };
+    const std::vector<Int64> rectangles[] = {{0, 0, 0, 4},
+                                             {0, 0, 4, 0},
+                                             {0, 0, -5, 4},
+                                             {0, 0, 4, -5},
+                                             {-1, 0, 4, 4},
+                                             {0, -1, 4, 4},
+                                             {28, 0, 5, 4},
+                                             {0, 21, 5, 4},
+                                             {32, 0, 1, 1},
+                                             {0, 24, 1, 1},
+                                             {0, 0, 33, 1},
+                                             {0, 0, 1, 25},
+                                             {1, 1, INT64_MAX, 1},
+                                             {INT64_MAX, 0, 1, 1},
+                                             {Int64{1} << 32, 0, 1, 1},
+                                             {0, 0, Int64{1} << 32, 1},
+                                             {0, INT64_MIN, 1, 1}};
     constexpr Int64 kBeyond = Int64{1} << 31;
     const std::vector<Int64> scalings[] = {
         {0, 0, 0, 1, 0, 0, 1, 1},        {0, 0, 1, 0, 0, 0, 1, 1},       {9, 0, -1, 1, 0, 0, 1, 1},
@@ -200,15 +198,6 @@ TEST_F(TaskTest, NoPictureIsReadAndWrittenAtOnce) {
         const StereoSbsParameters record{1, first, second, &destination, 0, 0, 1, 1};
         ExpectRefusal(&record, "CL_INVALID_VALUE", "stereo");
     }
-}
-
-TEST_F(TaskTest, TheChecksumsTableIsCopiedOnce) {
-    fake.calls.clear();
-    ASSERT_EQ(Outcome(cl.context.GetTask(MakeText("crc32c"))), "OK");
-    EXPECT_EQ(fake.TextsOf("clCreateBuffer"), Texts{"context1, 33, 1024, ptr, ptr"});
-    cl.context = OpenCL::CreateContext(Platform(), Devices()).GetValue();
-    fake.Fail("clCreateBuffer", CL_MEM_OBJECT_ALLOCATION_FAILURE);
-    EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("crc32c"))), "CL_MEM_OBJECT_ALLOCATION_FAILURE");
 }
 
 TEST_F(TaskTest, AChecksumDoesWithoutLocalMemoryWhereADeviceHasLittle) {

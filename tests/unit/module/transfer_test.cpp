@@ -95,27 +95,27 @@ TEST_F(TransferTest, ReleasedMemoryAndAReleasedQueueAreTheRuntimesAffair) {
     for (const auto& [function, memory, run] : Transfers())
         EXPECT_EQ(Outcome(run(memory, &event)), "CL_INVALID_MEM_OBJECT") << function;
     EXPECT_EQ(Outcome(cl.queue.Release()), "OK");
-    EXPECT_EQ(Outcome(cl.queue.Release()), "CL_INVALID_COMMAND_QUEUE");
-    EXPECT_EQ(Take("clReleaseCommandQueue"), Texts{"queue1"});
     for (const auto& [function, memory, run] : Transfers())
         EXPECT_NE(Outcome(run(memory, &event)), "OK") << function;
     EXPECT_EQ(Outcome(cl.queue.Finish()), "CL_INVALID_COMMAND_QUEUE");
-    cl.queue = nullptr;
-    EXPECT_EQ(fake.TextsOf("clReleaseCommandQueue"), Texts());
 }
 
 TEST_F(TransferTest, AFailingReleaseStillEndsTheHandle) {
     for (const char* name :
          {"clReleaseCommandQueue", "clReleaseMemObject", "clReleaseProgram", "clReleaseKernel"})
         fake.Fail(name, CL_OUT_OF_RESOURCES, 1);
-    EXPECT_EQ(Outcome(cl.queue.Release()), "CL_OUT_OF_RESOURCES");
-    EXPECT_EQ(Outcome(cl.queue.Release()), "CL_INVALID_COMMAND_QUEUE");
-    EXPECT_EQ(Outcome(image.Release()), "CL_OUT_OF_RESOURCES");
-    EXPECT_EQ(Outcome(image.Release()), "CL_INVALID_MEM_OBJECT");
-    EXPECT_EQ(Outcome(cl.kernel.Release()), "CL_OUT_OF_RESOURCES");
-    EXPECT_EQ(Outcome(cl.kernel.Release()), "CL_INVALID_KERNEL");
-    EXPECT_EQ(Outcome(cl.program.Release()), "CL_OUT_OF_RESOURCES");
-    EXPECT_EQ(Outcome(cl.program.Release()), "CL_INVALID_PROGRAM");
+    for (const char* again : {"CL_OUT_OF_RESOURCES", ""}) {
+        const auto expect = [&](const Result<void>& released, const char* gone) {
+            EXPECT_EQ(Outcome(released), *again != 0 ? again : gone);
+        };
+        expect(cl.queue.Release(), "CL_INVALID_COMMAND_QUEUE");
+        expect(image.Release(), "CL_INVALID_MEM_OBJECT");
+        expect(cl.kernel.Release(), "CL_INVALID_KERNEL");
+        expect(cl.program.Release(), "CL_INVALID_PROGRAM");
+    }
+    cl.queue = nullptr;
+    EXPECT_EQ(fake.TextsOf("clReleaseCommandQueue"), Texts{"queue1"});
+    EXPECT_EQ(fake.TextsOf("clReleaseMemObject"), Texts{"memory2"});
 }
 
 TEST_F(TransferTest, BytesReachABufferAndComeBack) {

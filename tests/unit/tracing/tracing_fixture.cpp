@@ -11,8 +11,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr UInt64 kThread = 7;
-
 std::string Normalize(const std::string& line) {
     static const std::regex kHead("^[0-9.]+ ms, thread [0-9]+: ");
     static const std::regex kHandle(" \\(0x[0-9a-f]+\\)");
@@ -72,27 +70,12 @@ Json TracingTest::ReadTrace() const {
     return events;
 }
 
-UInt32 TracingTest::Begin(const char* name, const char* code, ...) {
-    va_list values;
-    va_start(values, code);
-    const UInt32 cookie = GetRecorder().Begin(kThread, name, code, values);
-    va_end(values);
-    return cookie;
-}
-
 UInt32 TracingTest::BeginOn(UInt64 thread, const char* name, const char* code, ...) {
     va_list values;
     va_start(values, code);
     const UInt32 cookie = GetRecorder().Begin(thread, name, code, values);
     va_end(values);
     return cookie;
-}
-
-void TracingTest::End(const char* name, const char* code, ...) {
-    va_list values;
-    va_start(values, code);
-    GetRecorder().End(kThread, name, code, values);
-    va_end(values);
 }
 
 void TracingTest::EndOn(UInt64 thread, const char* name, const char* code, ...) {

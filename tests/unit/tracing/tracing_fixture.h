@@ -35,11 +35,17 @@ protected:
     /// file that was cut short.
     Json ReadTrace() const;
 
-    /// An event of this thread, or of another.
-    UInt32 Begin(const char* name, const char* code, ...);
+    /// An event of a thread, or of thread 7.
     UInt32 BeginOn(UInt64 thread, const char* name, const char* code, ...);
-    void End(const char* name, const char* code, ...);
     void EndOn(UInt64 thread, const char* name, const char* code, ...);
+    template <class... Values>
+    UInt32 Begin(const char* name, const char* code, Values... values) {
+        return BeginOn(7, name, code, values...);
+    }
+    template <class... Values>
+    void End(const char* name, const char* code, Values... values) {
+        EndOn(7, name, code, values...);
+    }
     host::Recorder& GetRecorder() const { return host::GetRecorder(*tracing); }
 
     std::filesystem::path folder;
