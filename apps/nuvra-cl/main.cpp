@@ -53,7 +53,7 @@ void CompleteHelp(CLI::App& app, const Command& command, const char* examples) {
 std::string DescribeMisuse(const Command& command, const std::string& name, const Options& options) {
     if (!options.device.empty() && !command.UsesDevice())
         return name + " works without a device: --device means nothing to it";
-    if (options.traceFile == "-" && command.PrintsResult())
+    if (options.tracing.traceFile == "-" && command.PrintsResult())
         return "--trace - goes to the standard output, where " + name + " prints its result";
     return {};
 }

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <optional>
 
@@ -141,8 +140,8 @@ public:
     void Run(std::FILE* terminal);
 
 private:
-    std::vector<ScalePiece> PlanAxis(Int64 source, Int64 destination, bool isMirrored, Int64 limit,
-                                     Int64 extra) const;
+    bool Cut(const Extent& limit);
+    TilePlan PlanLargest() const;
     TilePlan PlanImages(const Extent& source, const Extent& destination) const {
         return {{_scaling.in.type,
                  OpenCLMemoryFlags::READ_ONLY,
@@ -163,34 +162,43 @@ private:
     std::vector<ScalePiece> _rows;
 };
 
-std::vector<ScalePiece> Scaler::PlanAxis(Int64 source, Int64 destination, bool isMirrored, Int64 limit,
-                                         Int64 extra) const {
-    auto pieces = PlanScale(source, destination, isMirrored, limit, extra);
-    if (pieces) return *std::move(pieces);
-    throw Failure("cannot scale " + DescribeSize(_scaling.source.width, _scaling.source.height) +
-                  " pixels to " + DescribeSize(_scaling.destination.width, _scaling.destination.height) +
-                  " on " + Quote(_device.name) + ": its images have sides of at most " +
-                  std::to_string(limit) + ", and pieces would not fit together exactly");
+/// False where pieces would not fit together.
+bool Scaler::Cut(const Extent& limit) {
+    const auto& [in, out, source, destination, mirrorX, mirrorY] = _scaling;
+    auto columns = PlanScale(source.width, destination.width, mirrorX, limit.width, _extra.width);
+    auto rows = PlanScale(source.height, destination.height, mirrorY, limit.height, _extra.height);
+    if (!columns || !rows) return false;
+    _columns = *std::move(columns);
+    _rows = *std::move(rows);
+    return true;
+}
+
+TilePlan Scaler::PlanLargest() const {
+    const auto longest = [](const std::vector<ScalePiece>& pieces, Int64 ScalePiece::*extent) {
+        return std::ranges::max(pieces, {}, extent).*extent;
+    };
+    return PlanImages(
+        {longest(_columns, &ScalePiece::sourceExtent), longest(_rows, &ScalePiece::sourceExtent)},
+        {longest(_columns, &ScalePiece::extent), longest(_rows, &ScalePiece::extent)});
 }
 
 void Scaler::Plan(Int64 tile) {
     const Rectangle& source = _scaling.source;
     const Rectangle& destination = _scaling.destination;
-    // Devices have sides of powers of two: from one of these on, halving arrives at the device's own.
-    const auto ceil = [tile](Int64 from, Int64 to) {
-        return std::min(tile, static_cast<Int64>(std::bit_ceil(static_cast<UInt64>(std::max(from, to)))));
-    };
-    const Extent wanted{ceil(source.width + _extra.width, destination.width),
-                        ceil(source.height + _extra.height, destination.height)};
+    Extent wanted{std::min(tile, std::max(source.width + _extra.width, destination.width)),
+                  std::min(tile, std::max(source.height + _extra.height, destination.height))};
+    if (!Cut(wanted) || !_images.CanMake(PlanLargest())) {
+        // Halving could skip the only sides that some pieces fit together with.
+        const Int64 longest = FindLongestSide(_device, *_scaling.in.type);
+        wanted = {std::min(wanted.width, longest), std::min(wanted.height, longest)};
+    }
     _images.Fit(wanted, [&](const Extent& limit) {
-        _columns = PlanAxis(source.width, destination.width, _scaling.mirrorX, limit.width, _extra.width);
-        _rows = PlanAxis(source.height, destination.height, _scaling.mirrorY, limit.height, _extra.height);
-        const auto longest = [](const std::vector<ScalePiece>& pieces, Int64 ScalePiece::*extent) {
-            return std::ranges::max(pieces, {}, extent).*extent;
-        };
-        return PlanImages(
-            {longest(_columns, &ScalePiece::sourceExtent), longest(_rows, &ScalePiece::sourceExtent)},
-            {longest(_columns, &ScalePiece::extent), longest(_rows, &ScalePiece::extent)});
+        if (Cut(limit)) return PlanLargest();
+        throw Failure("cannot scale " + DescribeSize(source.width, source.height) + " pixels to " +
+                      DescribeSize(destination.width, destination.height) + " on " + Quote(_device.name) +
+                      ": its images have sides of at most " +
+                      std::to_string(std::max(limit.width, limit.height)) +
+                      ", and pieces would not fit together exactly");
     });
 }
 

@@ -15,11 +15,7 @@ struct Options {
     std::string runtime;  ///< the file to use as OpenCL runtime; empty for the system's
     std::string module;   ///< the module's file; empty for the one beside the program
     bool isQuiet = false;
-    std::string traceFile;  ///< "-" for standard output, empty for none
-    std::string logFile;    ///< "-" for standard error, empty for none
-    bool countsCalls = false;
-    bool checksLeaks = false;
-    bool isSerialized = false;
+    host::TracingOptions tracing{};
 };
 
 /// What a command is run with.

@@ -49,7 +49,7 @@ const DeviceEntry& ChooseDevice(const std::vector<PlatformEntry>& platforms, con
         });
         return device == all.end() ? *all.front() : **device;
     }
-    // Names are full of digits: a number is never a part of one.
+    // All digits means a device number, never part of a name: most names have digits.
     const bool isNumber = wanted.find_first_not_of("0123456789") == std::string::npos;
     Entries matches;
     for (const DeviceEntry* entry : all) {

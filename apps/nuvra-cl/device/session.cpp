@@ -24,7 +24,7 @@ std::string ResolveRuntime(const std::string& runtime) {
 host::Options MakeHostOptions(Environment& environment) {
     host::Options options;
     const std::string& runtime = environment.options.runtime;
-    if (!runtime.empty()) options.redirects[GetRuntimeName()] = ResolveRuntime(runtime);
+    if (!runtime.empty()) options.redirects[NUVRA_RUNTIME_NAME] = ResolveRuntime(runtime);
     options.diagnostics = [&environment](std::string_view message) {
         environment.diagnostics.emplace_back(message);
     };

@@ -1,5 +1,7 @@
 #include "device/tiles.h"
 
+#include <numeric>
+
 #include "console/failure.h"
 #include "device/pixel_transfer.h"
 
@@ -28,18 +30,21 @@ std::string DescribeMaking(const Extent& size) {
 
 }  // namespace
 
+bool TileImages::CanMake(const TilePlan& plan) {
+    Extent size;
+    Result<void> made = TryMake(plan, size);
+    if (!made.IsOk() && MayBeTooLarge(made.GetError())) return false;
+    _device.Check(std::move(made), DescribeMaking(size));
+    return true;
+}
+
 Extent TileImages::Fit(Extent limit, const std::function<TilePlan(const Extent& limit)>& plan) {
-    while (true) {
-        Extent size;
-        Result<void> made = TryMake(plan(limit), size);
-        const bool isSmallest = std::max(limit.width, limit.height) <= kSmallestLimit;
-        if (made.IsOk() || isSmallest || !MayBeTooLarge(made.GetError())) {
-            _device.Check(std::move(made), DescribeMaking(size));
-            return limit;
-        }
+    while (std::max(limit.width, limit.height) > kSmallestLimit && !CanMake(plan(limit))) {
         Int64& longer = limit.width > limit.height ? limit.width : limit.height;
         longer = (longer + 1) / 2;
     }
+    Make(plan(limit));
+    return limit;
 }
 
 void TileImages::Make(const TilePlan& plan) {
@@ -63,6 +68,19 @@ Result<void> TileImages::TryMake(const TilePlan& plan, Extent& size) {
         NUVRA_ASSIGN_OR_RETURN(_images[i], TryMakeImage(_device, *plan[i].type, plan[i].flags, size));
     }
     return {};
+}
+
+Int64 FindLongestSide(const Device& device, const SampleType& type) {
+    const auto canMake = [&](const Extent& size) {
+        return TryMakeImage(device, type, OpenCLMemoryFlags::READ_ONLY, size).IsOk();
+    };
+    Int64 works = 1;
+    Int64 fails = kLargestSide;
+    while (fails - works > 1) {
+        const Int64 side = std::midpoint(works, fails);
+        (canMake({side, 1}) && canMake({1, side}) ? works : fails) = side;
+    }
+    return works;
 }
 
 }  // namespace nuvra::app

@@ -23,6 +23,8 @@ class TileImages {
 public:
     explicit TileImages(const Device& device) : _device(device) {}
 
+    /// Makes the images of a tile. False where the device refuses them and may make smaller ones.
+    bool CanMake(const TilePlan& plan);
     /// Makes the images of the largest tile, which `plan` tells for tiles of at most `limit` pixels. As long
     /// as the device refuses them, the longer side of `limit` is halved. The result is the limit that is
     /// left.
@@ -39,6 +41,9 @@ private:
     TilePlan _plan;
     std::vector<OpenCLMemoryObjectRef> _images;
 };
+
+/// The longest side of the device's images, by trial.
+Int64 FindLongestSide(const Device& device, const SampleType& type);
 
 /// Calls `work` for each tile of the rectangle, row by row.
 template <class Work>

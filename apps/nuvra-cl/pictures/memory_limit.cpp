@@ -8,6 +8,7 @@
 #include "console/values.h"
 #include "nuvra/host/file_name.h"
 #include "pictures/geometry.h"
+#include "system/system.h"
 
 namespace nuvra::app {
 

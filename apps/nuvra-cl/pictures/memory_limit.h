@@ -33,9 +33,6 @@ private:
     std::optional<Int64> _bytes;
 };
 
-/// The memory of this machine in bytes.
-Int64 GetMachineMemory();
-
 /// "234 bytes", "1.5 GiB".
 std::string DescribeBytes(double bytes);
 

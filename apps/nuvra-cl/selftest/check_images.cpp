@@ -62,7 +62,7 @@ public:
                 for (size_t channel = 0; channel < 4; channel++) {
                     const auto [value, magnitude] = reference(x, y, channel);
                     const double error = std::fabs(result.At(x, y, channel) - value) / magnitude;
-                    // Written so that an error that is no number stays.
+                    // `!(a <= b)`: NaN counts as the largest error.
                     if (!(error <= outcome.error)) outcome.error = error;
                 }
             }

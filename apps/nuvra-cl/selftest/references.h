@@ -133,7 +133,7 @@ inline double NearestAt(const Plane& source, const Axis& xAxis, Int64 x, const A
                         size_t channel) {
     const auto nearest = [](const Axis& axis, Int64 position) {
         const float f = static_cast<float>(position - axis.destination) * axis.scale;
-        return static_cast<Int64>(f + 0.5F) + axis.origin;
+        return static_cast<Int64>(std::trunc(f + 0.5F)) + axis.origin;
     };
     return source.At(nearest(xAxis, x), nearest(yAxis, y), channel);
 }

@@ -6,11 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "nuvra/types.h"
+
 /// What the program asks of the operating system beyond the standard library.
 namespace nuvra::app {
-
-/// The name under which the module asks for the system's OpenCL runtime.
-const char* GetRuntimeName();
 
 /// What the person installs to get an OpenCL runtime, as the end of a sentence.
 const char* GetRuntimeAdvice();
@@ -26,6 +25,9 @@ std::FILE* GetStandardInput();
 
 /// The running program's own file, with symbolic links resolved; empty when the system does not say.
 std::filesystem::path GetProgramPath();
+
+/// The memory of this machine in bytes.
+Int64 GetMachineMemory();
 
 /// A stream to the terminal behind standard error, or null when standard error is no terminal. It goes on
 /// working while standard error is silenced; the caller closes it.

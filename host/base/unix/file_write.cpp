@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <ctime>
 
 namespace nuvra::host {
 
@@ -18,9 +17,11 @@ bool WriteAll(std::FILE* stream, std::string_view text) {
     const bool isWritten =
         std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0;
     const int error = errno;
-    constexpr timespec kNoTime{};
+    const bool wasPending = sigismember(&pending, SIGPIPE) == 1;
+    sigpending(&pending);
     // Consume the SIGPIPE that this write raised. One that was already pending is not ours.
-    if (error == EPIPE && sigismember(&pending, SIGPIPE) == 0) sigtimedwait(&pipe, nullptr, &kNoTime);
+    if (int signal = 0; error == EPIPE && !wasPending && sigismember(&pending, SIGPIPE) == 1)
+        sigwait(&pipe, &signal);
     pthread_sigmask(SIG_SETMASK, &earlier, nullptr);
     errno = error;
     return isWritten;

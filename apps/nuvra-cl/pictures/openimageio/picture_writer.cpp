@@ -113,8 +113,9 @@ OIIO::ImageSpec DescribePicture(const Picture& picture) {
 OIIO::ImageSpec Writer::MakeSpec(TypeDesc type) const {
     OIIO::ImageSpec spec = DescribePicture(_picture);
     if (type != spec.format) spec.set_format(type);
-    // The numbers pass as they are. TIFF can say of them that they are multiplied by alpha, and says so
-    // again; any other writer would take a missing word about it as an order to divide.
+    // Samples are written unchanged: `oiio:UnassociatedAlpha` = 1 keeps a writer from dividing colours by
+    // alpha. Only TIFF can record that they are premultiplied, so only there a picture that was read so gets
+    // 0.
     const bool isMultiplied =
         _picture.format == "openexr" ||
         (_picture.format == "tiff" && spec.get_int_attribute("oiio:UnassociatedAlpha") == 0);

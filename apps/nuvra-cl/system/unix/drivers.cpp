@@ -18,6 +18,7 @@
 
 #include "console/failure.h"
 #include "nuvra/host/error_names.h"
+#include "system/unix/machine.h"
 
 namespace nuvra::app {
 
@@ -37,7 +38,7 @@ std::string GetVariable(const char* name) {
 std::vector<fs::path> ListFiles() {
     std::vector<fs::path> files;
     const std::string folder = GetVariable("OPENCL_VENDOR_PATH");
-    const fs::path usual = folder.empty() ? fs::path("/etc/OpenCL/vendors") : fs::path(folder);
+    const fs::path usual = folder.empty() ? fs::path(kDriverFolder) : fs::path(folder);
     const std::string wanted = GetVariable("OCL_ICD_VENDORS");
     const fs::path place = wanted.empty() ? usual : fs::path(wanted);
     std::error_code error;
@@ -87,7 +88,8 @@ std::string TryDriver(const std::string& library) {
 
 std::string DescribeDriver(const std::string& library) {
     int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) return DescribeSystemError(errno);
+    if (pipe(ends) != 0) return DescribeSystemError(errno);
+    for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) TryDriverApart(library, ends[1]);

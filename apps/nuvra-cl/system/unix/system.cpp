@@ -176,25 +176,12 @@ void HandleSignals() {
     for (KeptSignal& kept : g_keptSignals) sigaction(kept.signal, nullptr, &kept.own);
 }
 
-const char* GetRuntimeName() {
-    return "libOpenCL.so.1";
-}
-
-const char* GetRuntimeAdvice() {
-    return "Debian's packages ocl-icd-libopencl1 and pocl-opencl-icd give one that runs on any processor";
-}
-
 std::vector<std::string> GetArguments(int argc, char** argv) {
     return {argv, argv + argc};
 }
 
 std::FILE* GetStandardInput() {
     return stdin;
-}
-
-std::filesystem::path GetProgramPath() {
-    std::error_code error;
-    return std::filesystem::read_symlink("/proc/self/exe", error);
 }
 
 std::FILE* OpenTerminal() {

@@ -104,10 +104,6 @@ void HandleSignals() {
     SetThreadStackGuarantee(&kept);
 }
 
-const char* GetRuntimeName() {
-    return "opencl.dll";
-}
-
 const char* GetRuntimeAdvice() {
     return "the driver of a graphics card brings one";
 }
@@ -192,6 +188,13 @@ SilencedStandardError::~SilencedStandardError() {
     _dup2(_saved, kStandardError);
     if (g_errors == _saved) g_errors = kStandardError;
     _close(_saved);
+}
+
+Int64 GetMachineMemory() {
+    MEMORYSTATUSEX status = {};
+    status.dwLength = sizeof(status);
+    GlobalMemoryStatusEx(&status);
+    return static_cast<Int64>(status.ullTotalPhys);
 }
 
 }  // namespace nuvra::app

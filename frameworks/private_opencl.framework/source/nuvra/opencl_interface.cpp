@@ -31,7 +31,7 @@ constexpr Entry kEntries[] = {
 };
 
 Result<DllRef> OpenLibrary() {
-    NUVRA_ASSIGN_OR_RETURN(const String path, String::FromCText(kOpenCLLibraryName));
+    NUVRA_ASSIGN_OR_RETURN(const String path, String::FromCText(NUVRA_RUNTIME_NAME));
     NUVRA_ASSIGN_OR_RETURN(const UrlRef url, UrlRef::Create());
     NUVRA_RETURN_IF_ERROR(url.SetScheme("relative"));
     NUVRA_RETURN_IF_ERROR(url.SetPath(path));

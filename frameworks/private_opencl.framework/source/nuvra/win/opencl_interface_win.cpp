@@ -4,8 +4,6 @@
 
 namespace nuvra {
 
-const char* const kOpenCLLibraryName = "opencl.dll";
-
 UInt64 GetThreadId() {
     return GetCurrentThreadId();
 }
