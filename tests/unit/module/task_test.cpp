@@ -46,7 +46,6 @@ TEST_F(TaskTest, TheTasksAreRegisteredUnderTheirClasses) {
                                      auto& map = *static_cast<std::map<std::string, std::string>*>(context);
                                      map.emplace(key.GetText(), entry.valueId);
                                  });
-    EXPECT_EQ(found.size(), std::size(kTasks));
     for (const auto& [key, classId] : kTasks) EXPECT_EQ(found[key], classId);
 }
 
