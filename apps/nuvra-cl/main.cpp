@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -68,7 +69,7 @@ int ReportWrongArguments(const std::string& message, const std::string& command)
     return Report(FirstLine(message, "wrong arguments") + " (see " + help + ")", kWrongArguments);
 }
 
-/// Standard output may be a full disk or a closed pipe, which shows when it is flushed.
+/// A full disk or a closed pipe behind standard output shows only when it is flushed.
 void FinishStandardOutput() {
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
         throw Failure("cannot write the standard output: " + DescribeSystemError(errno));

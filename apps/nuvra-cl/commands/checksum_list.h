@@ -8,10 +8,10 @@
 /// Lists of checksums: on each line eight hex digits, two spaces and the name of a file.
 namespace nuvra::app {
 
-/// A name as it stands on a line: backslashes and ends of lines are escaped, which `prefix`, at the line's
-/// beginning, says.
+/// A name in a line of the list: backslashes and line ends are escaped, and then the line begins with
+/// `prefix`.
 struct EscapedName {
-    const char* prefix;  ///< a backslash, or empty where the name is as it is
+    const char* prefix;  ///< a backslash, or empty where nothing is escaped
     std::string text;
 };
 

@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cinttypes>
 #include <vector>
@@ -128,7 +129,7 @@ public:
     }
 
 private:
-    /// One file's failure is told at once and does not keep the others from being done.
+    /// A file's failure is printed at once; the other files are still done.
     template <class Work>
     static void Try(int& failures, const Work& work) {
         try {

@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <cmath>
 
 #include "commands/picture_command.h"

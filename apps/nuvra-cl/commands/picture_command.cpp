@@ -1,5 +1,6 @@
 #include "commands/picture_command.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 
 #include "console/progress.h"

@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <optional>
@@ -115,7 +116,7 @@ Rectangle ScaleCommand::ChooseDestination(const Extent& size, bool& mirrorX, boo
     return destination;
 }
 
-/// What is to be done; the rectangles have positive sides.
+/// The scaling to do; the rectangles have positive sides.
 struct Scaling {
     const Picture& in;
     Picture& out;
@@ -162,7 +163,7 @@ private:
     std::vector<ScalePiece> _rows;
 };
 
-/// False where pieces would not fit together.
+/// False where pieces would show seams.
 bool Scaler::Cut(const Extent& limit) {
     const auto& [in, out, source, destination, mirrorX, mirrorY] = _scaling;
     auto columns = PlanScale(source.width, destination.width, mirrorX, limit.width, _extra.width);

@@ -1,3 +1,5 @@
+#include <CLI/CLI.hpp>
+
 #include "console/command.h"
 #include "selftest/check.h"
 
@@ -31,7 +33,7 @@ private:
     static bool Check(const Device& device, const SelfCheck& check) {
         try {
             const SelfCheckOutcome outcome = check.run(device);
-            // A value that is no number is wrong too.
+            // NaN is wrong too.
             const bool isRight = outcome.error <= outcome.bound;
             std::printf("%-20s %-6s largest error %-8.2g (allowed %-6.2g) %10.1f %s\n", check.task,
                         isRight ? "ok" : "WRONG", outcome.error, outcome.bound, outcome.speed, outcome.unit);

@@ -1,11 +1,14 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "console/environment.h"
+
+namespace CLI {
+class App;
+}
 
 namespace nuvra::app {
 

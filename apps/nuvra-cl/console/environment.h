@@ -22,9 +22,9 @@ struct Options {
 struct Environment {
     Options options;
     std::FILE* terminal = nullptr;           ///< for progress bars; null without a terminal
-    std::shared_ptr<host::Tracing> tracing;  ///< null when nobody watches the OpenCL calls
+    std::shared_ptr<host::Tracing> tracing;  ///< null when no tracer is on
     std::vector<std::string> diagnostics{};  ///< of host and modules, shown after the command
-    std::vector<std::string> notes{};        ///< what the person should know of a result, shown likewise
+    std::vector<std::string> notes{};        ///< about results, shown after the command too
 };
 
 }  // namespace nuvra::app

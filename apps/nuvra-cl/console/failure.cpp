@@ -25,7 +25,7 @@ void PrintError(const std::string& message) {
     constexpr std::string_view kGap = " ... ";
     std::string line = "nuvra-cl: " + message;
     if (line.size() > kLongest) {
-        // Bytes that continue a letter are not to be torn from its first one.
+        // UTF-8 continuation bytes stay with their lead byte.
         const auto isInside = [&](size_t at) {
             return (static_cast<unsigned char>(line[at]) & 0xC0) == 0x80;
         };

@@ -9,7 +9,7 @@
 
 namespace nuvra::app {
 
-/// Work that failed; the text is the one line that the person reads. The program ends with status 1.
+/// Work that failed; the text is the line to print. The program ends with status 1.
 class Failure : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -24,7 +24,7 @@ public:
 /// The text in double quotes, on one line: control characters become question marks.
 std::string Quote(std::string_view text);
 
-/// Writes on standard error. Whoever reads there may have gone, which changes nothing.
+/// Writes on standard error; a failed write is ignored.
 void WriteError(std::string_view text);
 
 /// Prints "nuvra-cl: MESSAGE" on standard error, as one line of at most 500 bytes: a longer one loses its

@@ -1,5 +1,7 @@
 #include "console/named_files.h"
 
+#include <CLI/CLI.hpp>
+
 #include "console/failure.h"
 
 namespace nuvra::app {
@@ -21,7 +23,7 @@ std::vector<NamedFile> ListNamedFiles(const CLI::App& command) {
 }
 
 fs::path FollowLinks(fs::path path) {
-    constexpr int kMostLinks = 40;  // more than that, and the system itself takes it for a circle
+    constexpr int kMostLinks = 40;  // the system's own limit for a cycle (ELOOP)
     std::error_code error;
     for (int i = 0; i < kMostLinks && fs::is_symlink(fs::symlink_status(path, error)); i++)
         path = path.parent_path() / fs::read_symlink(path, error);

@@ -1,11 +1,14 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 /// The files that a command line names.
+namespace CLI {
+class App;
+}
+
 namespace nuvra::app {
 
 struct NamedFile {
@@ -17,11 +20,10 @@ struct NamedFile {
 /// and so is the value of each option whose type is FILE. Throws `WrongArguments` for an empty name.
 std::vector<NamedFile> ListNamedFiles(const CLI::App& command);
 
-/// Where symbolic links lead from `path`, also where there is no file yet. Links that lead in a circle are
-/// not followed to an end.
+/// The target of the symbolic links at `path`, which need not exist. A cycle is not resolved.
 std::filesystem::path FollowLinks(std::filesystem::path path);
 
-/// Whether both are one file, by whatever names, or would be as soon as it is made.
+/// Whether both names lead to the same file, existing or not.
 bool IsSameFile(const std::filesystem::path& one, const std::filesystem::path& other);
 
 }  // namespace nuvra::app

@@ -40,7 +40,7 @@ OutputFile::OutputFile(const std::string& name, Access access, const std::string
     std::string ending;
     if (access == Access::RANDOM) ending = path.has_extension() ? host::ToText(path.extension()) : extension;
     MakeTemporary(_isSpecial ? fs::temp_directory_path() : _target.parent_path(), ending);
-    // Where this fails, the file system has no permissions that could differ.
+    // Fails only on file systems without permissions.
     if (fs::is_regular_file(status)) fs::permissions(_written, status.permissions(), error);
     if (access == Access::RANDOM) Close();
 }
@@ -53,7 +53,7 @@ OutputFile::~OutputFile() {
     RemoveWhenInterrupted({});
 }
 
-/// Created here, and empty, so that no other program can be given the same name.
+/// Created empty at once (O_EXCL), so that no other program takes the name.
 void OutputFile::MakeTemporary(const fs::path& folder, const std::string& extension) {
     std::random_device random;
     do {

@@ -15,7 +15,7 @@ class OutputFile {
 public:
     enum class Access {
         SEQUENTIAL,  ///< with `Write` alone
-        RANDOM,      ///< by whoever opens `GetPath`
+        RANDOM,      ///< by name, through `GetPath`
     };
 
     /// With RANDOM access the temporary file has the extension of `name`, or `extension` where that has none.
@@ -38,7 +38,7 @@ private:
     void Close();
     [[noreturn]] void Fail(int systemError) const;
 
-    std::string _name;              ///< as the person wrote it
+    std::string _name;              ///< as given
     std::filesystem::path _target;  ///< with symbolic links resolved
     std::filesystem::path _written;
     std::FILE* _stream = nullptr;

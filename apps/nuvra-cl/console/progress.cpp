@@ -20,8 +20,8 @@ bool IsContinuation(char c) {
     return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
 }
 
-/// The bytes of the character there; 0 for what is none that may be shown: no UTF-8, or a control character,
-/// which would move the cursor.
+/// The length in bytes of the character there; 0 for invalid UTF-8 and for control characters, which would
+/// move the cursor.
 size_t MeasureCharacter(std::string_view text) {
     const auto first = static_cast<unsigned char>(text[0]);
     if (first < 0x80) return first < 0x20 || first == 0x7F ? 0 : 1;
@@ -99,7 +99,7 @@ void Progress::Show(std::int64_t done) {
     _nextDrawing = Clock::now() + kInterval;
     Wipe();
     const int width = GetTerminalWidth(_terminal);
-    // A line that fills the last column is taken for two by some terminals.
+    // Some terminals wrap a line that fills the last column.
     const std::string line = Draw(_label, static_cast<double>(_done) / static_cast<double>(_total),
                                   (width > 0 ? width : kUnknown) - 1);
     _drawn = CountColumns(line);

@@ -7,8 +7,8 @@
 
 namespace nuvra::app {
 
-/// A bar on one line of a terminal for work that takes longer than a moment; it is wiped off when the work
-/// ends, however it ends. Nothing is shown without a terminal.
+/// A bar on one line of a terminal for work that takes longer than a moment; it is cleared when the work
+/// ends or fails. Nothing is shown without a terminal.
 class Progress {
 public:
     /// `terminal` may be null. `label` is UTF-8 and is cut where it does not fit. `total` is in any unit and

@@ -1,5 +1,6 @@
 #include "console/tracing_options.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 
 #include "console/failure.h"
@@ -63,7 +64,7 @@ void CheckTracingFiles(const Options& options, const std::vector<NamedFile>& fil
         std::error_code error;
         const fs::file_status status = fs::status(path, error);
         const bool isThere = fs::is_regular_file(status);
-        // A pipe, a terminal and the like keep nothing that could be lost.
+        // Pipes and terminals hold nothing that could be overwritten.
         if (path.empty() || path == "-" || (fs::exists(status) && !isThere)) continue;
         for (const NamedFile& file : files)
             if (file.option != option.name && IsSameFile(path, host::ToPath(file.name)))

@@ -1,11 +1,13 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include "console/environment.h"
 #include "console/named_files.h"
 
-/// The options that watch the OpenCL calls of a command.
+/// The options that trace the OpenCL calls of a command.
+namespace CLI {
+class App;
+}
+
 namespace nuvra::app {
 
 void AddTracingOptions(CLI::App& app, Options& options);
@@ -15,7 +17,7 @@ void AddTracingOptions(CLI::App& app, Options& options);
 /// neither empty nor an older trace or log.
 void CheckTracingFiles(const Options& options, const std::vector<NamedFile>& files);
 
-/// Prepares what the options ask for; without any, nothing.
+/// Starts the tracers that the options ask for; null without any.
 void StartTracing(Environment& environment);
 
 /// Completes the files and prints the reports on standard error; what could not be written goes to the

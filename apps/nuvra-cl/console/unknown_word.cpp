@@ -1,5 +1,6 @@
 #include "console/unknown_word.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <vector>
 
@@ -9,7 +10,7 @@ namespace nuvra::app {
 
 namespace {
 
-/// How many letters must be inserted, left out, replaced or swapped with their neighbours.
+/// The edit distance: letters inserted, deleted, replaced or swapped with their neighbours.
 size_t MeasureDistance(std::string_view a, std::string_view b) {
     std::vector<std::vector<size_t>> distances(a.size() + 1, std::vector<size_t>(b.size() + 1));
     for (size_t i = 0; i <= a.size(); i++) {
@@ -58,7 +59,7 @@ std::string DescribeUnknownWord(const CLI::App& app) {
     std::erase(words, "--");
     if (words.empty()) return {};
     const CLI::App* command = app.get_subcommands().empty() ? nullptr : app.get_subcommands().front();
-    // What follows a mistyped option is what it should have taken.
+    // The word behind a mistyped option is its value.
     const auto option = std::ranges::find_if(words, IsOption);
     if (option != words.end() && (command != nullptr || option == words.begin())) {
         const std::string name = option->substr(0, option->find('='));

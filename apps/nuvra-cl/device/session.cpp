@@ -14,7 +14,7 @@ constinit host::Program g_program{
 
 constexpr std::string_view kWarning = "Warning: ";
 
-/// A file that exists is meant even without a folder; any other name is looked for by the system.
+/// An existing file by its absolute path; any other name is left to the system's search path.
 std::string ResolveRuntime(const std::string& runtime) {
     std::error_code error;
     const fs::path file = host::ToPath(runtime);

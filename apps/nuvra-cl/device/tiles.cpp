@@ -11,7 +11,7 @@ namespace {
 
 constexpr Int64 kSmallestLimit = 64;
 
-/// Runtimes differ: some call any image that they cannot make an invalid operation.
+/// Runtimes differ: some return CL_INVALID_OPERATION for any image that they cannot make.
 bool MayBeTooLarge(const ErrorRef& error) {
     switch (static_cast<OpenCLErrorCode>(GetCode(error))) {
         case OpenCLErrorCode::INVALID_IMAGE_SIZE:

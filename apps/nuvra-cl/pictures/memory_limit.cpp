@@ -1,5 +1,6 @@
 #include "pictures/memory_limit.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cstdio>

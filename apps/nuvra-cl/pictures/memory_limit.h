@@ -1,6 +1,5 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <new>
 #include <optional>
 #include <stdexcept>
@@ -8,6 +7,10 @@
 
 #include "console/failure.h"
 #include "nuvra/types.h"
+
+namespace CLI {
+class App;
+}
 
 namespace nuvra::app {
 
@@ -18,8 +21,8 @@ struct PictureClaim {
     double bytes;  ///< of memory, those of its reader included
 };
 
-/// How much memory a picture may take: a file of a few bytes can claim any size, and finding out that it
-/// holds less takes memory and time.
+/// The bound on a picture's memory: a file of a few bytes can claim any size, and a reader allocates what is
+/// claimed before it finds less.
 class MemoryLimit {
 public:
     void AddTo(CLI::App& app);
@@ -36,7 +39,7 @@ private:
 /// "234 bytes", "1.5 GiB".
 std::string DescribeBytes(double bytes);
 
-/// Runs `work`; where that asks for memory that cannot be had, throws `failure` as a `Failure`.
+/// Runs `work`; turns `std::bad_alloc` and `std::length_error` into the `Failure` of text `failure`.
 template <class Work>
 auto WithMemoryFor(const Work& work, const std::string& failure) {
     try {

@@ -50,8 +50,7 @@ void CheckRectangle(const Rectangle& rectangle, const Picture& picture);
 /// the limit.
 Picture ReadPicture(const std::string& name, const MemoryLimit& limit, const Environment& environment);
 
-/// Throws the `Failure` "cannot read NAME: ..." where there is no regular file to read: libraries go back and
-/// forth in a file, and to its end.
+/// Throws the `Failure` "cannot read NAME: ..." for anything but a regular file: picture libraries seek.
 void CheckIsFile(const std::string& name);
 
 /// Writes a picture in the format that the extension of `name` names; without one, in the format that the

@@ -8,7 +8,7 @@
 /// What a contact sheet takes from the system's picture library.
 namespace nuvra::app {
 
-/// A shrunk picture: float RGBA, multiplied by alpha.
+/// A shrunk picture: float RGBA, premultiplied.
 struct Thumbnail {
     int width = 0;  ///< pixels
     int height = 0;
@@ -38,7 +38,7 @@ extern const char* const kFontAdvice;
 template <class Measure>
 std::string FitText(const std::string& text, int width, const Measure& measure) {
     if (measure(text) <= width) return text;
-    // Bytes that continue a letter are not to be torn from its first one.
+    // UTF-8 continuation bytes stay with their lead byte.
     const auto isInside = [&](size_t at) { return (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80; };
     for (size_t kept = text.size() / 2;; kept--) {
         size_t head = kept;

@@ -11,16 +11,16 @@
 /// What the program asks of the operating system beyond the standard library.
 namespace nuvra::app {
 
-/// What the person installs to get an OpenCL runtime, as the end of a sentence.
+/// What to install to get an OpenCL runtime, as the end of a sentence.
 const char* GetRuntimeAdvice();
 
-/// Sees to what has to be done when a signal, or a library, ends the program; called before all else.
+/// Installs the handlers that clean up when a signal or a library ends the program; called first.
 void HandleSignals();
 
 /// The arguments of `main`, from the program's name on, in UTF-8.
 std::vector<std::string> GetArguments(int argc, char** argv);
 
-/// The standard input, whose bytes are not touched on their way.
+/// The standard input in binary mode.
 std::FILE* GetStandardInput();
 
 /// The running program's own file, with symbolic links resolved; empty when the system does not say.
@@ -36,17 +36,17 @@ std::FILE* OpenTerminal();
 /// How many columns the terminal has now; 0 when it does not say.
 int GetTerminalWidth(std::FILE* terminal);
 
-/// Removes `path` when a signal, such as an interrupt or its reader's end, a crash or a library ends the
-/// program. One path at a time; the empty path takes it back.
+/// Removes `path` when a signal (SIGINT and SIGPIPE included), a crash or a library ends the program. One
+/// path at a time; the empty path cancels.
 void RemoveWhenInterrupted(const std::filesystem::path& path);
 
-/// Runs `action` on a thread of its own when the program is interrupted, told to end or cut off from its
-/// reader, before it ends by that; where a library ends it, for two seconds at most. Once for a program.
+/// Runs `action` on a thread of its own before SIGINT, SIGTERM, SIGHUP or SIGPIPE ends the program; where a
+/// library ends it, for two seconds at most. At most one action a program.
 void RunWhenInterrupted(std::function<void()> action);
 
-/// What a library is at work on as long as this lives. If the library ends the program meanwhile, one line
-/// says so, even while standard error is silenced. A crash remains the signal that it is; after an `exit` the
-/// status is 1.
+/// Names what a library works on for as long as this lives. If the library ends the program meanwhile, one
+/// line says so, even while standard error is silenced. A crash keeps its signal; after an `exit` the status
+/// is 1.
 class LibraryJob {
 public:
     /// `failure` is the beginning of the line: "the library that reads pictures failed on "x.png"".
@@ -62,8 +62,8 @@ private:
     const LibraryJob* const _outer;
 };
 
-/// Drops what is written to standard error as long as it lives: picture libraries report there too what the
-/// program then says in its own words.
+/// Discards standard error for as long as it lives: picture libraries print there what the program then
+/// says in its own words.
 class SilencedStandardError {
 public:
     SilencedStandardError();

@@ -61,22 +61,24 @@ class HeldEvents {
 public:
     /// Collects the wait list, then gives the slot its new event. Fails with CL_INVALID_EVENT_WAIT_LIST and
     /// the out-of-memory error, the slot untouched.
-    Result<EventArguments> Open(const Waiting& waiting);
+    Result<void> Open(const Waiting& waiting);
+
+    EventArguments GetArguments() const { return {_waitList.GetCount(), _waitList.GetFirst(), _event}; }
 
 private:
     HandleList<cl_event> _waitList;
+    cl_event* _event = nullptr;
     OpenCLEventRef _previous;  ///< of the slot, which may stand in the wait list
 };
 
-inline Result<EventArguments> HeldEvents::Open(const Waiting& waiting) {
+inline Result<void> HeldEvents::Open(const Waiting& waiting) {
     NUVRA_RETURN_IF_ERROR(_waitList.Collect(waiting.count, waiting.list, CL_INVALID_EVENT_WAIT_LIST));
-    EventArguments arguments{_waitList.GetCount(), _waitList.GetFirst()};
-    if (waiting.event == nullptr) return arguments;
+    if (waiting.event == nullptr) return {};
     auto* event = NewObject<OpenCLEventImpl>();
     if (event == nullptr) return OutOfMemoryError();
     _previous = std::exchange(*waiting.event, OpenCLEventRef(event));
-    arguments.event = event->handle.GetAddress();
-    return arguments;
+    _event = event->handle.GetAddress();
+    return {};
 }
 
 /// Slow path of `RunEnqueue`: something to wait for, or an event to return.
@@ -84,8 +86,8 @@ template <class MakeCall>
 [[gnu::noinline]] Result<void> RunEnqueueWithEvents(Waiting waiting, MakeCall makeCall,
                                                     SourceLocation location) {
     HeldEvents events;
-    NUVRA_ASSIGN_OR_RETURN(const EventArguments arguments, events.Open(waiting));
-    return CheckCode(makeCall(arguments), location);
+    NUVRA_RETURN_IF_ERROR(events.Open(waiting));
+    return CheckCode(makeCall(events.GetArguments()), location);
 }
 
 /// Makes one enqueue with `makeCall`, which takes `EventArguments` and returns the call's code.

@@ -23,7 +23,7 @@ size_t CheckedFile::write(const void* bytes, size_t size) {
 
 size_t CheckedFile::pwrite(const void* bytes, size_t size, int64_t offset) {
     errno = 0;
-    // Moving empties the stream's buffer, so it is left alone while one piece follows the other.
+    // Seeking flushes the stream's buffer: sequential writes do not seek.
     if (offset != _end) _stream.seekp(offset);
     _stream.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
     _end = offset + static_cast<int64_t>(size);

@@ -7,8 +7,8 @@
 
 namespace nuvra::app {
 
-/// A file as picture writers see it. Many of them do not notice a full disk, and one ends the whole program:
-/// here writing always seems to succeed, and `Finish` tells what went wrong.
+/// The file handed to picture writers. Many ignore a failed write, and one calls `abort`: here every write
+/// seems to succeed, and `Finish` returns the first error.
 class CheckedFile : public OIIO::Filesystem::IOProxy {
 public:
     explicit CheckedFile(const std::filesystem::path& path);

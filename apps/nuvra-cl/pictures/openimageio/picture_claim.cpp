@@ -25,13 +25,13 @@ public:
     bool Has(size_t at, std::string_view text) const {
         return at < _bytes.size() && std::string_view(_bytes).substr(at).starts_with(text);
     }
-    /// Where the text is from `at` on, or else the end of the head.
+    /// The position of the text at or behind `at`, or else the end of the head.
     size_t Find(std::string_view text, size_t at) const {
         return std::min(_bytes.find(text, at), _bytes.size());
     }
     bool IsEnd(size_t at) const { return at >= _bytes.size(); }
 
-    /// An unsigned number of `count` bytes, the highest one first.
+    /// An unsigned big-endian number of `count` bytes.
     Int64 GetBig(size_t at, size_t count) const {
         Int64 number = 0;
         for (size_t i = at; i < at + count; i++) number = number << 8 | GetByte(i);

@@ -20,14 +20,14 @@ namespace {
     throw Failure("cannot read " + Quote(name) + ": " + reason);
 }
 
-/// The samples in memory that keep the file's best: what memory lacks becomes float.
+/// The sample type in memory for a file's type; a type without one becomes float.
 Samples ChooseSamples(OIIO::TypeDesc type) {
     for (const Samples candidate : {Samples::UINT8, Samples::UINT16, Samples::HALF})
         if (ToOpenImageIO(candidate) == type.basetype) return candidate;
     return Samples::FLOAT;
 }
 
-/// The names of the usual channels where the reader has not one for each.
+/// The usual channel names where the reader does not name every channel.
 void NameChannels(OIIO::ImageSpec& spec) {
     if (spec.channelnames.size() == static_cast<size_t>(spec.nchannels)) return;
     spec.default_channel_names();
@@ -37,7 +37,7 @@ void NameChannels(OIIO::ImageSpec& spec) {
     spec.alpha_channel = usual.alpha;
 }
 
-/// What the picture takes while it is read: the reader may hold a row of tiles, or all of it once more.
+/// Peak memory while reading: the reader may hold a row of tiles, or a second copy of the picture.
 PictureClaim GetReadingClaim(const OIIO::ImageSpec& spec, const std::string& format, PictureClaim claim) {
     if (format == "iff" || format == "targa") claim.bytes *= 2;
     if (spec.tile_width > 0) {
@@ -47,12 +47,12 @@ PictureClaim GetReadingClaim(const OIIO::ImageSpec& spec, const std::string& for
     return claim;
 }
 
-/// Opens the file; `spec` is what can be worked on.
+/// Opens the file; `spec` is its first picture.
 std::unique_ptr<OIIO::ImageInput> Open(const std::string& name, OIIO::ImageSpec& spec) {
     OIIO::ImageSpec wishes;
     wishes.attribute("oiio:UnassociatedAlpha", 1);
     auto input = OIIO::ImageInput::open(name, &wishes);
-    // The library has a format for names of pictures that are nowhere.
+    // The library's format "null" invents pictures.
     if (input == nullptr || std::string_view(input->format_name()) == "null")
         Fail(name, "it is no picture (" + FirstLine(OIIO::geterror(), "unknown format") + ")");
     spec = input->spec();
@@ -68,7 +68,7 @@ void ReadSamples(OIIO::ImageInput& input, const Picture& picture, std::FILE* ter
         Progress progress;
         OIIO::ImageInput& input;
     } reading{{terminal, "reading " + host::ToText(host::ToPath(picture.name).filename()), 1000}, input};
-    // Some readers fill what is missing, report it and call it a success. They need not go on.
+    // Some readers fill in missing pixels, report an error and still return true: stop at the first error.
     const auto show = [](void* shown, float done) {
         auto& [progress, reader] = *static_cast<Reading*>(shown);
         progress.Show(static_cast<Int64>(done * 1000));
@@ -97,7 +97,7 @@ Picture ReadWithin(const std::string& name, const MemoryLimit& limit, std::FILE*
     picture.origin = std::make_shared<PictureOrigin>(PictureOrigin{spec});
     ReadSamples(*input, picture, terminal);
     if (picture.format == "webp" && spec.alpha_channel >= 0) {
-        // This reader multiplies whatever it is asked for.
+        // This reader premultiplies, whatever it is asked for.
         OIIO::ImageBuf multiplied(spec, picture.samples.get());
         OIIO::ImageBufAlgo::unpremult(multiplied, multiplied);
     }

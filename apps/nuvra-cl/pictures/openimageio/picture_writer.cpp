@@ -21,10 +21,10 @@ namespace {
 
 using OIIO::TypeDesc;
 
-/// What a picture's samples may become in a format that lacks their type, best first.
+/// The sample types to try in a format that lacks the picture's, best first.
 struct Substitutes {
     TypeDesc::BASETYPE wanted;
-    size_t exactCount;  ///< how many of the following keep every value
+    size_t exactCount;  ///< how many of `types` keep every value
     std::vector<TypeDesc::BASETYPE> types;
 };
 
@@ -42,8 +42,7 @@ Substitutes FindSubstitutes(TypeDesc wanted) {
     return {type, 1, {type, TypeDesc::FLOAT, TypeDesc::HALF, TypeDesc::UINT16, TypeDesc::UINT8}};
 }
 
-/// The longest sides that formats can hold, in pixels, where their writers end the program or write something
-/// else beyond them.
+/// Longest sides in pixels, for formats whose writers crash or write a wrong file beyond them.
 struct SideLimit {
     std::string_view format;
     Int64 longest;
@@ -56,7 +55,7 @@ constexpr SideLimit kSideLimits[] = {
     {"rla", 32768},
 };
 
-/// Formats that are none: pictures that are nowhere, and letters on the terminal.
+/// Formats that write no file: "null" and text on the terminal.
 constexpr std::string_view kNoFormats[] = {"null", "term"};
 
 /// One attempt at writing a picture to one file.
@@ -92,7 +91,7 @@ TypeDesc Writer::GetFileType() const {
                                       : TypeDesc(ToOpenImageIO(_picture.type->samples));
 }
 
-/// The picture as it was read, or drawn, with the size that it has now.
+/// The spec of the file the picture came from, with the picture's own size.
 OIIO::ImageSpec DescribePicture(const Picture& picture) {
     const auto width = static_cast<int>(picture.GetWidth());
     const auto height = static_cast<int>(picture.GetHeight());
@@ -128,12 +127,12 @@ OIIO::ImageSpec Writer::MakeSpec(TypeDesc type) const {
     return spec;
 }
 
-/// Opens the file for samples of `type`, or of whatever the format has instead.
+/// Opens the file for samples of `type`, or of the format's closest type.
 bool Writer::Open(TypeDesc type) {
     _output = OIIO::ImageOutput::create(_format);
     if (_output == nullptr) Fail(FirstLine(OIIO::geterror(), "the format cannot be written"));
     _checked = nullptr;
-    // TIFF's writer goes back to what it has written, which it cannot do through anything but its own file.
+    // TIFF's writer seeks in its own file and takes no other.
     if (_output->supports("ioproxy") != 0 && _format != "tiff") {
         _checked = std::make_unique<CheckedFile>(_file.GetPath());
         _output->set_ioproxy(_checked.get());
@@ -173,7 +172,7 @@ std::string Writer::Write(std::FILE* terminal) {
     const bool isClosed = _output->close();
     const int systemError = _checked != nullptr ? _checked->Finish() : 0;
     if (systemError != 0) Fail(DescribeSystemError(systemError));
-    // TIFF's writer speaks of an error for a picture without Exif data, of which nothing is lost.
+    // TIFF's writer reports an error for a picture without Exif data; the file is complete.
     if (!isWritten || !isClosed) Fail(FirstLine(_output->geterror(), "the writer gave no reason"));
     CheckResult(_checked == nullptr);
     if (choice < substitutes.exactCount) return {};
@@ -181,8 +180,9 @@ std::string Writer::Write(std::FILE* terminal) {
            _picture.fileType + " samples were rounded";
 }
 
-/// Looks at what was written: some writers drop channels or write files that nobody can open, and those
-/// without a `CheckedFile` do not notice a full disk. They may also leave holes, which look like pixels.
+/// Reads the written file back: some writers drop channels or write files that no reader opens, and those
+/// without a `CheckedFile` miss a full disk. A block that was not written reads as zeros, so a full disk
+/// is an error whatever the reader says.
 void Writer::CheckResult(bool withPixels) const {
     const auto input = OIIO::ImageInput::open(_file.GetPath().string());
     if (input == nullptr)
@@ -206,7 +206,7 @@ void Writer::CheckResult(bool withPixels) const {
         Fail("the format's writer made a damaged file");
 }
 
-/// The format that the name asks for, or else the one that the picture came in.
+/// The format that the extension names, or else the picture's own.
 std::string ChooseFormat(const std::string& name, const Picture& picture) {
     const std::string extension = host::ToText(host::ToPath(name).extension());
     const auto output = OIIO::ImageOutput::create(extension.empty() ? picture.format : name);

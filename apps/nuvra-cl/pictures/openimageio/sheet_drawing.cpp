@@ -16,7 +16,7 @@ const char* const kFontAdvice = "install fonts-dejavu-core";
 
 namespace {
 
-/// The picture as float RGBA, multiplied by alpha so that filters weigh transparent pixels right.
+/// The picture as float RGBA, premultiplied so that filters weigh transparent pixels right.
 ImageBuf ToRgba(const Picture& picture) {
     const ChannelMap channels(picture.layout, picture.name);
     const SampleType& type = *picture.type;
@@ -54,7 +54,7 @@ bool DrawTexts(Picture& sheet, const std::vector<TextLine>& lines) {
     ImageBuf pixels(ImageSpec(static_cast<int>(sheet.GetWidth()), static_cast<int>(sheet.GetHeight()), 3,
                               TypeDesc::UINT8),
                     sheet.samples.get());
-    // The last one is whatever font OpenImageIO finds by itself.
+    // The last entry is OpenImageIO's default font.
     for (const char* font : {"DejaVuSans", "LiberationSans-Regular", ""})
         if (std::ranges::all_of(lines, [&](const TextLine& line) { return DrawLine(pixels, line, font); }))
             return true;

@@ -29,10 +29,10 @@ UInt32 ReadWord(const unsigned char* bytes) {
     return UInt32{bytes[0]} << 24 | UInt32{bytes[1]} << 16 | UInt32{bytes[2]} << 8 | bytes[3];
 }
 
-/// Whether every part of a PNG file is there and has its checksum, which the reader does not look at.
+/// Whether a PNG file has all its chunks with their CRCs, which the reader does not check.
 bool IsWholePng(const Bytes& bytes) {
     constexpr size_t kSignature = 8;
-    constexpr size_t kFrame = 12;  // a part's length, name and checksum
+    constexpr size_t kFrame = 12;  // a chunk's length, type and CRC
     for (size_t at = kSignature; bytes.size() - at >= kFrame;) {
         const UInt32 length = ReadWord(&bytes[at]);
         if (length > bytes.size() - at - kFrame) return false;
@@ -44,7 +44,7 @@ bool IsWholePng(const Bytes& bytes) {
     return false;
 }
 
-/// Whether a JPEG file has its end, without which the reader makes up the rest.
+/// Whether a JPEG file has its EOI marker: the reader fills in the pixels that a cut file lacks.
 bool IsWholeJpeg(const Bytes& bytes) {
     constexpr unsigned char kEnd[] = {0xFF, 0xD9};
     return std::search(bytes.rbegin(), bytes.rend(), std::rbegin(kEnd), std::rend(kEnd)) != bytes.rend();

@@ -29,7 +29,7 @@ struct Image {
     const unsigned char* samples;
 };
 
-/// For the encoders that are C functions: the sink may throw, which must not pass through them.
+/// The encoders are C functions, through which no exception may pass: one of the sink is kept and rethrown.
 struct GuardedSink {
     const ByteSink& sink;
     std::exception_ptr exception{};
@@ -83,7 +83,7 @@ const Format kFormats[] = {
     {"bmp", {"bmp"}, false, {1, 3, 4}, 16384, EncodeBmp},
 };
 
-/// The format that the name asks for, or else the one that the picture came in.
+/// The format that the extension names, or else the picture's own.
 const Format& ChooseFormat(const std::string& name, const Picture& picture) {
     const std::string extension = host::ToText(host::ToPath(name).extension());
     const std::string asked = extension.empty() ? picture.format : extension.substr(1);

@@ -16,7 +16,7 @@ void AppendWord(Bytes& bytes, UInt32 word) {
     for (const int shift : {24, 16, 8, 0}) bytes.push_back(static_cast<unsigned char>(word >> shift));
 }
 
-/// A part of the file: its length, name, content and checksum.
+/// A chunk: length, type, data and CRC.
 void WritePart(const ByteSink& sink, const char* name, const Bytes& content) {
     Bytes part;
     AppendWord(part, static_cast<UInt32>(content.size()));
@@ -26,7 +26,7 @@ void WritePart(const ByteSink& sink, const char* name, const Bytes& content) {
     sink(part.data(), part.size());
 }
 
-/// Compresses rows into parts of the file.
+/// Compresses rows into IDAT chunks.
 class Compressor {
 public:
     explicit Compressor(const ByteSink& sink) : _sink(sink), _part(size_t{1} << 18) {
@@ -58,7 +58,7 @@ private:
     z_stream _stream{};
 };
 
-/// PNG's guess at a byte from those to the left, above, and above to the left.
+/// The Paeth predictor of a byte from those to the left, above, and above to the left.
 unsigned char Predict(int left, int above, int corner) {
     const int guess = left + above - corner;
     const int toLeft = std::abs(guess - left);
@@ -74,7 +74,7 @@ void WritePng(const ByteSink& sink, Int64 width, Int64 height, size_t channelCou
               const unsigned char* samples) {
     constexpr unsigned char kSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
     constexpr unsigned char kColourTypes[] = {0, 4, 2, 6};  // grey, grey with alpha, RGB, RGB with alpha
-    constexpr unsigned char kPaeth = 4;                     // the filter that `Predict` is
+    constexpr unsigned char kPaeth = 4;                     // the filter type of `Predict`
     sink(kSignature, sizeof(kSignature));
     Bytes header;
     AppendWord(header, static_cast<UInt32>(width));
@@ -93,7 +93,7 @@ void WritePng(const ByteSink& sink, Int64 width, Int64 height, size_t channelCou
     Bytes filtered(1 + rowBytes, kPaeth);
     for (Int64 y = 0; y < height; y++, samples += rowBytes) {
         std::memcpy(row.data() + pixelBytes, samples, rowBytes);
-        if (sampleBytes == 2)  // the file has the high byte first
+        if (sampleBytes == 2)  // big-endian in the file
             for (size_t i = pixelBytes; i < row.size(); i += 2) std::swap(row[i], row[i + 1]);
         for (size_t i = 0; i < rowBytes; i++)
             filtered[1 + i] = static_cast<unsigned char>(row[pixelBytes + i] -

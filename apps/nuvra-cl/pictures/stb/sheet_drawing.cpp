@@ -19,7 +19,7 @@ const char* const kFontAdvice = "install Arial, Tahoma or DejaVu Sans";
 
 namespace {
 
-/// RGBA as float, multiplied by alpha so that filters weigh transparent pixels right.
+/// Float RGBA, premultiplied so that filters weigh transparent pixels right.
 std::vector<float> ToRgba(const Picture& picture) {
     const ChannelMap channels(picture.layout, picture.name);
     const auto count = static_cast<size_t>(picture.GetWidth() * picture.GetHeight());
@@ -39,7 +39,7 @@ std::vector<float> ToRgba(const Picture& picture) {
     return values;
 }
 
-/// The letters of a UTF-8 text.
+/// The code points of a UTF-8 text.
 std::vector<int> ToLetters(const std::string& text) {
     std::vector<int> letters;
     for (const wchar_t letter : std::filesystem::path(std::u8string(text.begin(), text.end())).wstring())
@@ -89,7 +89,7 @@ private:
         return stbtt_ScaleForMappingEmToPixels(&_font, static_cast<float>(size));
     }
 
-    /// Calls `draw` with each letter and where it begins; the result is where the text ends.
+    /// Calls `draw` with each glyph and its x position; returns the end of the text.
     template <class DrawLetter>
     float Walk(const std::string& text, int size, const DrawLetter& draw) const {
         float x = 0;

@@ -21,21 +21,20 @@ namespace nuvra::app {
 
 namespace {
 
-/// A signal handler may use no more than this: fixed texts, numbers and flags that say whether they are
-/// complete.
+/// What the signal handler reads: fixed texts, numbers, and flags that say whether they are complete.
 char g_removedPath[4096];
 volatile std::sig_atomic_t g_hasRemovedPath = 0;
 
-/// What the libraries are at work on, the innermost job.
+/// The innermost `LibraryJob`.
 std::atomic<const LibraryJob*> g_job{nullptr};
 
-/// Where the person reads, also while standard error is silenced.
+/// The real standard error, also while it is silenced.
 volatile std::sig_atomic_t g_errors = STDERR_FILENO;
 
-/// Stands before a line there: it wipes the progress bar off a terminal.
+/// Printed before a line there: clears the progress bar on a terminal.
 const char* g_lineStart = "";
 
-/// Leads to a thread that waits for the signal which ends the program, and may do what a handler may not.
+/// A pipe to the thread that runs the interrupt action: a handler may only call what is async-signal-safe.
 volatile std::sig_atomic_t g_signalPipe = -1;
 
 /// How a library can end the program, apart from `exit`.
@@ -110,10 +109,10 @@ void CallLibrary(int signal, siginfo_t* info, void* context) {
 void EndBySignal(int signal, siginfo_t* info, void* context) {
     CallLibrary(signal, info, context);
     if (!HandOver(signal)) EndProgram(signal);
-    std::signal(signal, SIG_DFL);  // the second one does not wait for the thread
+    std::signal(signal, SIG_DFL);  // a second signal ends the program at once
 }
 
-/// What broke may keep the thread from its work, by a lock that is held for ever for example.
+/// The thread may never finish, for example when the crash holds a lock.
 void EndByThreadOrSoon(int signal) {
     constexpr int kPatience = 2000;  // milliseconds
     if (HandOver(signal)) poll(nullptr, 0, kPatience);
@@ -123,7 +122,7 @@ void EndByThreadOrSoon(int signal) {
 void EndByCrash(int signal, siginfo_t* info, void* context) {
     CallLibrary(signal, info, context);
     static std::atomic_flag isEnding;
-    while (isEnding.test_and_set()) pause();  // another thread is at it
+    while (isEnding.test_and_set()) pause();  // another thread ends the program
     RemovePath();
     for (const Crash& crash : kCrashes)
         if (crash.signal == signal) TellJob(crash.words);
@@ -140,7 +139,7 @@ void EndByExit() {
     EndByThreadOrSoon(kExit);
 }
 
-/// An exhausted stack leaves no room for the handler.
+/// A stack of the handlers' own: after a stack overflow the thread's has no room.
 void UseOwnStack() {
     alignas(std::max_align_t) static char memory[size_t{64} << 10];
     stack_t stack = {};
@@ -166,11 +165,11 @@ void HandleSignals() {
     UseOwnStack();
     struct sigaction current = {};
     for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGALRM, SIGTERM, SIGUSR1, SIGUSR2, SIGXCPU})
-        // A program started with `nohup` keeps ignoring what it was told to ignore.
+        // Under `nohup`, SIGHUP stays ignored.
         if (sigaction(signal, nullptr, &current) == 0 && current.sa_handler != SIG_IGN)
             Handle(signal, EndBySignal);
     for (const Crash& crash : kCrashes)
-        // A sanitizer's own handler has more to say.
+        // A sanitizer's own handler reports more.
         if (sigaction(crash.signal, nullptr, &current) == 0 && current.sa_handler == SIG_DFL)
             Handle(crash.signal, EndByCrash);
     for (KeptSignal& kept : g_keptSignals) sigaction(kept.signal, nullptr, &kept.own);

@@ -23,7 +23,7 @@ std::vector<std::string> DescribeDrivers() {
         const std::filesystem::path file(name);
         std::error_code error;
         const bool isMissing = file.is_absolute() && !std::filesystem::exists(file, error);
-        // No driver is opened: it would be opened into this process.
+        // No driver is opened: a broken one would crash this process.
         descriptions.push_back(Quote(host::ToText(file)) +
                                (isMissing ? ": there is no such file" : ": it gives no platform"));
     }

@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <io.h>
 #include <windows.h>
-// It builds upon the header above.
+// Needs windows.h before it.
 #include <shellapi.h>
 
 #include <atomic>
@@ -24,19 +24,19 @@ namespace {
 
 constexpr int kStandardError = 2;
 
-/// What ends the program may run beside it, on a thread of its own: a fixed text, and a flag that says
-/// whether it is complete.
+/// The console's handler runs on a thread of its own: it reads a fixed text, and a flag that says whether the
+/// text is complete.
 wchar_t g_removedPath[4096];
 std::atomic<bool> g_hasRemovedPath{false};
 std::atomic<std::function<void()>*> g_interruptAction{nullptr};
 
-/// What the libraries are at work on, the innermost job.
+/// The innermost `LibraryJob`.
 std::atomic<const LibraryJob*> g_job{nullptr};
 
-/// Where the person reads, also while standard error is silenced.
+/// The real standard error, also while it is silenced.
 std::atomic<int> g_errors{kStandardError};
 
-/// Stands before a line there: it wipes the progress bar off a console.
+/// Printed before a line there: clears the progress bar on a console.
 std::atomic<const char*> g_lineStart{""};
 
 /// The file goes as soon as the program, which has it open, has ended.
@@ -99,7 +99,7 @@ void HandleSignals() {
     std::signal(SIGABRT, EndByAbort);
     SetConsoleCtrlHandler(EndByConsole, TRUE);
     SetUnhandledExceptionFilter(EndByCrash);
-    // An exhausted stack leaves no room for the filter.
+    // After a stack overflow the filter needs this much.
     ULONG kept = 64 << 10;
     SetThreadStackGuarantee(&kept);
 }

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <algorithm>
-#include <initializer_list>
 #include <iterator>
+#include <type_traits>
 
 #include "nuvra/module.h"
 
@@ -13,14 +13,17 @@ namespace nuvra::host {
 /// join it to implement interfaces.
 class Program : public ModuleRecord {
 public:
-    /// `programName` is for messages; at most four dependencies.
-    constexpr Program(const char* programId, const char* programName,
-                      std::initializer_list<const char*> moduleIds)
+    /// `programName` is for messages.
+    template <size_t N>
+    constexpr Program(const char* programId, const char* programName, const char* const (&moduleIds)[N])
         : ModuleRecord(programId, 0), name(programName) {
+        static_assert(N <= std::extent_v<decltype(_dependencies)>,
+                      "more dependencies than there is room for");
         std::ranges::copy(moduleIds, std::begin(_dependencies));
         dependencies = _dependencies;
-        dependencyCount = static_cast<Int>(moduleIds.size());
+        dependencyCount = N;
     }
+    Program(const Program&) = delete;  // `dependencies` points into the object
 
     /// The list of the program's modules, for the host.
     ModuleRecord* GetModules() {
