@@ -1,7 +1,6 @@
 #include <fstream>
 #include <limits>
 
-#include "gl_context.h"
 #include "nuvra/open_cl_task.h"
 #include "nuvra/opencl_interface_trace.h"
 #include "tracing_fixture.h"
