@@ -55,9 +55,13 @@ TEST_F(BindingTest, WhatAProgramHoldsToTheEndIsReleasedThen) {
 }
 
 TEST_F(BindingTest, ARuntimeIsUsedWithoutOpenGLSharingAndWithoutTheReleaseOfEvents) {
+    isSharing = true;
+    fake.platforms[0]->devices[0]->info[CL_DEVICE_EXTENSIONS] = fake::TextBytes("cl_khr_gl_sharing");
     for (const char* without : {"_no_clGetExtensionFunctionAddress", "_no_clReleaseEvent"}) {
         Start(FakeLibrary(without));
         EXPECT_EQ(host->diagnostics, Texts());
+        EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContext(MakeGLContext(), Platform())),
+                  "EXTENSION_NOT_SUPPORTED");
         MakeObjects();
         OpenCLEventRef event;
         const size_t one = 1;

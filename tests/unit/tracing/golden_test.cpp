@@ -87,9 +87,7 @@ protected:
     void Execute(const std::string& title, const Record& record, const OpenCLCommandQueueRef& onQueue = {}) {
         Step(title, [&] { return task.Execute(cl.context, onQueue ? onQueue : cl.queue, &record); });
     }
-    void FreeTask() {
-        Step("free", [&] { return task.FreeResources(cl.context); });
-    }
+    void FreeTask() { STEP(task.FreeResources(cl.context)); }
 
     /// With NUVRA_REWRITE_GOLDEN in the environment, writes the file in place of comparing.
     void ExpectGolden(const std::string& name) {
@@ -133,7 +131,7 @@ TEST_F(GoldenTest, ClearMemory) {
     FreeTask();
     // Limits that are missing count as one, and without any limits a range is one launch.
     fake::Info& info = fake.platforms[0]->devices[0]->info;
-    for (const cl_uint count : {2U, 4U, 0U}) {
+    for (const cl_uint count : {2U, 0U}) {
         info[CL_DEVICE_MAX_WORK_ITEM_DIMENSIONS] = fake::NumberBytes<cl_uint>({count});
         info[CL_DEVICE_MAX_WORK_ITEM_SIZES] = fake::NumberBytes<size_t>({4, 0});
         ASSERT_EQ(Outcome(task.Init(cl.context)), "OK");
@@ -195,8 +193,6 @@ TEST_F(GoldenTest, PrefixSum) {
     const std::tuple<Int64, Int64, bool, bool> cases[] = {
         {1024, 16384, false, true},
         {2, 16384, true, true},
-        {16384, 16384, true, false},
-        {100000, 131072, true, false},
         {(1 << 28) + 1, 1 << 29, false, false},
     };
     for (const auto& [count, padded, merges, wantsTotal] : cases) {
@@ -274,23 +270,12 @@ TEST_F(GoldenTest, Launches) {
 /// Each function of OpenCL that is called, with the values of its arguments by name.
 class CallsTest : public GoldenTest {
 protected:
-    void SetUp() override {
-        isSharing = true;
+    CallsTest() {
         fake::Info& info = fake.platforms[0]->devices[0]->info;
         info[CL_DEVICE_QUEUE_PROPERTIES] = fake::NumberBytes<cl_ulong>({0xFF});
         info[CL_DEVICE_COMPILER_AVAILABLE] = fake::NumberBytes<cl_bool>({0});
-        GoldenTest::SetUp();
-        device = OpenCL::GetDeviceFromId(Devices()[0]).GetValue();
-        TakeLog();
-        showsQueries = true;
+        isSharing = showsQueries = true;
     }
-    void TearDown() override {
-        device = nullptr;
-        platforms.Reset();
-        found.Reset();
-        GoldenTest::TearDown();
-    }
-
     /// What an object answers to every question, with the types; handles by their names.
     template <class Ask>
     void Answers(std::string line, const Ask& ask) {
@@ -305,155 +290,134 @@ protected:
         }
         AppendLine("# " + line);
     }
-    void Queries() {
-        const auto askPlatform = [&](UInt32 which) { return platforms[0].GetInfo(which).GetValue(); };
-        const auto askDevice = [&](UInt32 which) { return found[0].GetInfo(which).GetValue(); };
-        static_cast<void>(OpenCL::IsAvailable());
-        STEP(OpenCL::GetPlatforms(platforms));
-        Answers("platform", askPlatform);
-        STEP(platforms[0].GetDevices(found));
-        Answers("device", askDevice);
-        STEP(OpenCL::GetDeviceFromId(nullptr));
-    }
-    void Creations() {
-        using Flags = OpenCLMemoryFlags;
-        const OpenCLContextRef& context = cl.context;
-        const OpenCLDeviceRef none;
-        fake.AddDevice(*fake.platforms[0], "Second");
-        const auto swapped = MakeArray<cl_device_id>({Devices()[1], Devices()[0]});
-        const OpenCLContextRef two = OpenCL::CreateContext(Platform(), swapped).GetValue();
-        STEP(OpenCL::CreateContext(Platform(), {}));
-        STEP(two.CreateCommandQueue(3));
-        STEP(two.GetTask(MakeText("image.invert")));
-        STEP(context.CreateCommandQueue(0xFFFFFFFE));
-        std::vector<OpenCLMemoryObjectRef> memory;
-        for (const UInt32 flags :
-             {UInt32{0}, Flags::READ_ONLY | Flags::ALLOC_HOST_PTR, Flags::READ_WRITE | Flags::COPY_HOST_PTR,
-              Flags::WRITE_ONLY | Flags::USE_HOST_PTR, 0xFFFFFFC1}) {
-            const bool hasHost = (flags & (Flags::USE_HOST_PTR | Flags::COPY_HOST_PTR)) != 0;
-            memory.push_back(context.CreateBuffer(flags, 16, hasHost ? bytes : nullptr).GetValue());
-        }
-        const OpenCLImageFormat format{OpenCLChannelOrder::BGRA, OpenCLChannelDataType::UNORM_INT8};
-        const UInt32 access = Flags::READ_ONLY | Flags::ALLOC_HOST_PTR | Flags::COPY_HOST_PTR;
-        memory.push_back(context.CreateImage2D(access, format, 5, 3, 0).GetValue());
-        STEP(context.CreateImage2D(1, format, 5, 3, 20, bytes));
-        memory.push_back(context.CreateImage3D(Flags::WRITE_ONLY, format, 8, 4, 2).GetValue());
-        memory.push_back(context.CreateFromGLTexture2D(Flags::READ_ONLY, 3553, 2, 9).GetValue());
-        memory.push_back(context.CreateFromGLBuffer(Flags::WRITE_ONLY, 9).GetValue());
-        for (const size_t index : {6U, 0U})
-            Answers("image or buffer", [&](UInt32 which) { return memory[index].GetImageInfo(which); });
-    }
-    void Programs() {
-        const OpenCLContextRef& context = cl.context;
-        const OpenCLProgramRef& program = cl.program;
-        const char* sources[] = {"kernel void Main() {}", "abc"};
-        const size_t lengths[] = {0, 2};
-        BaseArray<UChar> binary;
-        fake.binary = {1, 2};
-        STEP(context.CreateProgramWithSource(2, sources, lengths));
-        STEP(context.CreateProgramWithSource(1, sources));
-        STEP(context.CreateProgramWithSource(2, nullptr));
-        STEP(context.CreateProgramWithSource(0, nullptr));
-        STEP(context.CreateProgramWithBinary(device, MakeArray<UChar>({1, 2})));
-        STEP(context.CreateProgramWithBinary(device, {}));
-        STEP(context.CreateProgramWithBinary({}, MakeArray<UChar>({1, 2})));
-        STEP(program.Build(Devices(), "-w"));
-        STEP(program.Build({}, nullptr));
-        STEP(program.Build(MakeArray<cl_device_id>({Devices()[0], nullptr}), nullptr));
-        STEP(program.GetBuildLog(Devices()[0]));
-        STEP(program.GetBinary(binary));
-        STEP(program.CreateKernel("Tail"));
-    }
-    void Commands() {
-        const OpenCLCommandQueueRef& queue = cl.queue;
-        const OpenCLMemoryObjectRef& buffer = cl.buffer;
-        const size_t origin[] = {1, 2, 1};
-        const size_t region[] = {8, 6, 1};
-        size_t row = 0;
-        size_t slice = 0;
-        const size_t one = 1;
-        STEP(queue.EnqueueNDRangeKernel(cl.kernel, 1, nullptr, &one, nullptr, 0, nullptr, &event));
-        STEP(queue.WaitForEvents(1, &event));
-        STEP(queue.Finish());
-        STEP(queue.EnqueueMapBuffer(buffer, true, 3, 4, 8, 0, nullptr, &second));
-        STEP(queue.EnqueueMapImage(image, false, 2, origin, region, &row, &slice, 1, &event));
-        STEP(queue.EnqueueUnmapMemObject(buffer, bytes, 1, &event));
-        STEP(queue.EnqueueReadBuffer(buffer, true, 4, 8, bytes, 1, &event));
-        STEP(queue.EnqueueWriteBuffer(buffer, false, 4, 8, bytes));
-        STEP(queue.EnqueueReadImage(image, true, origin, region, 5, 6, bytes));
-        STEP(queue.EnqueueWriteImage(image, false, origin, region, 7, 8, bytes));
-        const std::vector<OpenCLMemoryObjectRef> many(20, buffer);
-        STEP(queue.EnqueueAcquireGLObjects(20, many.data()));
-        for (const Int none : {0, -3}) STEP(queue.EnqueueReleaseGLObjects(none, nullptr, 1, &event, &event));
-        second = {};
-        for (const char* name :
-             {"clCreateBuffer", "clEnqueueNDRangeKernel", "clEnqueueMapBuffer", "clGetPlatformIDs"})
-            fake.Fail(name, CL_OUT_OF_RESOURCES);
-        STEP(cl.context.CreateBuffer(1, 8));
-        STEP(queue.EnqueueNDRangeKernel(cl.kernel, 1, nullptr, &one, nullptr, 0, nullptr, &event));
-        STEP(queue.EnqueueMapBuffer(buffer, true, 1, 0, 8, 0, nullptr, &event));
-        STEP(OpenCL::GetPlatforms(platforms));
-        fake.FailNothing();
-    }
-    void Kernels() {
-        const OpenCLKernelRef& kernel = cl.kernel;
-        const Int32 ints[] = {3, -4};
-        const UInt32 uints[] = {3, 0xFFFFFFFF};
-        const Float32 floats[] = {1.5F, std::numeric_limits<Float32>::quiet_NaN()};
-        const Float64 doubles[] = {0.1, -std::numeric_limits<Float64>::infinity()};
-        const Char chars[2] = {};
-        const std::vector<Vector32> vectors(6, Vector32{1, 2, 3});
-        size_t sizes[3] = {};
-        for (const UInt32 which : {0U, 1U, 2U, 3U, 4U, 7U})
-            STEP(kernel.GetWorkGroupInfo(device, which, 24, sizes));
-        STEP(kernel.GetWorkGroupInfo(device, 1, 8, sizes));
-        STEP(kernel.SetArg(0, cl.buffer));
-        STEP(kernel.SetArgLocalMemory(1, 64));
-        STEP(kernel.SetArg(2, ints, 2));
-        STEP(kernel.SetArg(2, static_cast<const Int32*>(nullptr), 2));
-        STEP(kernel.SetArg(0, uints, 2));
-        STEP(kernel.SetArg(0, floats, 2));
-        STEP(kernel.SetArg(0, doubles, 2));
-        for (const Int count : {0, 1, 5, 6}) STEP(kernel.SetArg(0, vectors.data(), count));
-        STEP(kernel.SetArg(0, chars, 2));  // before arguments of 8 and 16 bits no event comes
-    }
-    void Sharing() {
-        const OpenGLContextRef gl = MakeGLContext();
-        fake::Object& sharer = fake.AddDevice(*fake.platforms[0], "Sharer");
-        sharer.info[CL_DEVICE_EXTENSIONS] = fake::TextBytes("cl_khr_gl_sharing");
-        sharer.info[CL_DEVICE_TYPE] = fake::NumberBytes<cl_device_type>({CL_DEVICE_TYPE_GPU});
-        fake.sharingDevices = {fake.platforms[0]->devices[0], &sharer};
-        showsQueries = false;
-        STEP(OpenCL::CreateGLSharedContext(gl, Platform()));
-        fake.Fail("clGetGLContextInfoKHR", CL_INVALID_OPERATION);
-        STEP(OpenCL::CreateGLSharedContext(gl, Platform()));
-        fake.FailNothing();
-        showsQueries = true;
-    }
-    void Releases() {
-        BaseArray<OpenCLImageFormat> formats;
-        STEP(cl.context.GetSupportedImageFormats(1, {}, formats));  // untraced
-        STEP(cl.kernel.Release());
-        STEP(cl.program.Release());
-        STEP(cl.buffer.Release());
-        STEP(cl.queue.Release());
-        cl.context = {};
-    }
-
-    OpenCLDeviceRef device;
-    BaseArray<OpenCLPlatformRef> platforms;
-    BaseArray<OpenCLDeviceRef> found;
-    std::byte bytes[64] = {};
 };
 
 TEST_F(CallsTest, EveryFunctionsValuesAreInWords) {
-    Queries();
-    Creations();
-    Programs();
-    Commands();
-    Kernels();
-    Sharing();
-    Releases();
+    using Flags = OpenCLMemoryFlags;
+    const OpenCLContextRef& context = cl.context;
+    const OpenCLCommandQueueRef& queue = cl.queue;
+    const OpenCLProgramRef& program = cl.program;
+    const OpenCLKernelRef& kernel = cl.kernel;
+    const OpenCLMemoryObjectRef& buffer = cl.buffer;
+    BaseArray<OpenCLPlatformRef> platforms;
+    BaseArray<OpenCLDeviceRef> found;
+    std::byte bytes[64] = {};
+    static_cast<void>(OpenCL::IsAvailable());
+    STEP(OpenCL::GetPlatforms(platforms));
+    Answers("platform", [&](UInt32 which) { return platforms[0].GetInfo(which).GetValue(); });
+    STEP(platforms[0].GetDevices(found));
+    Answers("device", [&](UInt32 which) { return found[0].GetInfo(which).GetValue(); });
+    STEP(OpenCL::GetDeviceFromId(nullptr));
+
+    fake.AddDevice(*fake.platforms[0], "Second");
+    const auto swapped = MakeArray<cl_device_id>({Devices()[1], Devices()[0]});
+    const OpenCLContextRef two = OpenCL::CreateContext(Platform(), swapped).GetValue();
+    STEP(OpenCL::CreateContext(Platform(), {}));
+    STEP(two.CreateCommandQueue(3));
+    STEP(two.GetTask(MakeText("image.invert")));
+    STEP(context.CreateCommandQueue(0xFFFFFFFE));
+    std::vector<OpenCLMemoryObjectRef> memory;
+    for (const UInt32 flags :
+         {UInt32{0}, Flags::READ_ONLY | Flags::ALLOC_HOST_PTR, Flags::READ_WRITE | Flags::COPY_HOST_PTR,
+          Flags::WRITE_ONLY | Flags::USE_HOST_PTR, 0xFFFFFFC1}) {
+        const bool hasHost = (flags & (Flags::USE_HOST_PTR | Flags::COPY_HOST_PTR)) != 0;
+        memory.push_back(context.CreateBuffer(flags, 16, hasHost ? bytes : nullptr).GetValue());
+    }
+    const OpenCLImageFormat format{OpenCLChannelOrder::BGRA, OpenCLChannelDataType::UNORM_INT8};
+    const UInt32 access = Flags::READ_ONLY | Flags::ALLOC_HOST_PTR | Flags::COPY_HOST_PTR;
+    memory.push_back(context.CreateImage2D(access, format, 5, 3, 0).GetValue());
+    STEP(context.CreateImage2D(1, format, 5, 3, 20, bytes));
+    memory.push_back(context.CreateImage3D(Flags::WRITE_ONLY, format, 8, 4, 2).GetValue());
+    memory.push_back(context.CreateFromGLTexture2D(Flags::READ_ONLY, 3553, 2, 9).GetValue());
+    memory.push_back(context.CreateFromGLBuffer(Flags::WRITE_ONLY, 9).GetValue());
+    Answers("image", [&](UInt32 which) { return memory[6].GetImageInfo(which); });
+    Answers("buffer", [&](UInt32 which) { return memory[0].GetImageInfo(which); });
+
+    const char* sources[] = {"kernel void Main() {}", "abc"};
+    const size_t lengths[] = {0, 2};
+    BaseArray<UChar> binary;
+    fake.binary = {1, 2};
+    STEP(context.CreateProgramWithSource(2, sources, lengths));
+    STEP(context.CreateProgramWithSource(1, sources));
+    STEP(context.CreateProgramWithSource(2, nullptr));
+    STEP(context.CreateProgramWithSource(0, nullptr));
+    STEP(context.CreateProgramWithBinary(found[0], MakeArray<UChar>({1, 2})));
+    STEP(context.CreateProgramWithBinary(found[0], {}));
+    STEP(context.CreateProgramWithBinary({}, MakeArray<UChar>({1, 2})));
+    STEP(program.Build(Devices(), "-w"));
+    STEP(program.Build({}, nullptr));
+    STEP(program.Build(MakeArray<cl_device_id>({Devices()[0], nullptr}), nullptr));
+    STEP(program.GetBuildLog(Devices()[0]));
+    STEP(program.GetBinary(binary));
+    STEP(program.CreateKernel("Tail"));
+
+    const size_t origin[] = {1, 2, 1};
+    const size_t region[] = {8, 6, 1};
+    size_t row = 0;
+    size_t slice = 0;
+    const size_t one = 1;
+    STEP(queue.EnqueueNDRangeKernel(kernel, 1, nullptr, &one, nullptr, 0, nullptr, &event));
+    STEP(queue.WaitForEvents(1, &event));
+    STEP(queue.Finish());
+    STEP(queue.EnqueueMapBuffer(buffer, true, 3, 4, 8, 0, nullptr, &second));
+    STEP(queue.EnqueueMapImage(image, false, 2, origin, region, &row, &slice, 1, &event));
+    STEP(queue.EnqueueUnmapMemObject(buffer, bytes, 1, &event));
+    STEP(queue.EnqueueReadBuffer(buffer, true, 4, 8, bytes, 1, &event));
+    STEP(queue.EnqueueWriteBuffer(buffer, false, 4, 8, bytes));
+    STEP(queue.EnqueueReadImage(image, true, origin, region, 5, 6, bytes));
+    STEP(queue.EnqueueWriteImage(image, false, origin, region, 7, 8, bytes));
+    const std::vector<OpenCLMemoryObjectRef> many(20, buffer);
+    STEP(queue.EnqueueAcquireGLObjects(20, many.data()));
+    for (const Int none : {0, -3}) STEP(queue.EnqueueReleaseGLObjects(none, nullptr, 1, &event, &event));
+    second = {};
+    for (const char* name :
+         {"clCreateBuffer", "clEnqueueNDRangeKernel", "clEnqueueMapBuffer", "clGetPlatformIDs"})
+        fake.Fail(name, CL_OUT_OF_RESOURCES);
+    STEP(context.CreateBuffer(1, 8));
+    STEP(queue.EnqueueNDRangeKernel(kernel, 1, nullptr, &one, nullptr, 0, nullptr, &event));
+    STEP(queue.EnqueueMapBuffer(buffer, true, 1, 0, 8, 0, nullptr, &event));
+    STEP(OpenCL::GetPlatforms(platforms));
+    fake.FailNothing();
+
+    const Int32 ints[] = {3, -4};
+    const UInt32 uints[] = {3, 0xFFFFFFFF};
+    const Float32 floats[] = {1.5F, std::numeric_limits<Float32>::quiet_NaN()};
+    const Float64 doubles[] = {0.1, -std::numeric_limits<Float64>::infinity()};
+    const Char chars[2] = {};
+    const std::vector<Vector32> vectors(6, Vector32{1, 2, 3});
+    size_t sizes[3] = {};
+    for (const UInt32 which : {0U, 1U, 2U, 3U, 4U, 7U})
+        STEP(kernel.GetWorkGroupInfo(found[0], which, 24, sizes));
+    STEP(kernel.GetWorkGroupInfo(found[0], 1, 8, sizes));
+    STEP(kernel.SetArg(0, buffer));
+    STEP(kernel.SetArgLocalMemory(1, 64));
+    STEP(kernel.SetArg(2, ints, 2));
+    STEP(kernel.SetArg(2, static_cast<const Int32*>(nullptr), 2));
+    STEP(kernel.SetArg(0, uints, 2));
+    STEP(kernel.SetArg(0, floats, 2));
+    STEP(kernel.SetArg(0, doubles, 2));
+    for (const Int count : {0, 1, 5, 6}) STEP(kernel.SetArg(0, vectors.data(), count));
+    STEP(kernel.SetArg(0, chars, 2));  // before arguments of 8 and 16 bits no event comes
+
+    const OpenGLContextRef gl = MakeGLContext();
+    fake::Object& sharer = fake.AddDevice(*fake.platforms[0], "Sharer");
+    sharer.info[CL_DEVICE_EXTENSIONS] = fake::TextBytes("cl_khr_gl_sharing");
+    sharer.info[CL_DEVICE_TYPE] = fake::NumberBytes<cl_device_type>({CL_DEVICE_TYPE_GPU});
+    fake.sharingDevices = {fake.platforms[0]->devices[0], &sharer};
+    showsQueries = false;
+    STEP(OpenCL::CreateGLSharedContext(gl, Platform()));
+    fake.Fail("clGetGLContextInfoKHR", CL_INVALID_OPERATION);
+    STEP(OpenCL::CreateGLSharedContext(gl, Platform()));
+    fake.FailNothing();
+    showsQueries = true;
+
+    BaseArray<OpenCLImageFormat> formats;
+    STEP(context.GetSupportedImageFormats(1, {}, formats));  // untraced
+    STEP(kernel.Release());
+    STEP(program.Release());
+    STEP(buffer.Release());
+    STEP(queue.Release());
+    cl.context = {};
     ExpectGolden("calls");
     const auto expectSeen = [&](const std::string& name, bool isTraced) {
         EXPECT_EQ(text.find('\n' + name + '(') != text.npos, isTraced) << name;
