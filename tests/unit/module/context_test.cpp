@@ -76,25 +76,23 @@ TEST_F(ContextTest, ImageFormatsAreConvertedBothWaysAndThoseWithoutANameAreTheFi
         return Outcome(
             cl.context.GetSupportedImageFormats(0xFF, static_cast<OpenCLImageType>(type), formats));
     };
-    for (UInt32 type = 0; type < 6; type++) EXPECT_EQ(list(type), "OK");
-    ASSERT_EQ(formats.GetCount(), 16);
-    EXPECT_EQ(formats[15], (OpenCLImageFormat{Order::RED, Type::SNORM_INT8}));
-    EXPECT_EQ(list(6), "CL_INVALID_VALUE");
+    for (UInt32 type = 0; type < 7; type++) EXPECT_EQ(list(type), type < 6 ? "OK" : "CL_INVALID_VALUE");
     std::vector<fake::Value> asked;
     for (size_t i = 0; i < fake.calls.size(); i += 2) asked.push_back(fake.calls[i].values[2]);
     const fake::Numbers objectTypes = {0x10F4, 0x10F6, 0x10F1, 0x10F2, 0x10F5, 0x10F3, 0};
     EXPECT_EQ(asked, std::vector<fake::Value>(objectTypes.begin(), objectTypes.end()));
     EXPECT_EQ(fake.calls[0].values[1], fake::Value(UInt64{63}));
 
-    for (UInt32 i = 0; i < 16; i++) {
-        const OpenCLImageFormat format =
-            i < 15 ? OpenCLImageFormat{Order{i % 10}, Type{i}} : OpenCLImageFormat{Order{12}, Type{20}};
-        fake.calls.clear();
-        ASSERT_EQ(Outcome(cl.context.CreateImage2D(1, format, 2, 2)), "OK");
-        EXPECT_EQ(fake.calls[0].values[2], fake::Value(fake::Numbers{orders[i % 15 % 10], types[i % 15]}));
-    }
     ASSERT_EQ(list(0), "OK");
-    for (UInt32 i = 0; i < 15; i++) EXPECT_EQ(formats[i], (OpenCLImageFormat{Order{i % 10}, Type{i}}));
+    ASSERT_EQ(formats.GetCount(), 16);
+    for (UInt32 i = 0; i < 16; i++) {
+        const UInt32 named = i % 15;
+        EXPECT_EQ(formats[i], (OpenCLImageFormat{Order{named % 10}, Type{named}}));
+        fake.calls.clear();
+        const OpenCLImageFormat none{Order{12}, Type{20}};
+        ASSERT_EQ(Outcome(cl.context.CreateImage2D(1, i < 15 ? formats[i] : none, 2, 2)), "OK");
+        EXPECT_EQ(fake.calls[0].values[2], fake::Value(fake::Numbers{orders[named % 10], types[named]}));
+    }
 }
 
 TEST_F(ContextTest, AFormatIsADataTypeWithHashAndText) {
@@ -128,8 +126,6 @@ TEST_F(ContextTest, TheBuildLogIsATextWhateverHappens) {
         fake.Fail("clGetProgramBuildInfo", CL_OUT_OF_RESOURCES, failing);
         EXPECT_EQ(log(), "");
     }
-    ASSERT_EQ(Outcome(cl.program.Release()), "OK");
-    EXPECT_EQ(log(), "");
 }
 
 TEST_F(ContextTest, TheBinaryOfOneDeviceReplacesTheArray) {

@@ -38,26 +38,18 @@ TEST_F(QueueTest, MemoryThatIsEmptyOrOfTheOtherKindFailsBeforeTheSlotIsTouched) 
     const OpenCLCommandQueueRef& queue = cl.queue;
     const OpenCLMemoryObjectRef none;
     const OpenCLEventRef before = event;
-    for (const OpenCLMemoryObjectRef& wrong : {none, image, cl.buffer}) {
-        std::vector<ErrorRef> errors;
-        if (wrong != cl.buffer) {
-            errors = {queue.EnqueueMapBuffer(wrong, true, 3, 4, 8, 0, nullptr, &event).GetError(),
-                      queue.EnqueueReadBuffer(wrong, true, 4, 8, bytes, 0, nullptr, &event).GetError(),
-                      queue.EnqueueWriteBuffer(wrong, true, 4, 8, bytes, 0, nullptr, &event).GetError()};
-        }
-        if (wrong != image) {
-            errors.push_back(
-                queue.EnqueueMapImage(wrong, true, 1, box, box, &pitch, &pitch, 0, nullptr, &event)
-                    .GetError());
-            errors.push_back(
-                queue.EnqueueReadImage(wrong, true, box, box, 32, 0, bytes, 0, nullptr, &event).GetError());
-            errors.push_back(
-                queue.EnqueueWriteImage(wrong, true, box, box, 32, 0, bytes, 0, nullptr, &event).GetError());
-        }
-        if (!wrong)
-            errors.push_back(queue.EnqueueUnmapMemObject(wrong, bytes, 0, nullptr, &event).GetError());
+    const auto expectRefusals = [](std::initializer_list<ErrorRef> errors) {
         for (const ErrorRef& error : errors) EXPECT_EQ(Describe(error), "CL_INVALID_MEM_OBJECT");
-    }
+    };
+    for (const auto& m : {none, image})
+        expectRefusals({queue.EnqueueMapBuffer(m, true, 3, 4, 8, 0, nullptr, &event).GetError(),
+                        queue.EnqueueReadBuffer(m, true, 4, 8, bytes, 0, nullptr, &event).GetError(),
+                        queue.EnqueueWriteBuffer(m, true, 4, 8, bytes, 0, nullptr, &event).GetError()});
+    for (const auto& m : {none, cl.buffer})
+        expectRefusals({queue.EnqueueMapImage(m, true, 1, box, box, &pitch, &pitch).GetError(),
+                        queue.EnqueueReadImage(m, true, box, box, 32, 0, bytes).GetError(),
+                        queue.EnqueueWriteImage(m, true, box, box, 32, 0, bytes).GetError()});
+    expectRefusals({queue.EnqueueUnmapMemObject(none, bytes, 0, nullptr, &event).GetError()});
     EXPECT_EQ(fake.calls.size(), 0U);
     EXPECT_TRUE(event == before);
     EXPECT_EQ(Outcome(queue.EnqueueUnmapMemObject(image, bytes)), "OK");

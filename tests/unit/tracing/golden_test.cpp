@@ -76,12 +76,11 @@ protected:
         latest = parts;
     }
     void GetTask(const char* key) {
-        const auto get = [&] {
+        Step(key, [&] {
             const Result<OpenCLTaskRef> result = cl.context.GetTask(MakeText(key));
             task = result.GetValue();
             return result;
-        };
-        Step(key, get);
+        });
     }
     template <class Record>
     void Execute(const std::string& title, const Record& record, const OpenCLCommandQueueRef& onQueue = {}) {
@@ -148,8 +147,7 @@ TEST_F(GoldenTest, TasksOfOneKernel) {
     TakeLog();
     GetTask("crc32c");
     Execute("start", Crc32cParameters{1, &cl.buffer, &output, 9, true});
-    Execute("go on", Crc32cParameters{1, &cl.buffer, &output, 9, false});
-    Execute("a negative size", Crc32cParameters{1, &cl.buffer, &output, -1, false});
+    Execute("go on with a negative size", Crc32cParameters{1, &cl.buffer, &output, -1, false});
     FreeTask();
     GetTask("image.invert");
     Execute("a rectangle", InvertImageParameters{1, &image, &smaller, 10, 20, 5, 4});
@@ -161,8 +159,7 @@ TEST_F(GoldenTest, TasksOfOneKernel) {
     Execute("a rectangle", StereoSbsParameters{1, &image, &image, &smaller, 2, 3, 30, 21});
     FreeTask();
     GetTask("image.scalenearest");
-    Execute("up", ScaleParameters{1, &image, &smaller, 5, 6, 10, 9, 1, 2, 30, 3});
-    Execute("mirrored", ScaleParameters{1, &image, &smaller, 5, 6, 10, 9, 30, 20, -20, -18});
+    Execute("mirrored", ScaleParameters{1, &image, &smaller, 5, 6, 10, 9, 30, 2, -20, 18});
     Execute("tiles", ScaleParameters{1, &image, &large, 0, 0, 25, 10, 0, 0, 1034, 2048});
     FreeTask();
     ExpectGolden("one_kernel");
@@ -175,7 +172,6 @@ TEST_F(GoldenTest, BicubicScaling) {
     TakeLog();
     GetTask("image.scalebicubic");
     Execute("tiles", ScaleParameters{1, &image, &large, 0, 0, 25, 10, 0, 0, 2048, 1034});
-    Execute("up", ScaleParameters{1, &image, &smaller, 5, 6, 10, 9, 1, 2, 30, 3});
     Execute("mirrored", ScaleParameters{1, &image, &smaller, 5, 6, 10, 9, 30, 2, -20, 18});
     Execute("many taps", ScaleParameters{1, &image, &smaller, 0, 0, 40, 1, 0, 0, 2, 1});
     Execute("out of order", ScaleParameters{1, &image, &smaller, 0, 0, 8, 8, 0, 0, 16, 16}, unordered);
@@ -220,7 +216,6 @@ TEST_F(GoldenTest, Launches) {
     const size_t global[] = {8, 6};
     const size_t local[] = {4, 3};
     const size_t limits[] = {4, 2, 2};
-    const size_t zeros[] = {2, 0, 0};
     const size_t grouped[] = {8, 2, 2};
     constexpr size_t kHuge = size_t{1} << 40;
     const size_t huge[] = {kHuge, kHuge, 1};
@@ -234,9 +229,7 @@ TEST_F(GoldenTest, Launches) {
     range("no limits", nullptr, 7, 37, 1, &second);
     range("no limits and no items", nullptr, 7, 0);
     range("slabs, rows and a rest", limits, 10, 37);
-    range("limits of zero", zeros, 0, 3, 0);
     range("limits beyond any count", huge, 0, kHuge + 5, 0);
-    range("an event of the last", limits, 0, 37, 0, &second);
     range("nothing to wait for", limits, 10, 0, 0);
     range("an empty range waits", limits, 10, 0, 1, &second);
     STEP(queue.WaitForEvents(1, &second));
