@@ -21,9 +21,7 @@ TEST_F(ModuleTest, AnErrorsMessageIsItsCodesNameUnlessItWasSetByHandSince) {
                                                    {1, "Version number is too small."},
                                                    {2, "The OpenCL library was not loaded correctly."},
                                                    {3, "Unspecified error."},
-                                                   {4, ""},
-                                                   {-25, ""},
-                                                   {INT32_MIN, ""}};
+                                                   {-25, ""}};
     for (const auto& [code, message] : cases) {
         openCL.SetErrorCode(-5);
         EXPECT_EQ(MessageOf(error), "CL_OUT_OF_RESOURCES");

@@ -3,7 +3,7 @@
 namespace nuvra::test {
 namespace {
 
-/// What a queue refuses, and how it cuts, counts and waits.
+/// What a queue refuses, cuts and waits for.
 class QueueTest : public ModuleTest {
 protected:
     void SetUp() override {

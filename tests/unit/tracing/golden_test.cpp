@@ -95,13 +95,11 @@ protected:
         if (std::getenv("NUVRA_REWRITE_GOLDEN") != nullptr) std::ofstream(file, std::ios::binary) << text;
         std::istringstream expected(ReadText(file));
         std::istringstream got(text);
-        std::string title;
         std::string one;
         std::string other;
         for (int number = 1; std::getline(expected, one); number++) {
             ASSERT_TRUE(std::getline(got, other)) << file << " ends at " << number;
-            if (other.starts_with('#')) title = other;
-            ASSERT_EQ(other, one) << file << ':' << number << ", " << title;
+            ASSERT_EQ(other, one) << file << ':' << number;
         }
         EXPECT_FALSE(std::getline(got, other)) << other;
     }
@@ -306,9 +304,7 @@ TEST_F(CallsTest, EveryFunctionsValuesAreInWords) {
     const auto swapped = MakeArray<cl_device_id>({Devices()[1], Devices()[0]});
     const OpenCLContextRef two = OpenCL::CreateContext(Platform(), swapped).GetValue();
     STEP(OpenCL::CreateContext(Platform(), {}));
-    STEP(two.CreateCommandQueue(3));
-    STEP(two.GetTask(MakeText("image.invert")));
-    STEP(context.CreateCommandQueue(0xFFFFFFFE));
+    STEP(two.CreateCommandQueue(0xFFFFFFFF));
     std::vector<OpenCLMemoryObjectRef> memory;
     for (const UInt32 flags :
          {UInt32{0}, Flags::READ_ONLY | Flags::ALLOC_HOST_PTR, Flags::READ_WRITE | Flags::COPY_HOST_PTR,
@@ -331,13 +327,12 @@ TEST_F(CallsTest, EveryFunctionsValuesAreInWords) {
     BaseArray<UChar> binary;
     fake.binary = {1, 2};
     STEP(context.CreateProgramWithSource(2, sources, lengths));
-    STEP(context.CreateProgramWithSource(1, sources));
     STEP(context.CreateProgramWithSource(2, nullptr));
     STEP(context.CreateProgramWithSource(0, nullptr));
     STEP(context.CreateProgramWithBinary(found[0], MakeArray<UChar>({1, 2})));
     STEP(context.CreateProgramWithBinary(found[0], {}));
     STEP(context.CreateProgramWithBinary({}, MakeArray<UChar>({1, 2})));
-    STEP(program.Build(Devices(), "-w"));
+    STEP(program.Build(two.GetDevices(), "-w"));
     STEP(program.Build({}, nullptr));
     STEP(program.Build(MakeArray<cl_device_id>({Devices()[0], nullptr}), nullptr));
     STEP(program.GetBuildLog(Devices()[0]));
@@ -363,11 +358,9 @@ TEST_F(CallsTest, EveryFunctionsValuesAreInWords) {
     STEP(queue.EnqueueAcquireGLObjects(20, many.data()));
     for (const Int none : {0, -3}) STEP(queue.EnqueueReleaseGLObjects(none, nullptr, 1, &event, &event));
     second = {};
-    for (const char* name :
-         {"clCreateBuffer", "clEnqueueNDRangeKernel", "clEnqueueMapBuffer", "clGetPlatformIDs"})
+    for (const char* name : {"clCreateBuffer", "clEnqueueMapBuffer", "clGetPlatformIDs"})
         fake.Fail(name, CL_OUT_OF_RESOURCES);
     STEP(context.CreateBuffer(1, 8));
-    STEP(queue.EnqueueNDRangeKernel(kernel, 1, nullptr, &one, nullptr, 0, nullptr, &event));
     STEP(queue.EnqueueMapBuffer(buffer, true, 1, 0, 8, 0, nullptr, &event));
     STEP(OpenCL::GetPlatforms(platforms));
     fake.FailNothing();
