@@ -1,3 +1,5 @@
+#include <set>
+
 #include "module_fixture.h"
 
 namespace nuvra::test {
@@ -18,7 +20,7 @@ protected:
     }
     /// The outcome, and the number of items.
     template <class T>
-    static std::string Describe(const Result<void>& listed, const BaseArray<T>& list) {
+    static std::string Listed(const Result<void>& listed, const BaseArray<T>& list) {
         return Outcome(listed) + ' ' + std::to_string(list.GetCount());
     }
     /// What a new object of the platform or the device answers, or the failure to make one.
@@ -52,33 +54,33 @@ TEST_F(PlatformTest, AListIsReplacedAndEmptyWhereItsNumberChangesOrIsBeyondBelie
         {"clGetSupportedImageFormats", [&](size_t count) { fake.imageFormats.resize(count); },
          [&] {
              const auto type = OpenCLImageType::IMAGE2D;
-             return Describe(cl.context.GetSupportedImageFormats(1, type, formats), formats);
+             return Listed(cl.context.GetSupportedImageFormats(1, type, formats), formats);
          },
          "OK 0"},
         {"clGetDeviceIDs", [&](size_t count) { platform->devices.resize(count, device); },
-         [&] { return Describe(platforms[0].GetDevices(devices), devices); }, "CL_DEVICE_NOT_FOUND 0"},
+         [&] { return Listed(platforms[0].GetDevices(devices), devices); }, "CL_DEVICE_NOT_FOUND 0"},
         {"clGetPlatformIDs", [&](size_t count) { fake.platforms.resize(count, platform); },
-         [&] { return Describe(OpenCL::GetPlatforms(platforms), platforms); }, "OK 0"},
+         [&] { return Listed(OpenCL::GetPlatforms(platforms), platforms); }, "OK 0"},
     };
     ASSERT_EQ(lists[2].list(), "OK 1");
-    for (const auto& [function, resize, list, whenNone] : lists) {
+    for (const auto& one : lists) {
         for (const size_t later : {1U, 3U}) {
-            resize(2);
-            EXPECT_EQ(list(), "OK 2");
+            one.resize(2);
+            EXPECT_EQ(one.list(), "OK 2");
             int seen = 0;
             fake.intercept = [&](const fake::Call& call) {
-                if (call.name == function && ++seen == 2) resize(later);
+                if (call.name == one.function && ++seen == 2) one.resize(later);
                 return CL_SUCCESS;
             };
-            EXPECT_EQ(list(), "UNSPECIFIED 0") << function;
+            EXPECT_EQ(one.list(), "UNSPECIFIED 0") << one.function;
             fake.intercept = nullptr;
         }
-        resize(65537);
-        EXPECT_EQ(list(), "UNSPECIFIED 0") << function;
-        resize(0);
-        EXPECT_EQ(list(), whenNone) << function;
-        resize(1);
-        EXPECT_EQ(list(), "OK 1") << function;
+        one.resize(65537);
+        EXPECT_EQ(one.list(), "UNSPECIFIED 0") << one.function;
+        one.resize(0);
+        EXPECT_EQ(one.list(), one.whenNone) << one.function;
+        one.resize(1);
+        EXPECT_EQ(one.list(), "OK 1") << one.function;
     }
 }
 

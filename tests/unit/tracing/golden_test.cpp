@@ -29,7 +29,7 @@ protected:
     }
     void TearDown() override {
         task = {};
-        image = smaller = output = nullptr;
+        image = smaller = nullptr;
         event = second = nullptr;
         TracingTest::TearDown();
     }
@@ -112,7 +112,6 @@ protected:
     OpenCLTaskRef task;
     OpenCLMemoryObjectRef image;    ///< image#1, 40 by 30
     OpenCLMemoryObjectRef smaller;  ///< image#2, 32 by 24
-    OpenCLMemoryObjectRef output;
     OpenCLEventRef event;
     OpenCLEventRef second;
 };
@@ -140,7 +139,7 @@ TEST_F(GoldenTest, ClearMemory) {
 }
 
 TEST_F(GoldenTest, TasksOfOneKernel) {
-    output = cl.context.CreateBuffer(1, 4).GetValue();
+    const OpenCLMemoryObjectRef output = cl.context.CreateBuffer(1, 4).GetValue();
     const OpenCLMemoryObjectRef large = MakeImage(1034, 2048);
     TakeLog();
     GetTask("crc32c");
@@ -178,7 +177,7 @@ TEST_F(GoldenTest, BicubicScaling) {
 }
 
 TEST_F(GoldenTest, PrefixSum) {
-    output = cl.context.CreateBuffer(1, bufferSize).GetValue();
+    const OpenCLMemoryObjectRef output = cl.context.CreateBuffer(1, bufferSize).GetValue();
     const OpenCLCommandQueueRef next = cl.context.CreateCommandQueue().GetValue();
     const OpenCLCommandQueueRef unordered =
         cl.context.CreateCommandQueue(OpenCLQueueFlags::OUT_OF_ORDER_EXEC_MODE).GetValue();
@@ -293,7 +292,6 @@ TEST_F(CallsTest, EveryFunctionsValuesAreInWords) {
     BaseArray<OpenCLPlatformRef> platforms;
     BaseArray<OpenCLDeviceRef> found;
     std::byte bytes[64] = {};
-    static_cast<void>(OpenCL::IsAvailable());
     STEP(OpenCL::GetPlatforms(platforms));
     Answers("platform", [&](UInt32 which) { return platforms[0].GetInfo(which).GetValue(); });
     STEP(platforms[0].GetDevices(found));
