@@ -1,6 +1,5 @@
 #include <set>
 
-#include "gl_context.h"
 #include "nuvra/open_cl_task.h"
 #include "tracer.h"
 

@@ -4,30 +4,17 @@ namespace nuvra::test {
 namespace {
 
 using Flags = OpenCLMemoryFlags;
+using Order = OpenCLChannelOrder;
+using Type = OpenCLChannelDataType;
 
+/// Contexts, and what they make: queues, memory, programs, kernels and tasks.
 class ContextTest : public ModuleTest {
 protected:
     void SetUp() override {
         ModuleTest::SetUp();
         MakeObjects();
     }
-    static constexpr OpenCLImageFormat kFormat{OpenCLChannelOrder::BGRA, OpenCLChannelDataType::UNORM_INT8};
-    std::byte bytes[64] = {};
 };
-
-TEST_F(ContextTest, AContextIsMadeOfThePlatformAndTheDevicesInOrder) {
-    fake.AddDevice(*fake.platforms[0], "Second");
-    const BaseArray<cl_device_id> devices = Devices();
-    const auto swapped = MakeArray<cl_device_id>({devices[1], devices[0]});
-    const OpenCLContextRef context = OpenCL::CreateContext(Platform(), swapped).GetValue();
-    ASSERT_EQ(context.GetDevices().GetCount(), 2);
-    EXPECT_EQ(context.GetDevices()[0], devices[1]);
-    EXPECT_EQ(Outcome(OpenCL::CreateContext(Platform(), {})), "CL_INVALID_VALUE");
-    EXPECT_EQ(Take("clCreateContext"), (Texts{"\"4228 platform1\", 2, [device2 device1], ptr, ptr, ptr",
-                                              "\"4228 platform1\", 0, null, ptr, ptr, ptr"}));
-    EXPECT_EQ(Outcome(context.CreateCommandQueue()), "OK");
-    EXPECT_EQ(Take("clCreateCommandQueue"), (Texts{"context2, device2, 0, ptr"}));
-}
 
 TEST_F(ContextTest, OnlyTheHandleDecidesWhetherACreationSucceedsButForContexts) {
     fake.createdCode = CL_OUT_OF_RESOURCES;
@@ -36,21 +23,19 @@ TEST_F(ContextTest, OnlyTheHandleDecidesWhetherACreationSucceedsButForContexts) 
     EXPECT_EQ(Outcome(OpenCL::CreateContext(Platform(), Devices())), "CL_OUT_OF_RESOURCES");
 }
 
-TEST_F(ContextTest, OpenGLMemoryTakesOneAccessAndOneTarget) {
+TEST_F(ContextTest, OpenGLMemoryTakesOneAccessAndOneTargetAndAContextThatShares) {
     constexpr UInt32 kTexture2D = 3553;
     constexpr UInt32 kCubeMap = 34067;
-    for (const UInt32 access : {0U, 3U, 8U}) {
-        EXPECT_EQ(Outcome(cl.context.CreateFromGLBuffer(access, 9)), "CL_INVALID_VALUE");
-        EXPECT_EQ(Outcome(cl.context.CreateFromGLTexture2D(access, kTexture2D, 0, 9)), "CL_INVALID_VALUE");
+    for (const UInt32 access : {0U, 3U, 8U, 1U}) {
+        const char* expected = access == 1 ? "CL_INVALID_CONTEXT" : "CL_INVALID_VALUE";
+        EXPECT_EQ(Outcome(cl.context.CreateFromGLBuffer(access, 9)), expected);
+        EXPECT_EQ(Outcome(cl.context.CreateFromGLTexture2D(access, kTexture2D, 0, 9)), expected);
     }
     EXPECT_EQ(Outcome(cl.context.CreateFromGLTexture2D(Flags::READ_ONLY, kCubeMap, 0, 9)),
               "CL_INVALID_VALUE");
-    constexpr const char* kContext = "CL_INVALID_CONTEXT";  // which shares nothing
-    EXPECT_EQ(Outcome(cl.context.CreateFromGLTexture2D(Flags::READ_ONLY, kTexture2D, 2, 9)), kContext);
-    EXPECT_EQ(Outcome(cl.context.CreateFromGLBuffer(Flags::WRITE_ONLY, 9)), kContext);
     for (const Int count : {Int{0}, Int{1}}) {
-        EXPECT_EQ(Outcome(cl.queue.EnqueueAcquireGLObjects(count, &cl.buffer)), kContext);
-        EXPECT_EQ(Outcome(cl.queue.EnqueueReleaseGLObjects(count, &cl.buffer)), kContext);
+        EXPECT_EQ(Outcome(cl.queue.EnqueueAcquireGLObjects(count, &cl.buffer)), "CL_INVALID_CONTEXT");
+        EXPECT_EQ(Outcome(cl.queue.EnqueueReleaseGLObjects(count, &cl.buffer)), "CL_INVALID_CONTEXT");
     }
     EXPECT_EQ(fake.calls.size(), 0U);
 }
@@ -59,82 +44,146 @@ TEST_F(ContextTest, AQueueNeedsADeviceWhoseVersionOfOpenCLCIsKnown) {
     fake::Info& info = fake.platforms[0]->devices[0]->info;
     info[CL_DEVICE_OPENCL_C_VERSION] = fake::TextBytes("OpenCL 1.2");
     EXPECT_EQ(Outcome(cl.context.CreateCommandQueue()), "UNSPECIFIED");
-    info.erase(CL_DEVICE_OPENCL_C_VERSION);
-    EXPECT_EQ(Outcome(cl.context.CreateCommandQueue()), "UNSPECIFIED");
+    fake.intercept = [](const fake::Call& call) {
+        if (call.name != "clGetDeviceInfo") return CL_SUCCESS;
+        std::strcpy(static_cast<char*>(const_cast<void*>(std::get<const void*>(call.values[3]))),
+                    "OpenCL C 1.2");
+        return CL_OUT_OF_RESOURCES;
+    };
+    EXPECT_EQ(Outcome(cl.context.CreateCommandQueue()), "UNSPECIFIED") << "what a failed query wrote";
     EXPECT_EQ(Take("clReleaseCommandQueue"), (Texts{"queue2", "queue3"}));
-}
 
-TEST_F(ContextTest, AContextWithoutDevicesHasNoQueueAndFewTasks) {
     fake.allowsNoDevices = true;
-    const OpenCLContextRef context = OpenCL::CreateContext(Platform(), {}).GetValue();
-    fake.calls.clear();
-    EXPECT_EQ(Outcome(context.CreateCommandQueue()), "CL_DEVICE_NOT_FOUND");
-    EXPECT_EQ(fake.calls.size(), 0U);
+    const OpenCLContextRef none = OpenCL::CreateContext(Platform(), {}).GetValue();
+    EXPECT_EQ(Outcome(none.CreateCommandQueue()), "CL_DEVICE_NOT_FOUND");
+    EXPECT_EQ(Take("clCreateCommandQueue"), Texts());
     for (const char* key : {"clearmem", "prefixsum"})
-        EXPECT_EQ(Outcome(context.GetTask(MakeText(key))), "CL_DEVICE_NOT_FOUND");
+        EXPECT_EQ(Outcome(none.GetTask(MakeText(key))), "CL_DEVICE_NOT_FOUND");
 }
 
-TEST_F(ContextTest, SupportedFormatsReplaceTheArray) {
+TEST_F(ContextTest, ImageFormatsAreConvertedBothWaysAndThoseWithoutANameAreTheFirst) {
+    const cl_uint orders[] = {CL_R,  CL_A,   CL_INTENSITY, CL_LUMINANCE, CL_RG,
+                              CL_RA, CL_RGB, CL_RGBA,      CL_ARGB,      CL_BGRA};
+    const cl_uint types[] = {
+        CL_SNORM_INT8,      CL_SNORM_INT16,      CL_UNORM_INT8,     CL_UNORM_INT16,  CL_UNORM_SHORT_565,
+        CL_UNORM_SHORT_555, CL_UNORM_INT_101010, CL_SIGNED_INT8,    CL_SIGNED_INT16, CL_SIGNED_INT32,
+        CL_UNSIGNED_INT8,   CL_UNSIGNED_INT16,   CL_UNSIGNED_INT32, CL_HALF_FLOAT,   CL_FLOAT};
+    fake.imageFormats.clear();
+    for (UInt32 i = 0; i < 15; i++) fake.imageFormats.push_back({orders[i % 10], types[i]});
+    fake.imageFormats.push_back({CL_RGx, 0});
     BaseArray<OpenCLImageFormat> formats;
-    ASSERT_TRUE(formats.Resize(7).IsOk());
-    const auto get = [&](UInt32 type) {
+    const auto list = [&](UInt32 type) {
         return Outcome(
             cl.context.GetSupportedImageFormats(0xFF, static_cast<OpenCLImageType>(type), formats));
     };
-    EXPECT_EQ(get(2), "OK");
-    ASSERT_EQ(formats.GetCount(), 3);
-    EXPECT_EQ(formats[1], kFormat);
-    EXPECT_EQ(formats[2], (OpenCLImageFormat{OpenCLChannelOrder::RED, OpenCLChannelDataType::FLOAT}));
-    for (UInt32 type : {0, 1, 3, 4, 5}) EXPECT_EQ(get(type), "OK");
-    EXPECT_EQ(get(6), "CL_INVALID_VALUE");
-    EXPECT_EQ(formats.GetCount(), 0);
-    std::vector<UInt64> types;
-    for (const fake::Call& call : fake.calls)
-        if (call.values[3] == fake::Value(UInt64{0})) types.push_back(std::get<UInt64>(call.values[2]));
-    EXPECT_EQ(types, (std::vector<UInt64>{0x10F1, 0x10F4, 0x10F6, 0x10F2, 0x10F5, 0x10F3, 0}));
+    for (UInt32 type = 0; type < 7; type++) EXPECT_EQ(list(type), type < 6 ? "OK" : "CL_INVALID_VALUE");
+    std::vector<fake::Value> asked;
+    for (size_t i = 0; i < fake.calls.size(); i += 2) asked.push_back(fake.calls[i].values[2]);
+    const fake::Numbers objectTypes = {0x10F4, 0x10F6, 0x10F1, 0x10F2, 0x10F5, 0x10F3, 0};
+    EXPECT_EQ(asked, std::vector<fake::Value>(objectTypes.begin(), objectTypes.end()));
     EXPECT_EQ(fake.calls[0].values[1], fake::Value(UInt64{63}));
 
-    fake.imageFormats.clear();
-    EXPECT_EQ(get(2), "OK");
-    EXPECT_EQ(formats.GetCount(), 0);
-}
-
-TEST_F(ContextTest, FormatsWhoseNumberChangesOrIsBeyondBeliefAreUnspecified) {
-    fake.imageFormats.resize(65537);
-    BaseArray<OpenCLImageFormat> none;
-    EXPECT_EQ(Outcome(cl.context.GetSupportedImageFormats(1, OpenCLImageType::IMAGE2D, none)), "UNSPECIFIED");
-    for (const size_t later : {2U, 4U}) {
-        fake.imageFormats.resize(3);
-        int seen = 0;
-        fake.intercept = [&](const fake::Call&) {
-            if (++seen == 2) fake.imageFormats.resize(later);
-            return CL_SUCCESS;
-        };
-        BaseArray<OpenCLImageFormat> formats;
-        EXPECT_EQ(Outcome(cl.context.GetSupportedImageFormats(1, OpenCLImageType::IMAGE2D, formats)),
-                  "UNSPECIFIED");
-        EXPECT_EQ(formats.GetCount(), 0);
+    ASSERT_EQ(list(0), "OK");
+    ASSERT_EQ(formats.GetCount(), 16);
+    for (UInt32 i = 0; i < 16; i++) {
+        const UInt32 named = i % 15;
+        EXPECT_EQ(formats[i], (OpenCLImageFormat{Order{named % 10}, Type{named}}));
+        fake.calls.clear();
+        const OpenCLImageFormat none{Order{12}, Type{20}};
+        ASSERT_EQ(Outcome(cl.context.CreateImage2D(1, i < 15 ? formats[i] : none, 2, 2)), "OK");
+        EXPECT_EQ(fake.calls[0].values[2], fake::Value(fake::Numbers{orders[named % 10], types[named]}));
     }
 }
 
-TEST_F(ContextTest, ProgramsAreMadeOfTextsOrABinary) {
-    const char* sources[] = {"first second", "third"};
-    const size_t lengths[] = {6, 0};
-    EXPECT_EQ(Outcome(cl.context.CreateProgramWithSource(2, sources, lengths)), "OK");
-    EXPECT_EQ(Take("clCreateProgramWithSource"), (Texts{"context1, 2, \"first third\", [6 0], ptr"}));
-    EXPECT_EQ(Outcome(cl.context.CreateProgramWithSource(2, nullptr)), "CL_INVALID_VALUE");
-    EXPECT_EQ(fake.calls.size(), 0U);
-    EXPECT_EQ(Outcome(cl.context.CreateProgramWithSource(0, nullptr)), "CL_INVALID_VALUE") << "the runtime's";
+TEST_F(ContextTest, AFormatIsADataTypeWithHashAndText) {
+    const DataTypeRecord* type = GetDataType<OpenCLImageFormat>();
+    ASSERT_NE(type, nullptr);
+    const std::tuple<OpenCLImageFormat, UInt64, std::string> cases[] = {
+        {{Order::BGRA, Type::UNORM_INT8}, 281, "Channel order: BGRA Data type: UNORM_INT8"},
+        {{Order{12}, Type{20}}, 393, "Channel order: Unknown Data type: unknown"},
+    };
+    const OpenCLImageFormat other;
+    for (const auto& [format, hash, expected] : cases) {
+        EXPECT_EQ(type->toText(&format).GetValue().GetView(), expected);
+        EXPECT_EQ(type->hash(&format), hash);
+        EXPECT_TRUE(type->equal(&format, &format));
+        EXPECT_FALSE(type->equal(&format, &other));
+    }
+    EXPECT_EQ(type->toText(nullptr).GetValue().GetView(), "nullptr");
+}
 
-    const OpenCLDeviceRef device = OpenCL::GetDeviceFromId(Devices()[0]).GetValue();
+TEST_F(ContextTest, TheBuildLogIsATextWhateverHappens) {
+    const auto log = [&] {
+        const Result<String> text = cl.program.GetBuildLog(Devices()[0]);
+        EXPECT_EQ(Outcome(text), "OK");
+        return std::string(text.GetValue().GetView());
+    };
+    fake.buildLog = std::string(1234, 'x');
+    host->allocations.FailFrom(1);  // behind that of the devices
+    EXPECT_EQ(log(), "OutOfMemoryError");
+    EXPECT_EQ(log(), fake.buildLog);
+    for (const int failing : {1, 2}) {
+        fake.Fail("clGetProgramBuildInfo", CL_OUT_OF_RESOURCES, failing);
+        EXPECT_EQ(log(), "");
+    }
+}
+
+TEST_F(ContextTest, TheBinaryOfOneDeviceReplacesTheArray) {
+    BaseArray<UChar> binary;
+    ASSERT_TRUE(binary.Resize(100).IsOk());
+    EXPECT_EQ(Outcome(cl.program.GetBinary(binary)), "OK");
+    EXPECT_EQ(fake::Bytes(binary.begin(), binary.end()), fake.binary);
+
+    fake.AddDevice(*fake.platforms[0], "Second");
+    const OpenCLContextRef two = OpenCL::CreateContext(Platform(), Devices()).GetValue();
+    const char* source = "";
+    const OpenCLProgramRef program = two.CreateProgramWithSource(1, &source).GetValue();
+    EXPECT_EQ(Outcome(program.GetBinary(binary)), "CL_INVALID_PROGRAM_EXECUTABLE") << "not built";
+    ASSERT_EQ(Outcome(program.Build({}, nullptr)), "OK");
+    EXPECT_EQ(Outcome(program.GetBinary(binary)), "CL_INVALID_VALUE");
+    fake.Fail("clBuildProgram", CL_BUILD_PROGRAM_FAILURE, 1);
+    EXPECT_NE(Outcome(program.Build({}, nullptr)), "OK");
+    EXPECT_EQ(Outcome(program.GetBinary(binary)), "CL_INVALID_PROGRAM_EXECUTABLE");
+    ASSERT_EQ(Outcome(program.Release()), "OK");
     fake.calls.clear();
-    const auto binary = MakeArray<UChar>({1, 0xAB, 3});
-    fake.binary = {1, 0xAB, 3};
-    EXPECT_EQ(Outcome(cl.context.CreateProgramWithBinary(device, binary)), "OK");
-    EXPECT_EQ(Outcome(cl.context.CreateProgramWithBinary(device, {})), "CL_INVALID_VALUE");
-    EXPECT_EQ(Outcome(cl.context.CreateProgramWithBinary({}, binary)), kNullPointer);
-    EXPECT_EQ(Take("clCreateProgramWithBinary"), (Texts{"context1, 1, [device1], [3], 01ab03, ptr, ptr",
-                                                        "context1, 1, [device1], [0], null, ptr, ptr"}));
+    EXPECT_EQ(Outcome(program.GetBinary(binary)), "CL_INVALID_PROGRAM");
+    EXPECT_EQ(fake.calls.size(), 0U);
+}
+
+TEST_F(ContextTest, ArgumentsOfEveryTypeHaveTheirBytesAndNoneIsMemoryThatIsNotThere) {
+    const OpenCLKernelRef& kernel = cl.kernel;
+    const Char chars[] = {-1, 2};
+    const UChar bytes[] = {0xAB};
+    const Int16 shorts[] = {-2, 3};
+    const UInt16 words[] = {0x1234};
+    for (const Result<void>& result : {kernel.SetArg(2, chars, 2), kernel.SetArg(3, bytes, 1),
+                                       kernel.SetArg(4, shorts, 2), kernel.SetArg(5, words, 1)})
+        EXPECT_EQ(Outcome(result), "OK");
+    EXPECT_EQ(Take("clSetKernelArg"), (Texts{"kernel1, 2, 2, ff02", "kernel1, 3, 1, ab",
+                                             "kernel1, 4, 4, feff0300", "kernel1, 5, 2, 3412"}));
+    const std::vector<Vector32> vectors(6, Vector32{1, 2, 3});
+    for (const Int count : {5, 6}) {
+        const Int before = host->allocations.GetCount();
+        EXPECT_EQ(Outcome(kernel.SetArg(0, vectors.data(), count)), "OK");
+        EXPECT_EQ(host->allocations.GetCount() - before, count - 5) << "five vectors need no memory";
+    }
+    size_t written = 0;
+    const OpenCLDeviceRef device = OpenCL::GetDeviceFromId(Devices()[0]).GetValue();
+    EXPECT_EQ(Outcome(kernel.GetWorkGroupInfo(device, 0, 8, &written, &written)), "OK");
+    EXPECT_EQ(written, 8U);
+    ASSERT_EQ(Outcome(cl.buffer.Release()), "OK");
+    fake.calls.clear();
+    EXPECT_EQ(Outcome(kernel.GetWorkGroupInfo({}, 0, 8, &written)), kNullPointer);
+    const Float64 doubles[] = {1.0};
+    for (const Int count : {Int{-1}, INT64_MIN, INT64_MAX})
+        EXPECT_EQ(Outcome(kernel.SetArg(0, doubles, count)), "CL_INVALID_ARG_SIZE") << count;
+    for (const Int count : {Int{-1}, Int{1} << 59, Int{1} << 60, INT64_MAX, INT64_MIN})
+        EXPECT_EQ(Outcome(kernel.SetArg(0, vectors.data(), count)), kOutOfMemory) << count;
+    EXPECT_EQ(Outcome(kernel.SetArg(0, static_cast<const Vector32*>(nullptr), 1)), "CL_INVALID_ARG_VALUE");
+    for (const OpenCLMemoryObjectRef& memory : {cl.buffer, OpenCLMemoryObjectRef()})
+        EXPECT_EQ(Outcome(kernel.SetArg(0, memory)), "CL_INVALID_MEM_OBJECT");
+    EXPECT_TRUE(OpenCLMemoryObjectRef().GetImageInfo(OpenCLImageInfo::WIDTH).IsEmpty());
+    EXPECT_EQ(fake.calls.size(), 0U);
 }
 
 TEST_F(ContextTest, ATaskIsInitialisedOnceUnlessItFails) {
@@ -147,10 +196,8 @@ TEST_F(ContextTest, ATaskIsInitialisedOnceUnlessItFails) {
     fake.Fail("clCreateKernel", CL_OUT_OF_RESOURCES, 1);
     EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("crc32c"))), "CL_OUT_OF_RESOURCES");
     EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("crc32c"))), "OK");
-    for (int i = 0; i < 2; i++) {
-        EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("nobody's"))), kNullPointer);
-        EXPECT_EQ(Outcome(cl.context.GetTask(String())), kNullPointer);
-    }
+    for (const char* name : {"nobody's", "nobody's", ""})
+        EXPECT_EQ(Outcome(cl.context.GetTask(MakeText(name))), kNullPointer);
 }
 
 TEST_F(ContextTest, ADyingContextFreesItsTasksFirstAndCannotBeBroughtBack) {
@@ -166,14 +213,10 @@ TEST_F(ContextTest, ADyingContextFreesItsTasksFirstAndCannotBeBroughtBack) {
     fake.calls.clear();
     cl.context = nullptr;
     EXPECT_EQ(locked, 0);
-    Texts names = TakeNames();
-    ASSERT_FALSE(names.empty());
-    EXPECT_EQ(names.back(), "clReleaseContext");
-    EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseKernel"), 5);
-    EXPECT_EQ(std::count(names.begin(), names.end(), "clReleaseProgram"), 2);
-    ClearMemParameters parameters;
-    parameters.buffer = &cl.buffer;
-    parameters.size = 4;
+    EXPECT_EQ(fake.TextsOf("clReleaseKernel").size(), 5U);
+    EXPECT_EQ(fake.TextsOf("clReleaseProgram").size(), 2U);
+    EXPECT_EQ(TakeNames().back(), "clReleaseContext");
+    const ClearMemParameters parameters{1, &cl.buffer, 4, 0};
     EXPECT_NE(Outcome(task.Execute({}, cl.queue, &parameters)), "OK") << "its kernels are gone";
 }
 

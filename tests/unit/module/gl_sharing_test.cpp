@@ -1,8 +1,5 @@
-#include <CL/cl_gl.h>
-
 #include <sstream>
 
-#include "gl_context.h"
 #include "module_fixture.h"
 #include "nuvra/open_cl_task.h"
 
@@ -11,19 +8,14 @@ namespace {
 
 constexpr cl_device_type kGpu = CL_DEVICE_TYPE_GPU;
 constexpr cl_device_type kCpu = CL_DEVICE_TYPE_CPU;
-constexpr cl_device_type kDefaultGpu = CL_DEVICE_TYPE_GPU | CL_DEVICE_TYPE_DEFAULT;
 
-/// What an operation is given as a property list, with the platform at its end.
-std::string Properties(const std::string& platform) {
-    return "\"8200 17 8203 34 4228 " + platform + '"';
-}
-
-/// The module with the sharing, on a fake runtime that begins without platforms.
+/// The module with the sharing, on a fake runtime that can share and begins without platforms.
 class GLSharingTest : public ModuleTest {
 protected:
     void SetUp() override {
         isSharing = true;
-        Restart(FakeLibrary());
+        ModuleTest::SetUp();
+        gl = MakeGLContext();
         Clear();
     }
     void TearDown() override {
@@ -31,48 +23,32 @@ protected:
         ModuleTest::TearDown();
     }
 
-    void Restart(const std::string& runtime) {
-        gl = nullptr;
-        Stop();
-        Start(runtime);
-        gl = MakeGLContext();
-        fake.calls.clear();
-    }
-    /// Leaves a runtime without platforms, which can share.
     void Clear() {
         fake.Reset();
         fake.platforms.clear();
         fake.sharingDevices.emplace();
     }
+    /// A device of the last platform. It is offered for sharing, and with the extension it can share.
     fake::Object& AddDevice(cl_device_type type, bool canShare) {
         fake::Object& device = fake.AddDevice(*fake.platforms.back(), "Device");
         device.info[CL_DEVICE_TYPE] = fake::NumberBytes<cl_device_type>({type});
         if (canShare) device.info[CL_DEVICE_EXTENSIONS] = fake::TextBytes("cl_khr_gl_sharing cl_khr_fp64");
+        fake.sharingDevices->push_back(&device);
         return device;
     }
-    /// A platform of one device, which can share with any OpenGL context.
-    fake::Object& AddSharing(cl_device_type type = kGpu) {
+    /// A platform of one device, which can share.
+    void AddSharing(cl_device_type type = kGpu) {
         fake.AddPlatform("Platform");
-        fake.sharingDevices->push_back(&AddDevice(type, true));
-        return *fake.sharingDevices->back();
+        AddDevice(type, true);
     }
     std::string Create(cl_platform_id platform = nullptr) {
         return Outcome(OpenCL::CreateGLSharedContext(gl, platform));
     }
-    BaseArray<OpenCLDeviceRef> GetDevices(Int platform) {
-        BaseArray<OpenCLPlatformRef> platforms;
-        BaseArray<OpenCLDeviceRef> devices;
-        EXPECT_EQ(Outcome(OpenCL::GetPlatforms(platforms)), "OK");
-        EXPECT_EQ(Outcome(platforms[platform].GetDevices(devices)), "OK");
-        fake.calls.clear();
-        return devices;
-    }
-
     /// Of the one context that was made: "platform2, 1, [device2]", the platform and the devices.
-    void ExpectContext(const std::string& expected, const char* title = "") {
+    void ExpectContext(const std::string& expected, const std::string& title = "") {
         const size_t platformEnd = expected.find(',');
-        EXPECT_EQ(fake.TextsOf("clCreateContext"), Texts{Properties(expected.substr(0, platformEnd)) +
-                                                         expected.substr(platformEnd) + ", ptr, ptr, ptr"})
+        EXPECT_EQ(Take("clCreateContext"), Texts{"\"8200 17 8203 34 4228 " + expected.substr(0, platformEnd) +
+                                                 '"' + expected.substr(platformEnd) + ", ptr, ptr, ptr"})
             << title;
     }
 
@@ -87,11 +63,6 @@ TEST_F(GLSharingTest, OpenGLsMemoryIsCheckedAsTheRuntimeDescribesIt) {
         context.CreateFromGLTexture2D(OpenCLMemoryFlags::READ_ONLY, 3553, 2, 9).GetValue();
     const OpenCLMemoryObjectRef buffer =
         context.CreateFromGLBuffer(OpenCLMemoryFlags::WRITE_ONLY, 9).GetValue();
-    const OpenCLMemoryObjectRef empty;
-    fake.calls.clear();
-    EXPECT_EQ(Outcome(queue.EnqueueAcquireGLObjects(1, &empty)), "CL_INVALID_MEM_OBJECT");
-    EXPECT_EQ(fake.calls.size(), 0U);
-
     // The runtime alone knows how large they are.
     const InvertImageParameters invert{1, &texture, &texture, 0, 0, 4, 5};
     EXPECT_EQ(Outcome(context.GetTask(MakeText("image.invert")).GetValue().Execute(context, queue, &invert)),
@@ -100,90 +71,77 @@ TEST_F(GLSharingTest, OpenGLsMemoryIsCheckedAsTheRuntimeDescribesIt) {
     EXPECT_EQ(Outcome(context.GetTask(MakeText("clearmem")).GetValue().Execute(context, queue, &clear)),
               "CL_INVALID_BUFFER_SIZE");
     ASSERT_EQ(Outcome(buffer.Release()), "OK");
-    EXPECT_EQ(Outcome(queue.EnqueueAcquireGLObjects(1, &buffer)), "CL_INVALID_MEM_OBJECT");
+    for (const OpenCLMemoryObjectRef& memory : {buffer, OpenCLMemoryObjectRef()})
+        EXPECT_EQ(Outcome(queue.EnqueueAcquireGLObjects(1, &memory)), "CL_INVALID_MEM_OBJECT");
+    EXPECT_EQ(fake.TextsOf("clEnqueueAcquireGLObjects"), Texts());
 }
 
-struct Search {
-    const char* title;
-    /// One text a platform, one word a device: "gpu", "default", "cpu", with "+" where it can share.
-    std::vector<std::string> platforms;
-    std::string found;  ///< the platform and the devices of the context, or the failure's code
-};
-
 TEST_F(GLSharingTest, ASearchPrefersPlainGpusThatCanShare) {
-    const Search cases[] = {
-        {"one GPU", {"gpu+"}, "platform2, 1, [device2]"},
+    const struct {
+        const char* title;
+        /// One text a platform, one word a device: "gpu", "default", "cpu", with "+" where it can share.
+        std::vector<std::string> platforms;
+        std::string found;  ///< the platform and the devices of the context, or the failure's code
+    } cases[] = {
         {"a GPU behind a CPU of another platform", {"cpu+", "gpu+"}, "platform3, 1, [device3]"},
         {"a GPU behind another device", {"cpu+ gpu+", "gpu+"}, "platform2, 2, [device3 device4]"},
         {"GPUs that cannot share", {"gpu", "cpu gpu", "gpu+"}, "platform4, 3, [device2 device4 device5]"},
         {"a GPU that is also the default device", {"default+", "gpu+"}, "platform3, 1, [device3]"},
         {"only such a GPU", {"cpu", "default+"}, "platform3, 2, [device2 device3]"},
-        {"such a GPU beside a plain one", {"default+ gpu+"}, "platform2, 1, [device3]"},
-        {"GPUs around a CPU", {"gpu+ cpu+ gpu+"}, "platform2, 2, [device2 device4]"},
-        {"no GPU", {"cpu", "cpu", "cpu+", "cpu+"}, "platform4, 4, [device2 device3 device4 device5]"},
+        {"no GPU", {"cpu", "cpu+"}, "platform3, 2, [device2 device3]"},
         {"nothing that can share", {"gpu", "cpu"}, "NO_MATCHING_PLATFORM"},
-        {"no platform", {}, "NO_MATCHING_PLATFORM"},
         {"a first platform without devices", {"", "gpu+"}, "CL_DEVICE_NOT_FOUND"},
         {"a platform without devices that is not reached", {"gpu+", ""}, "platform2, 1, [device2]"},
-        {"a platform without devices on the way to a CPU", {"cpu+", ""}, "CL_DEVICE_NOT_FOUND"},
     };
-    for (const Search& search : cases) {
+    for (const auto& [title, platforms, found] : cases) {
         Clear();
-        for (const std::string& devices : search.platforms) {
+        for (const std::string& devices : platforms) {
             fake.AddPlatform("Platform");
             std::istringstream words(devices);
             for (std::string word; words >> word;) {
-                const cl_device_type type = word[0] == 'g' ? kGpu : word[0] == 'c' ? kCpu : kDefaultGpu;
-                fake.sharingDevices->push_back(&AddDevice(type, word.back() == '+'));
+                const cl_device_type type = word[0] == 'g' ? kGpu : word[0] == 'c' ? kCpu : kGpu | 1;
+                AddDevice(type, word.back() == '+');
             }
         }
         if (const std::string outcome = Create(); outcome != "OK")
-            EXPECT_EQ(outcome, search.found) << search.title;
+            EXPECT_EQ(outcome, found) << title;
         else
-            ExpectContext(search.found, search.title);
+            ExpectContext(found, title);
     }
 }
 
 TEST_F(GLSharingTest, AGivenPlatformIsTakenWithoutASearch) {
     AddSharing();
+    fake.sharingDevices->clear();
     fake.AddPlatform("Given");
     AddDevice(kGpu, false);
     const auto given = reinterpret_cast<cl_platform_id>(fake.platforms[1]);
     EXPECT_EQ(Create(given), "EXTENSION_NOT_SUPPORTED") << "none of its devices can share";
     EXPECT_EQ(fake.TextsOf("clGetExtensionFunctionAddress"), Texts());
-    AddDevice(kGpu, true);
-    EXPECT_EQ(Create(given), "OK");
-    EXPECT_EQ(fake.TextsOf("clGetPlatformIDs"), Texts());
-    ExpectContext("platform3, 1, [device2]");
-}
-
-TEST_F(GLSharingTest, ADeviceThatDoesNotTellItsTypeIsNoGpu) {
-    AddSharing();
-    fake.sharingDevices->push_back(&AddDevice(kGpu, true));
+    // A device that does not tell its type is no GPU.
+    const fake::Object& silent = AddDevice(kGpu, true);
     bool isListed = false;
     fake.intercept = [&](const fake::Call& call) {
-        if (call.name == "clGetGLContextInfoKHR") isListed = true;
-        return isListed && fake::ToText(call) == "clGetDeviceInfo(device2, 4096, 8, ptr, null)"
+        isListed = isListed || call.name == "clGetGLContextInfoKHR";
+        return isListed && call.values[0] == fake::Value(fake::Handle{fake::Kind::DEVICE, silent.serial})
                    ? CL_OUT_OF_RESOURCES
                    : CL_SUCCESS;
     };
-    EXPECT_EQ(Create(Platform()), "OK");
-    ExpectContext("platform2, 1, [device3]");
+    EXPECT_EQ(Create(given), "OK");
+    EXPECT_EQ(fake.TextsOf("clGetPlatformIDs"), Texts());
+    ExpectContext("platform3, 1, [device3]");
 }
 
 TEST_F(GLSharingTest, AHundredDevicesFitAndMoreAreTheRuntimesError) {
     AddSharing(kCpu);
-    while (fake.sharingDevices->size() < 100) fake.sharingDevices->push_back(&AddDevice(kCpu, true));
-    {
-        const OpenCLContextRef context = OpenCL::CreateGLSharedContext(gl, Platform()).GetValue();
-        ASSERT_TRUE(context);
-        EXPECT_EQ(context.GetDevices().GetCount(), 100);
-    }
-    fake.sharingDevices->push_back(&AddDevice(kCpu, true));
+    while (fake.sharingDevices->size() < 100) AddDevice(kCpu, true);
+    EXPECT_EQ(OpenCL::CreateGLSharedContext(gl, Platform()).GetValue().GetDevices().GetCount(), 100);
+    AddDevice(kCpu, true);
     EXPECT_EQ(Create(Platform()), "CL_INVALID_VALUE");
 }
 
 TEST_F(GLSharingTest, WhatTheRuntimeLacksHasItsCode) {
+    EXPECT_EQ(Create(), "NO_MATCHING_PLATFORM");
     AddSharing();
     fake.createdCode = CL_OUT_OF_RESOURCES;
     EXPECT_EQ(Create(), "CL_OUT_OF_RESOURCES");
@@ -192,57 +150,33 @@ TEST_F(GLSharingTest, WhatTheRuntimeLacksHasItsCode) {
     EXPECT_EQ(Create(), "NO_MATCHING_DEVICE");
     fake.sharingDevices.reset();
     EXPECT_EQ(Create(), "EXTENSION_NOT_SUPPORTED");
-    fake.Fail("clGetDeviceIDs", CL_INVALID_PLATFORM);
-    EXPECT_EQ(Create(), "CL_INVALID_PLATFORM");
     fake.Fail("clGetPlatformIDs", CL_INVALID_VALUE, 2);
     EXPECT_EQ(Create(), "CL_INVALID_VALUE");
-}
-
-TEST_F(GLSharingTest, WithoutTheFunctionOrTheRuntimeNothingIsShared) {
-    const std::pair<std::string, const char*> cases[] = {
-        {FakeLibrary("_no_clGetExtensionFunctionAddress"), "EXTENSION_NOT_SUPPORTED"},
-        {"/nowhere", "OPENCL_UNINITIALIZED"},
-    };
-    AddSharing();
-    for (const auto& [runtime, outcome] : cases) {
-        Restart(runtime);
-        EXPECT_EQ(Create(Platform()), outcome);
-        EXPECT_EQ(fake.TextsOf("clCreateContext"), Texts());
-    }
-    const BaseArray<OpenCLDeviceRef> devices;
-    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices(gl, devices)), "OPENCL_UNINITIALIZED");
-    EXPECT_EQ(Create(), "OPENCL_UNINITIALIZED");
 }
 
 TEST_F(GLSharingTest, GivenDevicesArePassedInOrderWithTheFirstOnesPlatform) {
     AddSharing();
     AddSharing(kCpu);
     AddDevice(kCpu, false);
-    BaseArray<OpenCLDeviceRef> devices = GetDevices(1);
-    std::swap(devices[0], devices[1]);
-    {
-        const OpenCLContextRef context = OpenCL::CreateGLSharedContextForDevices(gl, devices).GetValue();
-        ASSERT_EQ(context.GetDevices().GetCount(), 2);
-        EXPECT_EQ(context.GetDevices()[0], reinterpret_cast<cl_device_id>(fake.platforms[1]->devices[1]));
-    }
-    ExpectContext("platform3, 2, [device4 device3]");
-    EXPECT_EQ(TakeNames(), (Texts{"clCreateContext", "clReleaseContext"})) << "nothing else is asked";
-}
-
-TEST_F(GLSharingTest, EmptyReferencesFailBeforeTheRuntimeIsAsked) {
     BaseArray<OpenCLDeviceRef> devices;
-    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices(gl, devices)), kNullPointer);
-    ASSERT_TRUE(devices.Resize(2).IsOk());
-    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices(gl, devices)), kNullPointer);
-    EXPECT_EQ(fake.calls.size(), 0U);
-    AddSharing();
-    BaseArray<OpenCLDeviceRef> halfEmpty = GetDevices(0);
+    for (const int index : {1, 0}) {
+        const auto id = reinterpret_cast<cl_device_id>(fake.platforms[1]->devices[index]);
+        ASSERT_TRUE(IsOk(devices.Append(OpenCL::GetDeviceFromId(id).GetValue())));
+    }
+    fake.calls.clear();
+    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices(gl, devices)), "OK");
+    EXPECT_EQ(fake.calls.size(), 2U) << "nothing but the context is asked for, and released";
+    ExpectContext("platform3, 2, [device4 device3]");
+
+    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices({}, devices)), kNullPointer);
     EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContext({}, nullptr)), kNullPointer);
-    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices({}, halfEmpty)), kNullPointer);
+    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices(gl, {})), kNullPointer);
+    devices[0] = nullptr;
+    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices(gl, devices)), kNullPointer);
     EXPECT_EQ(fake.calls.size(), 0U);
-    ASSERT_TRUE(halfEmpty.Resize(2).IsOk());
-    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices(gl, halfEmpty)), "CL_INVALID_DEVICE");
-    ExpectContext("platform2, 2, [device2 null]");
+    std::swap(devices[0], devices[1]);
+    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices(gl, devices)), "CL_INVALID_DEVICE");
+    ExpectContext("platform3, 2, [device3 null]");
 }
 
 }  // namespace

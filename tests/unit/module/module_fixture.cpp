@@ -1,9 +1,32 @@
 #include "module_fixture.h"
 
-#include "gl_context.h"
 #include "nuvra/host/error_names.h"
 
+namespace nuvra {
+
+class OpenGLContextImpl : public ObjectHeader {};
+
+}  // namespace nuvra
+
 namespace nuvra::test {
+
+namespace {
+
+constexpr OpenGLContextInterface::Operations kGLOperations{
+    DeleteObject<OpenGLContextImpl>,
+    [](const OpenGLContextImpl*) { return reinterpret_cast<void*>(17); },
+    [](const OpenGLContextImpl*) { return reinterpret_cast<void*>(34); },
+};
+constinit InterfaceRecord g_record =
+    ImplementInterface<OpenGLContextInterface>("net.nuvra.test.gl", "TestContext", kGLOperations);
+SourceUnit g_unit{g_program, "gl_context", {&g_record}};
+
+}  // namespace
+
+OpenGLContextRef MakeGLContext() {
+    return OpenGLContextRef(NewObject<OpenGLContextImpl>());
+}
+
 std::string CodeName(Int32 code) {
     const std::string_view name = host::FindErrorName(code);
     return name.empty() ? "code " + std::to_string(code) : std::string(name);

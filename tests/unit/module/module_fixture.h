@@ -35,6 +35,9 @@ std::string ToText(const Data& data);
 /// A library of the fake runtime: "" is the whole one, otherwise the part of its name after "fake_opencl".
 std::string FakeLibrary(const std::string& variant = "");
 
+/// A rendering context as the module sees it: two handles, which are the numbers 17 and 34.
+OpenGLContextRef MakeGLContext();
+
 /// One object of each kind.
 struct Objects {
     OpenCLContextRef context;

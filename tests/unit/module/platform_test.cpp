@@ -1,163 +1,158 @@
+#include <set>
+
 #include "module_fixture.h"
 
 namespace nuvra::test {
 namespace {
 
-using Info = OpenCLPlatformInfo;
-
+/// Platforms, devices and image formats, as far as the log of calls does not show them.
 class PlatformTest : public ModuleTest {
 protected:
-    std::string GetPlatforms() { return Outcome(OpenCL::GetPlatforms(platforms)); }
-    std::string GetDevices() { return Outcome(platforms[0].GetDevices(devices)); }
+    void SetUp() override {
+        ModuleTest::SetUp();
+        platform = fake.platforms[0];
+        device = platform->devices[0];
+    }
     void TearDown() override {
         platforms.Reset();
         devices.Reset();
         ModuleTest::TearDown();
     }
-    void SetInfo(cl_uint which, const std::string& text) {
-        fake.platforms[0]->info[which] = fake::TextBytes(text);
+    /// The outcome, and the number of items.
+    template <class T>
+    static std::string Listed(const Result<void>& listed, const BaseArray<T>& list) {
+        return Outcome(listed) + ' ' + std::to_string(list.GetCount());
+    }
+    /// What a new object of the platform or the device answers, or the failure to make one.
+    std::string Ask(const fake::Object* about, UInt32 which) {
+        Result<Data> answer{Data()};
+        if (about == platform) {
+            const Result<void> listed = OpenCL::GetPlatforms(platforms);
+            answer = listed.IsOk() ? platforms[0].GetInfo(which) : listed.GetError();
+        } else {
+            const auto made = OpenCL::GetDeviceFromId(reinterpret_cast<cl_device_id>(device));
+            answer = made.IsOk() ? made.GetValue().GetInfo(which) : made.GetError();
+        }
+        return answer.IsOk() ? ToText(answer.GetValue()) : Outcome(answer);
     }
 
+    fake::Object* platform = nullptr;
+    fake::Object* device = nullptr;
     BaseArray<OpenCLPlatformRef> platforms;
     BaseArray<OpenCLDeviceRef> devices;
 };
 
-TEST_F(PlatformTest, APlatformAnswersFromItsCopies) {
-    ASSERT_EQ(GetPlatforms(), "OK");
-    ASSERT_EQ(platforms.GetCount(), 1);
-    fake.calls.clear();
-    const std::pair<UInt32, std::string> cases[] = {
-        {Info::ID, std::to_string(reinterpret_cast<Int64>(Platform()))},
-        {Info::NAME, "Fake platform"},
-        {Info::PROFILE, "FULL_PROFILE"},
-        {Info::VERSION, "OpenCL 1.2 fake"},
-        {Info::VENDOR, "Fake vendor"},
-        {Info::EXTENSIONS, "[cl_khr_icd][cl_fake_extension]"},
-        {Info::VERSION_NUMBER, "120"},
-        {6, "none"},
-        {99, "none"},
-        {101, "none"},
+TEST_F(PlatformTest, AListIsReplacedAndEmptyWhereItsNumberChangesOrIsBeyondBelief) {
+    MakeObjects();
+    BaseArray<OpenCLImageFormat> formats;
+    struct {
+        const char* function;
+        std::function<void(size_t)> resize;
+        std::function<std::string()> list;
+        const char* whenNone;
+    } lists[] = {
+        {"clGetSupportedImageFormats", [&](size_t count) { fake.imageFormats.resize(count); },
+         [&] {
+             const auto type = OpenCLImageType::IMAGE2D;
+             return Listed(cl.context.GetSupportedImageFormats(1, type, formats), formats);
+         },
+         "OK 0"},
+        {"clGetDeviceIDs", [&](size_t count) { platform->devices.resize(count, device); },
+         [&] { return Listed(platforms[0].GetDevices(devices), devices); }, "CL_DEVICE_NOT_FOUND 0"},
+        {"clGetPlatformIDs", [&](size_t count) { fake.platforms.resize(count, platform); },
+         [&] { return Listed(OpenCL::GetPlatforms(platforms), platforms); }, "OK 0"},
     };
-    for (const auto& [which, expected] : cases) {
-        const Result<Data> value = platforms[0].GetInfo(which);
-        EXPECT_EQ(Outcome(value), "OK");
-        EXPECT_EQ(ToText(value.GetValue()), expected) << which;
-    }
-    EXPECT_NE(platforms[0].GetInfo(Info::ID).GetValue().Find<Int64>(), nullptr);
-    EXPECT_NE(platforms[0].GetInfo(Info::VERSION_NUMBER).GetValue().Find<Int64>(), nullptr);
-    EXPECT_EQ(fake.calls.size(), 0U);
-}
-
-TEST_F(PlatformTest, AnExtensionIsFoundByItsWholeName) {
-    SetInfo(CL_PLATFORM_EXTENSIONS, " cl_khr_gl_sharing_more  cl_khr_icd ");
-    ASSERT_EQ(GetPlatforms(), "OK");
-    EXPECT_FALSE(platforms[0].HasExtension(MakeText("cl_khr_gl_sharing")));
-    EXPECT_TRUE(platforms[0].HasExtension(MakeText("cl_khr_gl_sharing_more")));
-    EXPECT_TRUE(platforms[0].HasExtension(MakeText("cl_khr_icd")));
-    EXPECT_FALSE(platforms[0].HasExtension(String()));
-}
-
-TEST_F(PlatformTest, TheVersionIsParsedAfterItsWord) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"OpenCL 1.2 vendor words", "120"},
-        {"OpenCL 2.1", "210"},
-        {"OpenCL 1.10", "200"},
-        {"OpenCL C 1.2", ""},
-        {"OpenCL 1", ""},
-        {"1.2", ""},
-        {"", ""},
-    };
-    for (const auto& [text, number] : cases) {
-        SetInfo(CL_PLATFORM_VERSION, text);
-        const bool parses = *number != '\0';
-        EXPECT_EQ(GetPlatforms(), parses ? "OK" : "UNSPECIFIED") << text;
-        ASSERT_EQ(platforms.GetCount(), parses ? 1 : 0);
-        if (parses) {
-            EXPECT_EQ(ToText(platforms[0].GetInfo(Info::VERSION_NUMBER).GetValue()), number);
+    ASSERT_EQ(lists[2].list(), "OK 1");
+    for (const auto& one : lists) {
+        for (const size_t later : {1U, 3U}) {
+            one.resize(2);
+            EXPECT_EQ(one.list(), "OK 2");
+            int seen = 0;
+            fake.intercept = [&](const fake::Call& call) {
+                if (call.name == one.function && ++seen == 2) one.resize(later);
+                return CL_SUCCESS;
+            };
+            EXPECT_EQ(one.list(), "UNSPECIFIED 0") << one.function;
+            fake.intercept = nullptr;
         }
+        one.resize(65537);
+        EXPECT_EQ(one.list(), "UNSPECIFIED 0") << one.function;
+        one.resize(0);
+        EXPECT_EQ(one.list(), one.whenNone) << one.function;
+        one.resize(1);
+        EXPECT_EQ(one.list(), "OK 1") << one.function;
     }
 }
 
-TEST_F(PlatformTest, TextsThatCannotBeReadAreEmpty) {
-    fake.platforms[0]->info.erase(CL_PLATFORM_VENDOR);
-    fake.platforms[0]->info.erase(CL_PLATFORM_EXTENSIONS);
-    fake.intercept = [](const fake::Call& call) {  // the size of the name is known, the name is not given
-        const bool isName = call.name == "clGetPlatformInfo" && call.values[1] == fake::Value(0x0902UL);
-        return isName && call.values[2] != fake::Value(0UL) ? CL_OUT_OF_RESOURCES : CL_SUCCESS;
+TEST_F(PlatformTest, VersionsAreParsedAfterTheirWords) {
+    using Info = OpenCLDeviceInfo;
+    const std::tuple<fake::Object*, cl_uint, const char*, UInt32, const char*> cases[] = {
+        {platform, CL_PLATFORM_VERSION, "OpenCL 2.1 words", OpenCLPlatformInfo::VERSION_NUMBER, "210"},
+        {platform, CL_PLATFORM_VERSION, "OpenCL C 1.2", OpenCLPlatformInfo::VERSION_NUMBER, "UNSPECIFIED"},
+        {device, CL_DRIVER_VERSION, "3.1+debian", Info::DRIVER_VERSION_NUMBER, "310"},
+        {device, CL_DRIVER_VERSION, "1.10", Info::DRIVER_VERSION_NUMBER, "200"},
+        {device, CL_DRIVER_VERSION, "30000000.1", Info::DRIVER_VERSION_NUMBER, "3000000010"},
+        {device, CL_DRIVER_VERSION, "12", Info::DRIVER_VERSION_NUMBER, "UNSPECIFIED"},
+        {device, CL_DEVICE_VERSION, "OpenCL C 1.2", Info::VERSION_NUMBER, "UNSPECIFIED"},
+        {device, CL_DEVICE_OPENCL_C_VERSION, "OpenCL 2.0", Info::OPENCL_C_VERSION_NUMBER, "UNSPECIFIED"},
     };
-    ASSERT_EQ(GetPlatforms(), "OK");
-    for (const UInt32 which : {Info::NAME, Info::VENDOR, Info::EXTENSIONS})
-        EXPECT_EQ(ToText(platforms[0].GetInfo(which).GetValue()), "") << which;
-    EXPECT_EQ(ToText(platforms[0].GetInfo(Info::PROFILE).GetValue()), "FULL_PROFILE");
+    for (const auto& [about, parameter, text, which, expected] : cases) {
+        const fake::Info usual = about->info;
+        about->info[parameter] = fake::TextBytes(text);
+        EXPECT_EQ(Ask(about, which), expected) << text;
+        about->info = usual;
+    }
 }
 
-TEST_F(PlatformTest, ListingReplacesWhatTheArrayHeld) {
-    ASSERT_EQ(GetPlatforms(), "OK");
-    const OpenCLPlatformRef first = platforms[0];
-    fake.AddPlatform("Second");
-    ASSERT_EQ(GetPlatforms(), "OK");
-    ASSERT_EQ(platforms.GetCount(), 2);
-    EXPECT_FALSE(platforms[0] == first) << "each listing makes new objects";
-    EXPECT_EQ(ToText(platforms[1].GetInfo(Info::NAME).GetValue()), "Second");
-
-    fake.Fail("clGetPlatformIDs", -1001, 1);
-    EXPECT_EQ(GetPlatforms(), "CL_PLATFORM_NOT_FOUND_KHR");
-    EXPECT_EQ(platforms.GetCount(), 0);
-    fake.platforms.resize(65537, fake.platforms[0]);
-    EXPECT_EQ(GetPlatforms(), "UNSPECIFIED") << "a number beyond belief";
-    fake.platforms.clear();
-    EXPECT_EQ(GetPlatforms(), "OK") << "a runtime without platforms";
-    EXPECT_EQ(platforms.GetCount(), 0);
-}
-
-TEST_F(PlatformTest, ANumberThatChangesBetweenTheTwoQueriesIsUnspecified) {
-    int seen = 0;
+TEST_F(PlatformTest, ATextThatCannotBeReadIsEmptyAndAVersionWhoseSizeIsUnknownIsTheTextBefore) {
+    platform->info.erase(CL_PLATFORM_VENDOR);
+    platform->info.erase(CL_PLATFORM_EXTENSIONS);
+    device->info[CL_DEVICE_VENDOR] = fake::TextBytes("12.5 vendor");
+    bool isForSize = true;
     fake.intercept = [&](const fake::Call& call) {
-        if (call.name == "clGetPlatformIDs" && ++seen == 2) fake.AddPlatform("Late");
-        return CL_SUCCESS;
+        const bool isDriver = call.name == "clGetDeviceInfo" && call.values[1] == fake::Value(0x102DUL);
+        return isDriver && isForSize == (call.values[2] == fake::Value(0UL)) ? CL_OUT_OF_RESOURCES
+                                                                             : CL_SUCCESS;
     };
-    EXPECT_EQ(GetPlatforms(), "UNSPECIFIED");
-    fake.intercept = nullptr;
-    ASSERT_EQ(GetPlatforms(), "OK");
-    fake::Object& platform = *fake.platforms[0];
-    const auto devicesOnce = platform.devices;
-    platform.devices.resize(65537, devicesOnce[0]);
-    EXPECT_EQ(GetDevices(), "UNSPECIFIED") << "a number beyond belief";
-    platform.devices = devicesOnce;
-    for (const int difference : {1, -1}) {
-        seen = 0;
-        fake.intercept = [&](const fake::Call& call) {
-            if (call.name != "clGetDeviceIDs" || ++seen != 2) return CL_SUCCESS;
-            platform.devices.resize(platform.devices.size() + difference, devicesOnce[0]);
-            return CL_SUCCESS;
-        };
-        EXPECT_EQ(GetDevices(), "UNSPECIFIED");
-        EXPECT_EQ(devices.GetCount(), 0);
+    EXPECT_EQ(Ask(device, OpenCLDeviceInfo::DRIVER_VERSION_NUMBER), "1250");
+    EXPECT_EQ(Ask(device, OpenCLDeviceInfo::DRIVER_VERSION), "");
+    EXPECT_EQ(Ask(platform, OpenCLPlatformInfo::VENDOR), "");
+    EXPECT_EQ(Ask(platform, OpenCLPlatformInfo::EXTENSIONS), "");
+    isForSize = false;  // the buffer is already cleared for the new text
+    EXPECT_EQ(Ask(device, OpenCLDeviceInfo::DRIVER_VERSION_NUMBER), "UNSPECIFIED");
+}
+
+TEST_F(PlatformTest, TextsEndWithTheirBytesAlsoWithoutANulAndExtensionsAreWholeNames) {
+    device->info[CL_DEVICE_NAME] = {'a', 'b'};
+    device->info[CL_DEVICE_VENDOR] = fake::TextBytes("much longer than the name");
+    device->info[CL_DRIVER_VERSION] = {'1', '.', '2'};
+    EXPECT_EQ(Ask(device, OpenCLDeviceInfo::NAME), "ab");
+    EXPECT_EQ(Ask(device, OpenCLDeviceInfo::DRIVER_VERSION), "1.2");
+    EXPECT_EQ(Ask(platform, OpenCLPlatformInfo::VERSION_NUMBER), "120");
+    ASSERT_EQ(Outcome(platforms[0].GetDevices(devices)), "OK");
+    EXPECT_FALSE(platforms[0].HasExtension(MakeText("cl_khr")) || devices[0].HasExtension(String()));
+    EXPECT_TRUE(platforms[0].HasExtension(MakeText("cl_khr_icd")));
+    EXPECT_TRUE(devices[0].HasExtension(MakeText("cl_khr_fp64")));
+}
+
+TEST_F(PlatformTest, ADeviceHasAllItsExtensionsAndAsManySizesAsDimensionsWhereMemoryRunsOut) {
+    device->info[CL_DEVICE_MAX_WORK_ITEM_DIMENSIONS] = fake::NumberBytes<cl_uint>({2});
+    device->info[CL_DEVICE_MAX_WORK_ITEM_SIZES] = fake::NumberBytes<size_t>({7, 5});
+    std::set<std::string> seen;
+    for (Int distance = 0; distance < 50; distance++) {
+        host->allocations.FailFrom(distance);
+        const auto made = OpenCL::GetDeviceFromId(reinterpret_cast<cl_device_id>(device));
+        host->allocations.FailNone();
+        std::string answers = made.IsOk() ? "" : Outcome(made);
+        for (const UInt32 which : {OpenCLDeviceInfo::EXTENSIONS, OpenCLDeviceInfo::MAX_WORK_ITEM_SIZES,
+                                   OpenCLDeviceInfo::MAX_WORK_ITEM_DIMENSIONS})
+            if (made.IsOk()) answers += ToText(made.GetValue().GetInfo(which).GetValue());
+        seen.insert(answers);
     }
-}
-
-TEST_F(PlatformTest, DevicesAreListedAnewEachTime) {
-    fake.AddDevice(*fake.platforms[0], "Second");
-    ASSERT_EQ(GetPlatforms(), "OK");
-    ASSERT_EQ(GetDevices(), "OK");
-    ASSERT_EQ(devices.GetCount(), 2);
-    const OpenCLDeviceRef first = devices[0];
-    ASSERT_EQ(GetDevices(), "OK");
-    EXPECT_FALSE(devices[0] == first);
-    EXPECT_EQ(ToText(devices[1].GetInfo(OpenCLDeviceInfo::NAME).GetValue()), "Second");
-}
-
-TEST_F(PlatformTest, DevicesThatCannotBeListedLeaveAnEmptyArray) {
-    fake::Object& bad = fake.AddDevice(*fake.platforms[0], "Unparsable");
-    bad.info[CL_DEVICE_VERSION] = fake::TextBytes("version one");
-    ASSERT_EQ(GetPlatforms(), "OK");
-    ASSERT_TRUE(devices.Resize(3).IsOk());
-    EXPECT_EQ(GetDevices(), "UNSPECIFIED");
-    EXPECT_EQ(devices.GetCount(), 0);
-    fake.platforms[0]->devices.clear();
-    ASSERT_TRUE(devices.Resize(3).IsOk());
-    EXPECT_EQ(GetDevices(), "CL_DEVICE_NOT_FOUND");
-    EXPECT_EQ(devices.GetCount(), 0);
+    EXPECT_EQ(seen, (std::set<std::string>{kOutOfMemory, "UNSPECIFIED", "[cl_khr_fp64][cl_fake_extension]0",
+                                           "[cl_khr_fp64][cl_fake_extension][7][5]2"}));
+    device->info[CL_DEVICE_MAX_WORK_ITEM_DIMENSIONS] = fake::NumberBytes<cl_uint>({65537});
+    EXPECT_EQ(Ask(device, OpenCLDeviceInfo::NAME), "UNSPECIFIED");
 }
 
 }  // namespace

@@ -7,27 +7,27 @@ namespace {
 
 class TraceTest : public ModuleTest {
 protected:
-    void SetUp() override {
-        g_trace = {};
-        g_trace.isOffered = true;
-    }
+    void SetUp() override { g_trace = {.isOffered = true}; }
     void TearDown() override {
         ModuleTest::TearDown();
         g_trace = {};
     }
-    void StartWithObjects() {
-        Start(FakeLibrary());
-        MakeObjects();
-        g_trace.events.clear();
-    }
     static Texts TakeEvents() { return std::exchange(g_trace.events, {}); }
 };
 
-TEST_F(TraceTest, TheTracerIsToldAllNamesBeforeAnythingElse) {
+TEST_F(TraceTest, TheTracerIsToldAllNamesButNoHalvesBeforeAnythingElse) {
     fake.AddDevice(fake.AddPlatform("Second"), "Other device");
     fake.platforms[1]->info.erase(CL_PLATFORM_NAME);
-    fake.AddDevice(fake.AddPlatform("Third"), "Last device").info.erase(CL_DEVICE_NAME);
-    fake.AddPlatform("Empty");
+    fake::Object& third = fake.AddPlatform("Third");
+    fake.AddDevice(third, "Last device").info.erase(CL_DEVICE_NAME);
+    fake.AddDevice(third, "Half");
+    fake.AddPlatform("Half");
+    fake.intercept = [](const fake::Call& call) {
+        const bool isName = call.name == "clGetPlatformInfo" || call.name == "clGetDeviceInfo";
+        if (!isName || call.values[2] != fake::Value(UInt64{5})) return CL_SUCCESS;
+        std::strcpy(static_cast<char*>(const_cast<void*>(std::get<const void*>(call.values[3]))), "Ha");
+        return CL_OUT_OF_HOST_MEMORY;
+    };
     Start(FakeLibrary());
     const std::string comment =
         "# OpenCL tracer initialization. Make all device names known to the parser "
@@ -36,53 +36,30 @@ TEST_F(TraceTest, TheTracerIsToldAllNamesBeforeAnythingElse) {
         TakeEvents(),
         (Texts{comment, "> OpenCLTracerInit i 0", "> OpenCLSetPlatformInfo PT platform1 \"Fake platform\"",
                "> OpenCLSetDeviceInfo PT device1 \"Fake device\"",
-               "> OpenCLSetPlatformInfo PT platform3 \"Third\"",
-               "> OpenCLSetPlatformInfo PT platform4 \"Empty\"", "> OpenCLTracerInit i 1"}));
+               "> OpenCLSetPlatformInfo PT platform3 \"Third\"", "> OpenCLSetDeviceInfo PT device4 \"\"",
+               "> OpenCLSetPlatformInfo PT platform4 \"\"", "> OpenCLTracerInit i 1"}));
 }
 
-TEST_F(TraceTest, ANameThatIsWrittenByHalfIsNotTold) {
-    fake.intercept = [](const fake::Call& call) {
-        const bool isName = call.name == "clGetPlatformInfo" || call.name == "clGetDeviceInfo";
-        const void* value = isName ? std::get<const void*>(call.values[3]) : nullptr;
-        if (value == nullptr) return CL_SUCCESS;
-        std::strcpy(static_cast<char*>(const_cast<void*>(value)), "junk");
-        return CL_OUT_OF_HOST_MEMORY;
-    };
-    Start(FakeLibrary());
-    fake.intercept = nullptr;
-    const Texts events = TakeEvents();
-    ASSERT_EQ(events.size(), 5U);
-    EXPECT_EQ(events[2], "> OpenCLSetPlatformInfo PT platform1 \"\"");
-    EXPECT_EQ(events[3], "> OpenCLSetDeviceInfo PT device1 \"\"");
-}
-
-TEST_F(TraceTest, WithoutPlatformsTheTracerIsToldNothing) {
-    fake.intercept = [](const fake::Call&) { return -1001; };
-    Start(FakeLibrary());
-    fake.intercept = nullptr;
-    EXPECT_EQ(TakeEvents(), Texts());
-    EXPECT_TRUE(OpenCL::IsAvailable());
-    EXPECT_EQ(TakeEvents().size(), 2U) << "but it sees calls";
-}
-
-TEST_F(TraceTest, ATracerThatIsInactiveOrMissingSeesNothing) {
-    for (const bool isOffered : {false, true}) {
-        g_trace.isOffered = isOffered;
-        g_trace.isActive = false;
+TEST_F(TraceTest, ATracerThatIsInactiveOrMissingOrWithoutPlatformsIsToldNothing) {
+    const std::tuple<bool, bool, int> cases[] = {{false, true, 1}, {true, false, 1}, {true, true, 0}};
+    for (const auto& [isOffered, isActive, platforms] : cases) {
         fake.Reset();
+        fake.platforms.resize(platforms);
+        g_trace.isOffered = isOffered;
+        g_trace.isActive = isActive;
         Start(FakeLibrary());
-        MakeObjects();
-        EXPECT_EQ(Outcome(cl.queue.Finish()), "OK");
+        EXPECT_EQ(TakeEvents(), Texts());
+        static_cast<void>(OpenCL::IsAvailable());
+        EXPECT_EQ(TakeEvents().size(), platforms > 0 ? 0U : 2U) << "without platforms it sees calls";
         Stop();
-        EXPECT_EQ(g_trace.events, Texts());
     }
 }
 
 TEST_F(TraceTest, EventsCarryTheCallingThread) {
-    StartWithObjects();
+    Start(FakeLibrary());
     g_trace.threads.clear();
-    EXPECT_EQ(Outcome(cl.queue.Finish()), "OK");
-    std::thread([&] { EXPECT_EQ(Outcome(cl.queue.Finish()), "OK"); }).join();
+    EXPECT_TRUE(OpenCL::IsAvailable());
+    std::thread([] { EXPECT_TRUE(OpenCL::IsAvailable()); }).join();
     ASSERT_EQ(g_trace.threads.size(), 4U);
     EXPECT_EQ(g_trace.threads[0], g_trace.threads[1]);
     EXPECT_NE(g_trace.threads[0], g_trace.threads[2]);
@@ -90,31 +67,24 @@ TEST_F(TraceTest, EventsCarryTheCallingThread) {
 }
 
 TEST_F(TraceTest, ACapturingTracerGetsSourcesAndInitialBytes) {
-    StartWithObjects();
+    Start(FakeLibrary());
+    MakeObjects();
     const char* sources[] = {"first text", "second"};
     const size_t lengths[] = {5, 0};
     char bytes[] = "host";
-    const auto attached = [&] {
-        Texts found;
-        const UInt32 before = g_trace.lastCookie;
-        static_cast<void>(cl.context.CreateProgramWithSource(2, sources, lengths));
-        static_cast<void>(cl.context.CreateProgramWithSource(1, sources));
+    g_trace.lastCookie = 0;
+    for (const bool isCapturing : {false, true}) {
+        g_trace.isCapturing = isCapturing;
         for (const UInt32 flags : {32U, 8U, 1U})
             static_cast<void>(cl.context.CreateBuffer(flags, 4, flags > 1 ? bytes : nullptr));
-        for (const std::string& text : TakeEvents()) {
-            if (text[0] != '+') continue;
-            const size_t end = text.find(' ', 2);
-            const auto cookie = static_cast<UInt32>(std::stoul(text.substr(2, end - 2)));
-            found.push_back(std::to_string(cookie - before) + text.substr(end));
-        }
-        return found;
-    };
-    EXPECT_EQ(attached(), Texts());
-    g_trace.isCapturing = true;
-    EXPECT_EQ(attached(), (Texts{"1 11 5 first 0", "1 11 0 second 1", "3 11 0 first text 0", "5 12 4 host -1",
-                                 "7 12 4 host -1"}));
-    sources[1] = nullptr;
-    EXPECT_EQ(attached()[1], "2 11 0 first text 0") << "a null source has no text";
+        static_cast<void>(cl.context.CreateProgramWithSource(2, sources, lengths));
+    }
+    sources[0] = nullptr;  // has no text, and the runtime refuses it
+    static_cast<void>(cl.context.CreateProgramWithSource(2, sources));
+    Texts events = TakeEvents();
+    std::erase_if(events, [](const std::string& text) { return text[0] != '+'; });
+    EXPECT_EQ(events, (Texts{"+ 9 12 4 host -1", "+ 11 12 4 host -1", "+ 15 11 5 first 0",
+                             "+ 15 11 0 second 1", "+ 17 11 0 second 1"}));
 }
 
 }  // namespace

@@ -6,10 +6,8 @@
 namespace nuvra::test {
 namespace {
 
-using ForkTest = ModuleTest;
-
 /// The test framework forks for the process whose end it expects.
-TEST_F(ForkTest, AForkedChildHasItsOwnThread) {
+TEST_F(ModuleTest, AForkedChildHasItsOwnThread) {
     Stop();
     g_trace = {.isOffered = true};
     Start(FakeLibrary());
@@ -21,6 +19,12 @@ TEST_F(ForkTest, AForkedChildHasItsOwnThread) {
     Stop();
     EXPECT_EXIT(_exit(0), testing::ExitedWithCode(0), "") << "of the unloaded module nothing is called";
     g_trace = {};
+}
+
+TEST_F(ModuleTest, OpenGLSharingIsRefusedWhereTheSystemHasNone) {
+    const OpenGLContextRef gl = MakeGLContext();
+    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContext(gl, nullptr)), "EXTENSION_NOT_SUPPORTED");
+    EXPECT_EQ(Outcome(OpenCL::CreateGLSharedContextForDevices(gl, {})), "EXTENSION_NOT_SUPPORTED");
 }
 
 }  // namespace
