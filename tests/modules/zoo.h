@@ -15,20 +15,19 @@ struct OrderLog {
         void (*Write)(const char* event);
     };
 };
-
 inline void Log(const char* event) {
     if (const auto* log = nuvra::Table<OrderLog>()) log->Write(event);
 }
 
 /// Implemented by the module "zoo.server" and used by "zoo.user", neither of which names the other.
-struct Served {
+struct Served : OrderLog {
     static constexpr nuvra::Id kId{"zoo.Served#1"};
-    static constexpr const char* kHeader = "zoo.h";
     static constexpr bool kOptional = false;
+};
 
-    struct Operations {
-        void (*Serve)();
-    };
+/// Implemented by nobody.
+struct Absent : Served {
+    static constexpr nuvra::Id kId{"zoo.Absent#1"};
 };
 
 /// An interface of the class "zoo.Counter".
@@ -39,8 +38,5 @@ struct Counter {
         nuvra::Int (*Next)(void* component);
     };
 };
-
-inline constexpr char kRegistry[] = "zoo.Classes";
-inline constexpr char kCounterKey[] = "counter";
 
 }  // namespace zoo

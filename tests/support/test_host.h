@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <limits>
 #include <map>
 #include <string>
 #include <vector>
@@ -21,24 +22,22 @@ class AllocationGate {
 public:
     /// The allocation that is `distance` after the next one fails, and with `onwards` all after it.
     void FailFrom(Int distance, bool onwards = false) {
-        _failing = _asked + distance;
-        _onwards = onwards;
+        _last = onwards ? kNever : _asked + distance;
+        _first = _asked + distance;
     }
     void FailAll() { FailFrom(0, true); }
-    void FailNone() { _failing = -1; }
-    /// How many allocations were asked for.
+    void FailNone() { _first = kNever; }
     Int GetCount() const { return _asked; }
-
     bool Allows() {
         const Int index = _asked++;
-        const Int failing = _failing;
-        return failing < 0 || (_onwards ? index < failing : index != failing);
+        return index < _first || index > _last;
     }
 
 private:
+    static constexpr Int kNever = std::numeric_limits<Int>::max();
     std::atomic<Int> _asked{0};
-    std::atomic<Int> _failing{-1};
-    std::atomic<bool> _onwards{false};
+    std::atomic<Int> _first{kNever};
+    std::atomic<Int> _last{kNever};
 };
 
 /// A host with everything that a test wants to see of it.
@@ -74,7 +73,11 @@ testing::AssertionResult IsOk(const Result<T>& result) {
     return testing::AssertionFailure() << ErrorClass(result) << ": " << ErrorText(result);
 }
 
-/// A text that can be had.
 String MakeText(std::string_view text);
+
+/// Whether the library in that file is in memory.
+bool IsLoaded(const std::string& file);
+/// A library that every search of the system finds.
+extern const char* const kSystemLibrary;
 
 }  // namespace nuvra::test

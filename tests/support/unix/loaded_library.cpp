@@ -1,28 +1,15 @@
-#include "loaded_library.h"
-
 #include <dlfcn.h>
+
+#include "test_host.h"
 
 namespace nuvra::test {
 
+const char* const kSystemLibrary = "libc.so.6";
+
 bool IsLoaded(const std::string& file) {
     void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_NOLOAD);
-    if (handle == nullptr) return false;
-    dlclose(handle);
-    return true;
+    if (handle != nullptr) dlclose(handle);
+    return handle != nullptr;
 }
-
-std::string WordsForNoLibrary() {
-    return "invalid ELF header";
-}
-
-std::string WordsForNoFile() {
-    return "No such file";
-}
-
-std::string WordsForNoSymbol() {
-    return "undefined symbol";
-}
-
-const char* const kSystemLibrary = "libc.so.6";
 
 }  // namespace nuvra::test
