@@ -10,14 +10,14 @@ using namespace nuvra;
 
 constexpr Id kDependencies[] = {"net.nuvra.core.framework", ZOO_DEPENDENCIES};
 constinit ModuleRecord g_module{ZOO_ID, 0, kDependencies};
-constexpr Id kFrameworkDependencies[] = {"net.nuvra.core.framework"};
-constinit ModuleRecord g_framework{ZOO_ID ".framework", kModuleFramework, kFrameworkDependencies};
+constinit ModuleRecord g_framework{ZOO_ID ".framework", kModuleFramework};
 constinit InitializerRecord g_initializer{
     {{RecordKind::INITIALIZER, ZOO_ID, nullptr, 0}, nullptr},
     []() -> Result<void> {
         if (std::string_view(ZOO_ID) == "zoo.failing")
             return NewError<WrongValueTypeErrorObject>("the weather is bad");
-        Log("+" ZOO_ID);
+        static bool hasStarted = false;  // since it was loaded
+        Log(std::exchange(hasStarted, true) ? "again " ZOO_ID : "+" ZOO_ID);
 #if defined(ZOO_USES)
         Table<ZOO_USES>()->Write("served");
 #endif
@@ -73,6 +73,10 @@ constexpr Id kCounterParts[] = {"zoo.part.CounterImpl"};
 constinit ClassRecord g_counter = MakeClass("zoo.Counter", nullptr, kCounterParts);
 constinit RegistryEntryRecord g_entry{
     {{RecordKind::REGISTRY_ENTRY, "zoo.Classes:counter", nullptr, 0}, nullptr}, "zoo.Counter"};
+
+// A class of what may be one or the other component.
+constexpr Id kAmbiguousParts[] = {"zoo.part"};
+constinit ClassRecord g_ambiguous = MakeClass("zoo.Ambiguous", nullptr, kAmbiguousParts);
 
 // An error that shouts the text that it was given.
 constexpr ErrorInterface::Operations kShoutTable = [] {

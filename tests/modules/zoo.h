@@ -2,7 +2,6 @@
 
 #include "nuvra/interface.h"
 
-/// What the test modules share with the tests that load them.
 namespace zoo {
 
 /// Implemented by a test that wants to know in which order modules start and end.
@@ -25,9 +24,10 @@ struct Served : OrderLog {
     static constexpr bool kOptional = false;
 };
 
-/// Implemented by nobody.
+/// Implemented by nobody, and nobody says where it is declared.
 struct Absent : Served {
     static constexpr nuvra::Id kId{"zoo.Absent#1"};
+    static constexpr const char* kHeader = nullptr;
 };
 
 /// An interface of the class "zoo.Counter".

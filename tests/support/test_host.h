@@ -20,7 +20,7 @@ extern host::Program g_program;
 /// Counts the allocations of a host and makes some fail.
 class AllocationGate {
 public:
-    /// The allocation that is `distance` after the next one fails, and with `onwards` all after it.
+    /// The allocation `distance` after the next one fails, and with `onwards` all after it.
     void FailFrom(Int distance, bool onwards = false) {
         _last = onwards ? kNever : _asked + distance;
         _first = _asked + distance;
@@ -40,7 +40,6 @@ private:
     std::atomic<Int> _last{kNever};
 };
 
-/// A host with everything that a test wants to see of it.
 class TestHost {
 public:
     explicit TestHost(std::map<std::string, std::string> redirects = {},
@@ -54,19 +53,16 @@ public:
     host::Host host;
 };
 
-/// The error's text; "" for a success.
 template <class T>
 std::string ErrorText(const Result<T>& result) {
     return std::string(result.GetError().GetMessage().GetView());
 }
 
-/// The id of the error's class; "" for a success.
 template <class T>
 std::string ErrorClass(const Result<T>& result) {
     return result.IsOk() ? "" : result.GetError().GetClassId();
 }
 
-/// For EXPECT_TRUE: a failure prints the error.
 template <class T>
 testing::AssertionResult IsOk(const Result<T>& result) {
     if (result.IsOk()) return testing::AssertionSuccess();
@@ -74,10 +70,5 @@ testing::AssertionResult IsOk(const Result<T>& result) {
 }
 
 String MakeText(std::string_view text);
-
-/// Whether the library in that file is in memory.
-bool IsLoaded(const std::string& file);
-/// A library that every search of the system finds.
-extern const char* const kSystemLibrary;
 
 }  // namespace nuvra::test

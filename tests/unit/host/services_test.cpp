@@ -10,10 +10,9 @@
 namespace nuvra::test {
 namespace {
 
-using ErrorTest = HostTest;
-using DllTest = HostTest;
+using namespace std::string_literals;
 
-TEST_F(ErrorTest, AnErrorKnowsWhereItWasMade) {
+TEST_F(HostTest, AnErrorKnowsWhereItWasMade) {
     const ErrorRef error = NewError<WrongValueTypeErrorObject>("wrong");
     EXPECT_EQ(error.GetLocation().line, __LINE__ - 1);
     EXPECT_STREQ(error.GetLocation().file, "tests/unit/host/services_test.cpp");
@@ -29,7 +28,7 @@ TEST_F(ErrorTest, AnErrorKnowsWhereItWasMade) {
     EXPECT_EQ(ErrorRef().GetClassId(), nullptr);
 }
 
-TEST_F(ErrorTest, WithoutMemoryThereIsStillAnError) {
+TEST_F(HostTest, WithoutMemoryThereIsStillAnError) {
     host.allocations.FailFrom(1);
     const ErrorRef withoutText = NewError<WrongValueTypeErrorObject>("the text");
     EXPECT_STREQ(withoutText.GetClassId(), "nuvra.WrongValueTypeErrorObject");
@@ -47,7 +46,7 @@ TEST_F(ErrorTest, WithoutMemoryThereIsStillAnError) {
     }
 }
 
-TEST_F(ErrorTest, EachAtInAFormatTakesTheNextArgument) {
+TEST_F(HostTest, EachAtInAFormatTakesTheNextArgument) {
     const std::tuple<const char*, std::vector<std::string_view>, const char*> cases[] = {
         {"@ and @", {"one", "two"}, "one and two"},
         {"@ and @", {"one"}, "one and @"},
@@ -81,7 +80,6 @@ TEST(ErrorNamesTest, EveryErrorCodeOfTheHeadersHasAName) {
     }
     EXPECT_GT(count, 80);
     EXPECT_EQ(host::FindErrorName(-25), "");
-    EXPECT_EQ(host::FindErrorName(7), "");
 }
 
 const std::string kFile = ZooFile("runtime");
@@ -99,57 +97,57 @@ Result<void*> Find(const DllRef& library, const char* name) {
     return library.FindSymbol(CString::FromText(name).GetValue());
 }
 
-TEST_F(DllTest, ALibraryIsOpenUntilNobodyHasItOrItIsFreed) {
+TEST_F(HostTest, ALibraryIsOpenUntilNobodyHasItOrItIsFreed) {
     for (const bool isFreed : {false, true}) {
         DllRef library = Load(kFile).GetValue();
-        EXPECT_NE(Find(library, kSymbol).GetValue(), nullptr);
+        auto** list = static_cast<void**>(Find(library, kSymbol).GetValue());
+        ASSERT_NE(list, nullptr);
+        EXPECT_EQ(std::exchange(*list, nullptr) == nullptr, isFreed && host::kRuntimesStayResident)
+            << "what is changed is as it was in a library that was closed";
         std::string reason;
         host::DynamicLibrary::Open(kFile, host::LibraryUse::RUNTIME, reason).Find("clNothing", reason);
         EXPECT_NE(reason, "");
         EXPECT_EQ(ErrorText(Find(library, "clNothing")),
                   "the library \"" + kFile + "\" has no \"clNothing\": " + reason);
-        EXPECT_TRUE(IsLoaded(kFile));
-        if (isFreed) {
-            EXPECT_TRUE(IsOk(library.Free()));
-            for (const auto& error : {Find(library, kSymbol).GetError(), library.Free().GetError()})
-                ExpectWords(ErrorText(Result<void>(error)), {"closed", kFile});
-        }
-        if (!isFreed) library = nullptr;
-        EXPECT_EQ(IsLoaded(kFile), host::kRuntimesStayResident);
+        if (!isFreed) continue;
+        EXPECT_TRUE(IsOk(library.Free()));
+        ExpectWords(ErrorText(Find(library, kSymbol)), {"closed", kFile});
+        ExpectWords(ErrorText(library.Free()), {"closed", kFile});
+        const DllRef next = Load(kFile).GetValue();
+        EXPECT_EQ(*static_cast<void**>(Find(next, kSymbol).GetValue()) == nullptr,
+                  host::kRuntimesStayResident);
     }
 }
 
-TEST_F(DllTest, ARedirectedNameOpensTheOtherFileOrLeavesNothing) {
+TEST_F(HostTest, WhatCannotBeOpenedIsNamedWithTheReasonAndLeavesNothing) {
     for (const int failing : {0, 1, 2, 3}) {  // the URL, its scheme, its path, the library object
         host.allocations.FailFrom(failing);
         EXPECT_EQ(ErrorClass(Load("libsomething.so.1")), "nuvra.OutOfMemoryErrorObject") << failing;
     }
     host.allocations.FailNone();
-    EXPECT_TRUE(IsOk(Find(Load("libsomething.so.1").GetValue(), kSymbol)));
-    EXPECT_EQ(ErrorText(Load("libabsent.so.1")),
-              "cannot open the library \"/nowhere/at all\" in place of \"libabsent.so.1\": " +
-                  ReasonFor("/nowhere/at all"));
+    EXPECT_TRUE(IsOk(Find(Load("libsomething.so.1").GetValue(), kSymbol))) << "which is another file";
+    const std::string text = ZOO_SOURCES "zoo.h";
+    for (const auto& [asked, title, file] :
+         {std::tuple("libabsent.so.1"s, "\"/nowhere/at all\" in place of \"libabsent.so.1\""s,
+                     "/nowhere/at all"s),
+          {"libnobodyhas.so.7", "\"libnobodyhas.so.7\"", "libnobodyhas.so.7"},
+          {text, '"' + text + '"', text}})
+        EXPECT_EQ(ErrorText(Load(asked)), "cannot open the library " + title + ": " + ReasonFor(file));
+    EXPECT_NE(ReasonFor("libnobodyhas.so.7"), ReasonFor(text));
+    ExpectWords(ErrorText(Load("")), {"a library without a name"});
+    EXPECT_EQ(ErrorClass(DllRef::Load(UrlRef(), true)), "nuvra.NullPointerErrorObject");
 }
 
-TEST_F(DllTest, OnlyANameWithAFolderIsTakenFromTheCurrentOne) {
+TEST_F(HostTest, OnlyANameWithAFolderIsTakenFromTheCurrentOne) {
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(ZOO_FOLDER);
     const std::string name = std::filesystem::path(kFile).filename().string();
     EXPECT_FALSE(Load(name).IsOk());
     EXPECT_TRUE(IsOk(Load("./" + name)));
     EXPECT_TRUE(IsOk(Load(name, false)));
+    EXPECT_TRUE(IsOk(Load(SYSTEM_LIBRARY)));
+    EXPECT_FALSE(Load(SYSTEM_LIBRARY, false).IsOk()) << "it is not in this folder";
     std::filesystem::current_path(before);
-    EXPECT_TRUE(IsOk(Load(kSystemLibrary)));
-    EXPECT_FALSE(Load(kSystemLibrary, false).IsOk()) << "it is not in this folder";
-}
-
-TEST_F(DllTest, WhatCannotBeOpenedIsNamedWithTheReason) {
-    for (const char* file : {"libnobodyhas.so.7", ZOO_SOURCES "zoo.h"})
-        EXPECT_EQ(ErrorText(Load(file)),
-                  "cannot open the library \"" + std::string(file) + "\": " + ReasonFor(file));
-    EXPECT_NE(ReasonFor("libnobodyhas.so.7"), ReasonFor(ZOO_SOURCES "zoo.h"));
-    ExpectWords(ErrorText(Load("")), {"a library without a name"});
-    EXPECT_EQ(ErrorClass(DllRef::Load(UrlRef(), true)), "nuvra.NullPointerErrorObject");
 }
 
 }  // namespace

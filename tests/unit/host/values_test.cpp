@@ -1,6 +1,3 @@
-#include <algorithm>
-#include <set>
-
 #include "nuvra/data.h"
 #include "nuvra/hash_map.h"
 #include "zoo_fixture.h"
@@ -11,19 +8,13 @@ namespace {
 using namespace std::string_view_literals;
 constexpr const char* kOutOfMemory = "nuvra.OutOfMemoryErrorObject";
 
-using ContainerTest = HostTest;
-using DataTest = HostTest;
-using IdTest = HostTest;
-using TextTest = HostTest;
-
 template <class T>
 std::vector<T> Items(const BaseArray<T>& array) {
     return {array.begin(), array.end()};
 }
 
-TEST_F(ContainerTest, AnArrayGrowsAndShrinksInOrder) {
+TEST_F(HostTest, AnArrayGrowsAndShrinksInOrder) {
     BaseArray<Int> array;
-    EXPECT_EQ(array.GetFirst(), nullptr);
     std::vector<Int> expected;
     for (Int i = 0; i < 1000; i++) {
         ASSERT_TRUE(IsOk(array.Append(i * 7)));
@@ -39,12 +30,12 @@ TEST_F(ContainerTest, AnArrayGrowsAndShrinksInOrder) {
     ASSERT_TRUE(IsOk(array.Resize(4)));
     EXPECT_EQ(Items(array), (std::vector<Int>{7, 14, 0, 0})) << "new elements are zero, not what was there";
     BaseArray<Int> moved = std::move(array);
-    EXPECT_EQ(moved.GetCount(), 4);
     moved.Reset();
     EXPECT_TRUE(moved.IsEmpty());
+    EXPECT_TRUE(array.IsEmpty());  // NOLINT(bugprone-use-after-move): moving leaves nothing
 }
 
-TEST_F(ContainerTest, AnArrayThatCannotGrowOrBeCopiedIsAsItWas) {
+TEST_F(HostTest, AnArrayThatCannotGrowOrBeCopiedIsAsItWas) {
     BaseArray<String> array;
     for (Int i = 0; i < 8; i++) ASSERT_TRUE(IsOk(array.Append(MakeText(std::to_string(i)))));
     const std::vector<String> before = Items(array);
@@ -64,10 +55,9 @@ TEST_F(ContainerTest, AnArrayThatCannotGrowOrBeCopiedIsAsItWas) {
     EXPECT_EQ(Items(other), before);
     ASSERT_TRUE(IsOk(other.CopyFrom(BaseArray<String>())));
     EXPECT_TRUE(other.IsEmpty());
-    EXPECT_TRUE(IsOk(array.Append(String())));
 }
 
-TEST_F(ContainerTest, AMapKeepsEveryEntryAtItsAddressAndFailsAsAWhole) {
+TEST_F(HostTest, AMapKeepsEveryEntryAtItsAddressAndFailsAsAWhole) {
     HashMap<String, Int> map;
     const String key = MakeText("0");
     for (const int failing : {0, 1}) {  // the table of buckets and the entry, one after the other
@@ -90,12 +80,11 @@ TEST_F(ContainerTest, AMapKeepsEveryEntryAtItsAddressAndFailsAsAWhole) {
     }
     for (size_t i = 0; i < 500; i += 2) map.Erase(entries[i]);
     EXPECT_EQ(map.GetCount(), 250);
-    std::set<Int> values;
-    map.ForEach([&](auto& entry) { values.insert(entry.value); });
-    EXPECT_EQ(values.size(), 250U);
-    EXPECT_TRUE(std::all_of(values.begin(), values.end(), [](Int value) { return value % 2 == 1; }));
-    EXPECT_EQ(map.Find(MakeText("4")), nullptr);
-    EXPECT_EQ(map.Find(MakeText("5")), entries[5]);
+    for (Int i = 0; i < 500; i++)
+        EXPECT_EQ(map.Find(MakeText(std::to_string(i))), i % 2 == 1 ? entries[i] : nullptr);
+    Int sum = 0;
+    map.ForEach([&](auto& entry) { sum += entry.value; });
+    EXPECT_EQ(sum, 250 * 250);
 }
 
 template <class T>
@@ -111,7 +100,7 @@ void ExpectType(const T& value, const T& same, const T& other, const char* text)
     EXPECT_EQ(type->toText(nullptr).GetValue().GetView(), "nullptr");
 }
 
-TEST_F(DataTest, EveryHostTypeHasItsTextAndOnlyItsValue) {
+TEST_F(HostTest, EveryHostTypeHasItsTextAndOnlyItsValue) {
     ExpectType(true, true, false, "true");
     ExpectType(false, false, true, "false");
     ExpectType(Int32{-7}, Int32{-7}, Int32{7}, "-7");
@@ -124,11 +113,10 @@ TEST_F(DataTest, EveryHostTypeHasItsTextAndOnlyItsValue) {
     const Data number = Data::Of(Int64{-7}).GetValue();
     EXPECT_EQ(ErrorClass(number.Get<UInt64>()), "nuvra.WrongValueTypeErrorObject");
     EXPECT_EQ(ErrorClass(Data().Get<Int64>()), "nuvra.WrongValueTypeErrorObject");
-    EXPECT_EQ(number.Find<Int32>(), nullptr);
     EXPECT_FALSE(Data::Of(BaseArray<String>()).IsOk()) << "nobody registers it";
 }
 
-TEST_F(DataTest, ValuesAreCopiedMovedAndEnded) {
+TEST_F(HostTest, ValuesAreCopiedMovedAndEnded) {
     const String text = MakeText("some text");
     Data first = Data::Of(text).GetValue();
     Data copy = first.Copy().GetValue();
@@ -144,7 +132,7 @@ TEST_F(DataTest, ValuesAreCopiedMovedAndEnded) {
     EXPECT_TRUE(Data().ToText().GetValue().IsEmpty());
 }
 
-TEST_F(TextTest, BytesThatAreNoUtf8BecomeReplacementCharacters) {
+TEST_F(HostTest, BytesThatAreNoUtf8BecomeReplacementCharacters) {
     // A "?" stands for the replacement character.
     const std::pair<std::string_view, std::string_view> cases[] = {
         {"a\0b\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80"sv, "a\0b\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80"sv},
@@ -171,7 +159,7 @@ TEST_F(TextTest, BytesThatAreNoUtf8BecomeReplacementCharacters) {
     EXPECT_TRUE(Table<StringInterface>()->Create(nullptr, 0).GetValue().IsEmpty());
 }
 
-TEST_F(TextTest, TextsShareTheirBytesAndThoseForCHoldNoNul) {
+TEST_F(HostTest, TextsShareTheirBytesAndThoseForCHoldNoNul) {
     const Int before = host::CountAllocations();
     const String text = MakeText("shared");
     String copy;
@@ -191,7 +179,7 @@ TEST_F(TextTest, TextsShareTheirBytesAndThoseForCHoldNoNul) {
     EXPECT_TRUE(IsOk(CString::FromText("")));
 }
 
-TEST_F(TextTest, MemoryComesAsTheServiceSays) {
+TEST_F(HostTest, MemoryComesAsTheServiceSays) {
     for (const Int size : {Int{0}, Int{-1}, std::numeric_limits<Int>::max()})
         EXPECT_EQ(System::Allocate(size), nullptr) << size;
     auto* block = static_cast<char*>(System::Reallocate(nullptr, 16));
@@ -207,7 +195,7 @@ TEST_F(TextTest, MemoryComesAsTheServiceSays) {
     System::Free(nullptr);
 }
 
-TEST_F(IdTest, TheWordHoldsLengthAndHashAndEqualWordsAreSettledByTheTexts) {
+TEST_F(HostTest, TheWordHoldsLengthAndHashAndEqualWordsAreSettledByTheTexts) {
     EXPECT_EQ(Id("nuvra.System#1").GetWord(), UInt64{0xe35d6396ab48ed});
     EXPECT_EQ(Id("\xFF\x80").GetWord(), UInt64{0x20000000001f61});
     EXPECT_EQ(Id(std::string(4097, 'x').c_str()).GetWord(), UInt64{0x14f1024f880078}) << "12 bits of length";
@@ -221,20 +209,18 @@ TEST_F(IdTest, TheWordHoldsLengthAndHashAndEqualWordsAreSettledByTheTexts) {
     EXPECT_TRUE(kFirst == Id(std::string("Aa").c_str()));
 }
 
-TEST_F(IdTest, OwnedTextLivesAsLongAsAnyCopy) {
+TEST_F(HostTest, OwnedTextLivesAsLongAsAnyCopy) {
     const auto [allocate, reallocate, release] = *Table<System>();
     static constexpr Id kBorrowed{"owned text"};
     const Int before = host::CountAllocations();
-    Id survivor;
+    std::string text = "owned text";
+    Id survivor = Id::Own(text.c_str(), allocate, release);
+    text.assign("something else");
+    EXPECT_EQ(survivor.GetWord(), kBorrowed.GetWord() | UInt64{1} << 51);
+    EXPECT_TRUE(survivor == kBorrowed) << "who owns the text makes no difference";
     {
-        std::string text = "owned text";
-        const Id id = Id::Own(text.c_str(), allocate, release);
-        text.assign("something else");
-        EXPECT_EQ(id.GetWord(), kBorrowed.GetWord() | UInt64{1} << 51);
-        EXPECT_TRUE(id == kBorrowed) << "who owns the text makes no difference";
-        Id copy;
-        copy = id;
-        Id moved = std::move(copy);
+        const Id copy = survivor;
+        Id moved = std::move(survivor);
         survivor = moved;
     }
     EXPECT_STREQ(survivor.GetText(), "owned text");

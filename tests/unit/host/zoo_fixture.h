@@ -6,7 +6,6 @@
 
 namespace nuvra::test {
 
-/// The file of a test module.
 inline std::string ZooFile(const std::string& name) {
     return ZOO_FOLDER "zoo_" + name + ZOO_SUFFIX;
 }
@@ -21,7 +20,7 @@ inline constinit InterfaceRecord g_logImplementation =
     ImplementInterface<zoo::OrderLog>("test.OrderLog", "OrderLog", kLogTable);
 inline const SourceUnit g_logUnit(g_program, "zoo_fixture", {&g_logImplementation});
 
-/// What the modules logged since the last look: "+id" for a start, "-id" for an end.
+/// The modules' starts, "+id", and ends, "-id"; "again id" where it had not been unloaded in between.
 inline Texts TakeLog() {
     return std::exchange(g_log, {});
 }
@@ -43,20 +42,18 @@ inline void ExpectWords(const std::string& message, const Texts& words) {
 class HostTest : public testing::Test {
 protected:
     void SetUp() override {
-        _before = host::CountAllocations();
+        before = host::CountAllocations();
         ASSERT_TRUE(IsOk(host.Start(ZooFiles({"base", "good"}))));
     }
     void TearDown() override {
         host.allocations.FailNone();
         EXPECT_EQ(host.host.Shutdown(), Texts()) << "objects of these modules are left";
-        EXPECT_EQ(host::CountAllocations(), _before) << "blocks are left";
+        EXPECT_EQ(host::CountAllocations(), before) << "blocks are left";
         TakeLog();
     }
 
     TestHost host{{{"libsomething.so.1", ZooFile("runtime")}, {"libabsent.so.1", "/nowhere/at all"}}};
-
-private:
-    Int _before = 0;
+    Int before = 0;
 };
 
 }  // namespace nuvra::test

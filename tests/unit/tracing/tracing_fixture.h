@@ -49,15 +49,13 @@ protected:
             {std::regex("([= \\[])0x[0-9a-f]{6,}"), "$1ptr"},  // not the bits behind the names of others
             {std::regex(", [0-9.]+ us"), ""},
         };
-        std::istringstream lines(ReadText(logFile));
+        std::istringstream lines(ReadText(logFile).substr(_seen));
         Texts taken;
-        size_t number = 0;
         for (std::string line; std::getline(lines, line);) {
-            if (number++ < _linesSeen) continue;
+            _seen += line.size() + 1;
             for (const auto& [what, with] : kChanges) line = std::regex_replace(line, what, with);
             taken.push_back(line);
         }
-        _linesSeen = number;
         return taken;
     }
 
@@ -82,7 +80,7 @@ protected:
     const std::filesystem::path logFile = folder / "log";
 
 private:
-    size_t _linesSeen = 0;
+    size_t _seen = 0;  ///< bytes of the log
 };
 
 }  // namespace nuvra::test
