@@ -42,9 +42,9 @@ constinit InterfaceRecord g_secondImplementation =
 
 constexpr ComponentRecord MakeComponent(const char* id, const char* typeName, Int size,
                                         const ComponentOperations& operations,
-                                        const ComponentInterface& interface) {
+                                        const ComponentInterface& implemented) {
     return {
-        {{RecordKind::COMPONENT, id, nullptr, 0}, nullptr}, typeName, size, 8, &operations, &interface, 1};
+        {{RecordKind::COMPONENT, id, nullptr, 0}, nullptr}, typeName, size, 8, &operations, &implemented, 1};
 }
 constexpr ClassRecord MakeClass(const char* id, const char* baseClass, const Id* component) {
     return {
