@@ -2,7 +2,6 @@
 
 #include "nuvra/interface.h"
 
-/// What the test modules share with the tests that load them.
 namespace zoo {
 
 /// Implemented by a test that wants to know in which order modules start and end.
@@ -15,20 +14,20 @@ struct OrderLog {
         void (*Write)(const char* event);
     };
 };
-
 inline void Log(const char* event) {
     if (const auto* log = nuvra::Table<OrderLog>()) log->Write(event);
 }
 
 /// Implemented by the module "zoo.server" and used by "zoo.user", neither of which names the other.
-struct Served {
+struct Served : OrderLog {
     static constexpr nuvra::Id kId{"zoo.Served#1"};
-    static constexpr const char* kHeader = "zoo.h";
     static constexpr bool kOptional = false;
+};
 
-    struct Operations {
-        void (*Serve)();
-    };
+/// Implemented by nobody, and nobody says where it is declared.
+struct Absent : Served {
+    static constexpr nuvra::Id kId{"zoo.Absent#1"};
+    static constexpr const char* kHeader = nullptr;
 };
 
 /// An interface of the class "zoo.Counter".
@@ -39,8 +38,5 @@ struct Counter {
         nuvra::Int (*Next)(void* component);
     };
 };
-
-inline constexpr char kRegistry[] = "zoo.Classes";
-inline constexpr char kCounterKey[] = "counter";
 
 }  // namespace zoo

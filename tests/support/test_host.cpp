@@ -11,22 +11,11 @@ namespace nuvra::test {
 
 constinit host::Program g_program{"test.program", "the test program", {"net.nuvra.core.framework"}};
 
-namespace {
-
-host::Options MakeOptions(TestHost& owner, std::map<std::string, std::string> redirects,
-                          std::shared_ptr<host::Tracing> tracing) {
-    host::Options options;
-    options.redirects = std::move(redirects);
-    options.tracing = std::move(tracing);
-    options.diagnostics = [&owner](std::string_view message) { owner.diagnostics.emplace_back(message); };
-    options.allow = [&owner](Int) { return owner.allocations.Allows(); };
-    return options;
-}
-
-}  // namespace
-
 TestHost::TestHost(std::map<std::string, std::string> redirects, std::shared_ptr<host::Tracing> tracing)
-    : host(MakeOptions(*this, std::move(redirects), std::move(tracing))) {}
+    : host({.redirects = std::move(redirects),
+            .diagnostics = [this](std::string_view message) { diagnostics.emplace_back(message); },
+            .allow = [this](Int) { return allocations.Allows(); },
+            .tracing = std::move(tracing)}) {}
 
 Result<void> TestHost::Start(const Texts& libraries) {
     NUVRA_RETURN_IF_ERROR(host.AddProgram(g_program));

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <limits>
 #include <map>
 #include <string>
 #include <vector>
@@ -19,29 +20,26 @@ extern host::Program g_program;
 /// Counts the allocations of a host and makes some fail.
 class AllocationGate {
 public:
-    /// The allocation that is `distance` after the next one fails, and with `onwards` all after it.
+    /// The allocation `distance` after the next one fails, and with `onwards` all after it.
     void FailFrom(Int distance, bool onwards = false) {
-        _failing = _asked + distance;
-        _onwards = onwards;
+        _last = onwards ? kNever : _asked + distance;
+        _first = _asked + distance;
     }
     void FailAll() { FailFrom(0, true); }
-    void FailNone() { _failing = -1; }
-    /// How many allocations were asked for.
+    void FailNone() { _first = kNever; }
     Int GetCount() const { return _asked; }
-
     bool Allows() {
         const Int index = _asked++;
-        const Int failing = _failing;
-        return failing < 0 || (_onwards ? index < failing : index != failing);
+        return index < _first || index > _last;
     }
 
 private:
+    static constexpr Int kNever = std::numeric_limits<Int>::max();
     std::atomic<Int> _asked{0};
-    std::atomic<Int> _failing{-1};
-    std::atomic<bool> _onwards{false};
+    std::atomic<Int> _first{kNever};
+    std::atomic<Int> _last{kNever};
 };
 
-/// A host with everything that a test wants to see of it.
 class TestHost {
 public:
     explicit TestHost(std::map<std::string, std::string> redirects = {},
@@ -55,26 +53,22 @@ public:
     host::Host host;
 };
 
-/// The error's text; "" for a success.
 template <class T>
 std::string ErrorText(const Result<T>& result) {
     return std::string(result.GetError().GetMessage().GetView());
 }
 
-/// The id of the error's class; "" for a success.
 template <class T>
 std::string ErrorClass(const Result<T>& result) {
     return result.IsOk() ? "" : result.GetError().GetClassId();
 }
 
-/// For EXPECT_TRUE: a failure prints the error.
 template <class T>
 testing::AssertionResult IsOk(const Result<T>& result) {
     if (result.IsOk()) return testing::AssertionSuccess();
     return testing::AssertionFailure() << ErrorClass(result) << ": " << ErrorText(result);
 }
 
-/// A text that can be had.
 String MakeText(std::string_view text);
 
 }  // namespace nuvra::test

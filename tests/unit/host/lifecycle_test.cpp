@@ -1,12 +1,15 @@
+#include <algorithm>
+
 #include "nuvra/diagnostic.h"
 #include "nuvra/dll.h"
+#include "nuvra/host/file_name.h"
 #include "zoo_fixture.h"
 
 namespace nuvra::test {
 namespace {
 
 const Class* FindCounter() {
-    return Registry::FindClass(zoo::kRegistry, zoo::kCounterKey);
+    return Registry::FindClass("zoo.Classes", "counter");
 }
 
 AnyRef MakeCounter() {
@@ -17,91 +20,59 @@ TEST(LifecycleTest, ModulesStartBehindWhatTheyNeedAndEndInReverse) {
     // The order of loading does not matter; "user" uses what "server" implements, and names it nowhere.
     const Texts tree{"+zoo.base", "+zoo.middle", "+zoo.top", "-zoo.top", "-zoo.middle", "-zoo.base"};
     const Texts pair{"+zoo.server", "+zoo.user", "served", "-zoo.user", "-zoo.server"};
-    for (const auto& [order, log] : {std::pair(Texts{"base", "middle", "top"}, tree),
-                                     {{"top", "base", "middle"}, tree},
-                                     {{"middle", "top", "base"}, tree},
+    const Texts good{"+zoo.base", "+zoo.good", "-zoo.good", "-zoo.base"};
+    for (const auto& [order, log] : {std::pair(Texts{"top", "base", "middle"}, tree),
                                      {{"user", "server"}, pair},
-                                     {{"server", "user"}, pair}}) {
+                                     {{"server", "user"}, pair},
+                                     {{"good", "base"}, good},
+                                     {{"good", "base"}, good}}) {
         TestHost host;
+        const Int before = host::CountAllocations();
         EXPECT_TRUE(IsOk(host.Start(ZooFiles(order))));
         EXPECT_EQ(host.host.Shutdown(), Texts());
         EXPECT_EQ(TakeLog(), log);
-        for (const std::string& file : ZooFiles(order)) EXPECT_FALSE(IsLoaded(file)) << file;
         EXPECT_EQ(host.diagnostics, Texts());
+        EXPECT_EQ(host::CountAllocations(), before);
     }
-}
-
-TEST(LifecycleTest, AFailingInitializerIsNamedAndTakesDownWhatWasStarted) {
-    TestHost host;
-    const Texts files = ZooFiles({"base", "failing", "middle"});
-    const Result<void> result = host.Start(files);
-    EXPECT_NE(ErrorText(result).find("\"zoo.failing\""), std::string::npos) << ErrorText(result);
-    EXPECT_NE(ErrorText(result).find("the weather is bad"), std::string::npos) << ErrorText(result);
-    EXPECT_EQ(TakeLog(), (Texts{"+zoo.base", "+zoo.middle", "-zoo.middle", "-zoo.base"}))
-        << "the failed module has nothing to end";
-    for (const std::string& file : files) EXPECT_FALSE(IsLoaded(file)) << file;
-}
-
-TEST(LifecycleTest, LoadingAndUnloadingManyTimesLeavesNothing) {
-    const Texts files = ZooFiles({"good", "base"});
-    Int before = 0;
-    for (int i = 0; i < 100; i++) {
-        TestHost host;
-        if (i == 0) before = host::CountAllocations();
-        ASSERT_TRUE(IsOk(host.Start(files)));
-        {
-            const AnyRef counter = MakeCounter();
-            ASSERT_TRUE(WeakRef<AnyRef>(counter).Lock());
-        }
-        ASSERT_EQ(host.host.Shutdown(), Texts());
-        for (const std::string& file : files) ASSERT_FALSE(IsLoaded(file)) << file;
-        ASSERT_EQ(FindCounter(), nullptr);
-        ASSERT_EQ(TakeLog(), (Texts{"+zoo.base", "+zoo.good", "-zoo.good", "-zoo.base"}));
-        ASSERT_EQ(host.diagnostics, Texts());
-    }
-    EXPECT_EQ(host::CountAllocations(), before);
 }
 
 TEST(LifecycleTest, AModuleWithLiveObjectsStaysLoadedWithAllThatItNeeds) {
     const Texts kept = ZooFiles({"base", "good"});
+    const Texts all = ZooFiles({"good", "base", "middle", "top"});
     AnyRef survivor;
     {
         TestHost host;
-        ASSERT_TRUE(IsOk(host.Start(ZooFiles({"good", "base", "middle", "top"}))));
+        ASSERT_TRUE(IsOk(host.Start(all)));
         survivor = MakeCounter();
         TakeLog();
         EXPECT_EQ(host.host.Shutdown(), (Texts{"zoo.good", "zoo.base"}));
         EXPECT_EQ(TakeLog(), (Texts{"-zoo.top", "-zoo.middle"})) << "what stays is not finalized";
         ASSERT_EQ(host.diagnostics.size(), 2U);
-        EXPECT_NE(host.diagnostics[0].find("\"zoo.good\""), std::string::npos);
-        EXPECT_NE(host.diagnostics[0].find("1 of its objects"), std::string::npos);
-        EXPECT_NE(host.diagnostics[1].find("\"zoo.base\""), std::string::npos);
+        ExpectWords(host.diagnostics[0], {"\"zoo.good\"", "1 of its objects"});
+        ExpectWords(host.diagnostics[1], {"\"zoo.base\""});
         EXPECT_EQ(FindCounter(), nullptr) << "its registrations are gone all the same";
     }
-    for (const std::string& file : kept) EXPECT_TRUE(IsLoaded(file)) << file;
-    EXPECT_FALSE(IsLoaded(ZooFile("middle")));
-    EXPECT_FALSE(IsLoaded(ZooFile("top")));
     {
         TestHost next;
-        for (const std::string& file : kept)
-            EXPECT_NE(ErrorText(next.host.LoadModules(file)).find("still in use"), std::string::npos)
-                << "it cannot start a second time while it is in use";
+        for (const std::string& file : kept) ExpectWords(ErrorText(next.host.LoadModules(file)), {"in use"});
     }
     EXPECT_EQ(TakeLog(), Texts());
 
-    survivor = nullptr;  // without any host
+    EXPECT_EQ(NewError<UnknownErrorObject>("text").GetMessage().GetView(), "text") << "without any host";
+    EXPECT_TRUE(WeakRef<AnyRef>(survivor).Lock() == survivor);
+    survivor = nullptr;
     {
         TestHost next;
         EXPECT_EQ(TakeLog(), Texts()) << "ended when the next host began, before its log was there";
-        for (const std::string& file : kept) EXPECT_FALSE(IsLoaded(file)) << file;
         EXPECT_TRUE(IsOk(next.Start(kept)));
         survivor = MakeCounter();
         EXPECT_EQ(next.host.Shutdown().size(), 2U);
         EXPECT_EQ(TakeLog(), (Texts{"+zoo.base", "+zoo.good"}));
         survivor = nullptr;
-        EXPECT_TRUE(IsOk(next.Start(kept))) << "nor need there be another host";
+        EXPECT_TRUE(IsOk(next.Start(all))) << "nor need there be another host";
     }
-    EXPECT_EQ(TakeLog(), (Texts{"+zoo.base", "+zoo.good", "-zoo.good", "-zoo.base"}));
+    EXPECT_EQ(TakeLog(), (Texts{"+zoo.base", "+zoo.good", "+zoo.middle", "+zoo.top", "-zoo.top",
+                                "-zoo.middle", "-zoo.good", "-zoo.base"}));
 }
 
 TEST(LifecycleTest, BeforeThereIsAHostEveryCallIsAnError) {
@@ -122,30 +93,78 @@ TEST(LifecycleTest, BeforeThereIsAHostEveryCallIsAnError) {
     EXPECT_EXIT(use(), testing::ExitedWithCode(0), "");
 }
 
-TEST(LifecycleTest, ServicesOutliveTheHost) {
-    ErrorRef error;
-    UrlRef url;
-    {
-        TestHost host;
-        ASSERT_TRUE(IsOk(host.Start()));
-        error = NewError<UnknownErrorObject>("held");
-        url = UrlRef::Create().GetValue();
-    }
-    EXPECT_EQ(error.GetMessage().GetView(), "held");
-    EXPECT_TRUE(IsOk(url.SetPath(MakeText("a path"))));
-    EXPECT_TRUE(WeakRef<ErrorRef>(error).Lock() == error);
-}
-
 TEST(LifecycleTest, AnOutdatedComponentMakesItsClassesUnavailable) {
-    const std::string message =
-        "Interface nuvra.ErrorInterface#1 is outdated in module zoo.outdated, so the module can't define a "
-        "component which implements the interface.";
     TestHost host;
     EXPECT_TRUE(IsOk(host.Start(ZooFiles({"outdated"})))) << "the module itself runs";
-    EXPECT_EQ(host.diagnostics, Texts{message});
+    EXPECT_EQ(host.diagnostics,
+              Texts{"Interface nuvra.ErrorInterface#1 is outdated in module zoo.outdated, so the module "
+                    "can't define a component which implements the interface."});
     for (const char* id : {"zoo.OutdatedErrorObject", "zoo.DerivedErrorObject"})
         EXPECT_EQ(Registry::FindClass("nuvra.Classes", id), nullptr) << id;
-    EXPECT_EQ(Registry::FindClass(zoo::kRegistry, "outdated"), nullptr);
+    EXPECT_EQ(Registry::FindClass("zoo.Classes", "outdated"), nullptr);
+    host.host.Shutdown();
+    TakeLog();
+}
+
+TEST(LifecycleTest, StartNamesTheModuleAndWhatIsWrongAndTakesDownAll) {
+    const struct {
+        Texts libraries;
+        Texts words;
+        Texts log{};
+    } cases[] = {
+        {{"unknown_record"}, {"\"zoo.unknown_record\"", "zoo.from_the_future", "99"}},
+        {{"missing_dependency"}, {"\"zoo.missing_dependency\"", "\"zoo.absent\""}},
+        {{"cycle_a", "cycle_b"}, {"the module \"zoo.cycle_a\"", "zoo.cycle_a -> zoo.cycle_b -> zoo.cycle_a"}},
+        {{"unresolved"}, {"\"zoo.unresolved\"", "\"zoo.Absent#1\" ()"}},
+        {{"user"}, {"\"zoo.user\"", "\"zoo.Served#1\" (zoo.h)"}},
+        {{"ambiguous"}, {"\"zoo.part.CounterImpl\" or \"zoo.part.ShoutImpl\""}},
+        {{"operation_count"}, {"\"zoo.operation_count\"", "\"nuvra.System#1\"", "4 operations", "has 3"}},
+        {{"base", "same_id"}, {"\"zoo.base\"", "zoo_base", "zoo_same_id"}},
+        {{"second_implementation"},
+         {"\"zoo.second_implementation\"", "\"nuvra.System#1\"", "\"net.nuvra.core.framework\""}},
+        {{"base", "good", "registry_clash"}, {"\"zoo.registry_clash\"", "\"zoo.Classes\"", "\"counter\""}},
+        {{"base", "good", "component_clash"},
+         {"\"zoo.component_clash\"", "registers \"zoo.part.CounterImpl\""}},
+        {{"base", "failing", "middle"},
+         {"\"zoo.failing\"", "the weather is bad"},
+         {"+zoo.base", "+zoo.middle", "-zoo.middle", "-zoo.base"}},
+    };
+    for (const auto& [libraries, words, log] : cases) {
+        Texts files = ZooFiles(libraries);
+        for (const bool isReversed : {false, true}) {
+            TestHost host;
+            const Result<void> result = host.Start(files);
+            EXPECT_EQ(ErrorClass(result), "nuvra.UnknownErrorObject");
+            if (!isReversed) ExpectWords(ErrorText(result), words);
+            EXPECT_EQ(host.diagnostics, Texts());
+            EXPECT_EQ(TakeLog(), log) << words[0];
+            std::reverse(files.begin(), files.end());
+        }
+    }
+}
+
+TEST(LifecycleTest, AFileThatIsNoModuleLibraryIsRefused) {
+    const std::string text = ZOO_SOURCES "zoo.h";
+    for (const std::string& file : {text, ZooFile("that_nobody_built"), ZooFile("no_list")}) {
+        const auto path = host::ToText(std::filesystem::absolute(host::ToPath(file)));
+        const bool isLibrary = file == ZooFile("no_list");
+        TestHost host;
+        ExpectWords(ErrorText(host.host.LoadModules(file)),
+                    {file, isLibrary ? "g_privateModules" : ReasonFor(path)});
+        ExpectWords(ErrorText(host.host.AddModules(nullptr, "a program")), {"a program lists no modules"});
+        EXPECT_TRUE(IsOk(host.Start(ZooFiles({"base"})))) << "the others are not harmed by " << file;
+    }
+    TakeLog();
+}
+
+TEST(LifecycleTest, ARunningHostIsAloneAndTakesNoMoreModules) {
+    TestHost host;
+    EXPECT_THROW(TestHost(), std::logic_error);
+    ASSERT_TRUE(IsOk(host.Start()));
+    EXPECT_FALSE(host.host.LoadModules(ZooFile("base")).IsOk());
+    EXPECT_EQ(ErrorText(host.host.AddModules(nullptr, nullptr)).find("the program comes too late"), 0U);
+    EXPECT_FALSE(host.host.Start().IsOk());
+    EXPECT_NE(Registry::FindClass("nuvra.Classes", "nuvra.UnknownErrorObject"), nullptr) << "it still runs";
 }
 
 }  // namespace

@@ -1,28 +1,59 @@
 #pragma once
 
-#include "loaded_library.h"
+#include "dynamic_library.h"
 #include "test_host.h"
 #include "zoo.h"
 
 namespace nuvra::test {
 
-/// The file of a test module.
 inline std::string ZooFile(const std::string& name) {
     return ZOO_FOLDER "zoo_" + name + ZOO_SUFFIX;
 }
+inline Texts ZooFiles(Texts names) {
+    for (std::string& name : names) name = ZooFile(name);
+    return names;
+}
 
-/// The files of several test modules.
-Texts ZooFiles(const Texts& names);
+inline Texts g_log;
+inline constexpr zoo::OrderLog::Operations kLogTable{[](const char* event) { g_log.emplace_back(event); }};
+inline constinit InterfaceRecord g_logImplementation =
+    ImplementInterface<zoo::OrderLog>("test.OrderLog", "OrderLog", kLogTable);
+inline const SourceUnit g_logUnit(g_program, "zoo_fixture", {&g_logImplementation});
 
-/// What the modules logged since the last look: "+id" for a start, "-id" for an end.
-Texts TakeLog();
+/// The modules' starts, "+id", and ends, "-id"; "again id" where it had not been unloaded in between.
+inline Texts TakeLog() {
+    return std::exchange(g_log, {});
+}
 
-/// A test on a running host without further modules.
+/// Why the system cannot open that file.
+inline std::string ReasonFor(const std::string& file) {
+    std::string reason;
+    EXPECT_FALSE(host::DynamicLibrary::Open(file, host::LibraryUse::RUNTIME, reason).IsOpen());
+    EXPECT_TRUE(!reason.empty() && reason.find('%') == reason.npos) << reason;
+    return reason;
+}
+
+inline void ExpectWords(const std::string& message, const Texts& words) {
+    for (const std::string& word : words)
+        EXPECT_NE(message.find(word), std::string::npos) << '"' << word << "\" is not in: " << message;
+}
+
+/// On a running host with two modules and other files for two names. Nothing may be left.
 class HostTest : public testing::Test {
 protected:
-    void SetUp() override { ASSERT_TRUE(IsOk(host.Start())); }
+    void SetUp() override {
+        before = host::CountAllocations();
+        ASSERT_TRUE(IsOk(host.Start(ZooFiles({"base", "good"}))));
+    }
+    void TearDown() override {
+        host.allocations.FailNone();
+        EXPECT_EQ(host.host.Shutdown(), Texts()) << "objects of these modules are left";
+        EXPECT_EQ(host::CountAllocations(), before) << "blocks are left";
+        TakeLog();
+    }
 
-    TestHost host;
+    TestHost host{{{"libsomething.so.1", ZooFile("runtime")}, {"libabsent.so.1", "/nowhere/at all"}}};
+    Int before = 0;
 };
 
 }  // namespace nuvra::test
