@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstring>
 #include <type_traits>
 
@@ -9,155 +8,141 @@
 /// What the runtime's functions share: recording arguments, checking handles, answering.
 namespace nuvra::fake {
 
-template <class T, class... Handles>
-constexpr int FindKind() {
-    int found = -1;
-    int kind = 0;
-    ((found = std::is_same_v<T, Handles> ? kind : found, kind++), ...);
-    return found;
-}
-/// In the order of `Kind`.
-template <class T>
-inline constexpr int kKindOf = FindKind<T, cl_platform_id, cl_device_id, cl_context, cl_command_queue, cl_mem,
-                                        cl_program, cl_kernel, cl_event>();
+/// Of handles: their name, and the code for one that is no live object.
+struct HandleKind {
+    const char* name = nullptr;
+    cl_int invalid = CL_SUCCESS;
+};
+template <class H>
+inline constexpr HandleKind kKind{};
+#define HANDLE_KIND(H, name, invalid) \
+    template <>                       \
+    inline constexpr HandleKind kKind<H>{name, invalid};
+HANDLE_KIND(cl_platform_id, "platform", CL_INVALID_PLATFORM)
+HANDLE_KIND(cl_device_id, "device", CL_INVALID_DEVICE)
+HANDLE_KIND(cl_context, "context", CL_INVALID_CONTEXT)
+HANDLE_KIND(cl_command_queue, "queue", CL_INVALID_COMMAND_QUEUE)
+HANDLE_KIND(cl_mem, "memory", CL_INVALID_MEM_OBJECT)
+HANDLE_KIND(cl_program, "program", CL_INVALID_PROGRAM)
+HANDLE_KIND(cl_kernel, "kernel", CL_INVALID_KERNEL)
+HANDLE_KIND(cl_event, "event", CL_INVALID_EVENT)
 
-/// An array argument to be recorded.
+/// An array argument, and the code for handles in it that are no live objects.
 template <class T>
 struct List {
-    List(const T* first, std::size_t number) : items(first), count(number) {}
+    List(const T* first, std::size_t number, cl_int code = kKind<T>.invalid)
+        : items(first), count(number), invalid(code) {}
     const T* items;
     std::size_t count;
+    cl_int invalid;
 };
 
 template <class T>
 Value ToValue(T value) {
-    if constexpr (kKindOf<T> >= 0)
-        return Control::Get().Describe(static_cast<Kind>(kKindOf<T>), value);
+    if constexpr (std::is_same_v<T, Value>)
+        return value;
+    else if constexpr (std::is_integral_v<T>)
+        return static_cast<std::uint64_t>(value);
+    else if constexpr (kKind<T>.name != nullptr)
+        return Control::Get().Describe(value);
     else if constexpr (std::is_function_v<std::remove_pointer_t<T>>)
         return static_cast<const void*>(reinterpret_cast<void*>(value));
-    else if constexpr (std::is_pointer_v<T>)
-        return static_cast<const void*>(value);
     else
-        return static_cast<std::uint64_t>(value);
+        return static_cast<const void*>(value);
 }
 inline Value ToValue(const char* text) {
     if (text == nullptr) return static_cast<const void*>(nullptr);
     return std::string(text);
 }
-inline Value ToValue(Value value) {
-    return value;
-}
 template <class T>
 Value ToValue(List<T> list) {
     if (list.items == nullptr) return static_cast<const void*>(nullptr);
-    if constexpr (std::is_same_v<T, std::uint8_t>) {
-        return Bytes(list.items, list.items + list.count);
-    } else if constexpr (kKindOf<T> >= 0) {
+    if constexpr (kKind<T>.name != nullptr) {
         Handles handles;
-        for (std::size_t i = 0; i < list.count; i++)
-            handles.push_back(std::get<Handle>(ToValue(list.items[i])));
+        for (std::size_t i = 0; i < list.count; i++) handles.push_back(Control::Get().Find(list.items[i]));
         return handles;
     } else {
-        return Numbers(list.items, list.items + list.count);
+        using Copy = std::conditional_t<sizeof(T) == 1, Bytes, Numbers>;
+        return Copy(list.items, list.items + list.count);
     }
 }
 
+/// The code for an argument that is no live object, or an array that holds such.
+template <class T>
+cl_int Check(const T& value) {
+    if constexpr (kKind<T>.name != nullptr)
+        return Control::Get().Check(kKind<T>.name, value) ? CL_SUCCESS : kKind<T>.invalid;
+    return CL_SUCCESS;
+}
+template <class T>
+cl_int Check(const List<T>& list) {
+    if (std::is_same_v<T, cl_event> && (list.count == 0) != (list.items == nullptr)) return list.invalid;
+    for (std::size_t i = 0; list.items != nullptr && i < list.count; i++)
+        if (Check(list.items[i]) != CL_SUCCESS) return list.invalid;
+    return CL_SUCCESS;
+}
+
+/// Records a call. The code is that which it is to fail with, or the first for an invalid handle.
 template <class... A>
 cl_int Record(const char* name, const A&... arguments) {
-    return Control::Get().Record(name, {ToValue(arguments)...});
+    cl_int code = Control::Get().Record(name, {ToValue(arguments)...});
+    ((code = code == CL_SUCCESS ? Check(arguments) : code), ...);
+    return code;
 }
 
+/// The object behind a handle that was checked.
 template <class H>
-Object* Find(H handle) {
-    return Control::Get().Find(static_cast<Kind>(kKindOf<H>), handle);
+Object& Get(H handle) {
+    return *reinterpret_cast<Object*>(handle);
 }
 
+/// Drops a count whatever it is to answer or throw.
 template <class H>
-H Make(Object** made = nullptr) {
-    Object& object = Control::Get().Make(static_cast<Kind>(kKindOf<H>));
-    if (made != nullptr) *made = &object;
-    return reinterpret_cast<H>(&object);
-}
-
-/// A release: drops a count whatever it is to answer or throw.
-template <class H>
-cl_int Release(const char* name, H handle, cl_int invalid) {
-    const auto drop = [handle] {
-        Object* object = Find(handle);
-        if (object != nullptr) object->count--;
-        return object != nullptr;
-    };
-    cl_int code = CL_SUCCESS;
-    try {
-        code = Record(name, handle);
-    } catch (...) {
-        drop();
-        throw;
-    }
-    const bool isDropped = drop();
-    if (code != CL_SUCCESS) return code;
-    return isDropped ? CL_SUCCESS : invalid;
+cl_int Release(const char* name, H handle) {
+    const std::shared_ptr<Object> drop(Control::Get().Find(handle), [](Object* object) {
+        if (object != nullptr && object->count > 0) object->count--;
+    });
+    return Record(name, handle);
 }
 
 /// Ends a creating call: the failing code with no object, or a new object filled by `fill`.
 template <class H, class Fill>
-H Create(cl_int code, cl_int* codeOut, Fill fill) {
-    H handle = nullptr;
+H Create(cl_int code, cl_int* codeOut, const Fill& fill) {
+    Object* object = nullptr;
     if (code == CL_SUCCESS) {
-        Object* object = nullptr;
-        handle = Make<H>(&object);
+        object = &Control::Get().Make(kKind<H>.name);
         fill(*object);
         code = Control::Get().createdCode;
     }
     if (codeOut != nullptr) *codeOut = code;
-    return handle;
+    return reinterpret_cast<H>(object);
 }
 
 inline cl_int Answer(const Bytes& bytes, std::size_t size, void* value, std::size_t* sizeOut) {
     if (value != nullptr) {
         if (size < bytes.size()) return CL_INVALID_VALUE;
-        std::copy(bytes.begin(), bytes.end(), static_cast<std::uint8_t*>(value));
+        std::ranges::copy(bytes, static_cast<std::uint8_t*>(value));
     }
     if (sizeOut != nullptr) *sizeOut = bytes.size();
     return CL_SUCCESS;
 }
 
-inline cl_int Answer(const Info& info, cl_uint which, std::size_t size, void* value, std::size_t* sizeOut) {
-    const auto found = info.find(which);
-    return found == info.end() ? CL_INVALID_VALUE : Answer(found->second, size, value, sizeOut);
+/// An information query about an object, and for which others.
+template <class H, class... Others>
+cl_int AnswerAbout(const char* name, cl_uint which, std::size_t size, void* value, std::size_t* sizeOut,
+                   H handle, Others... others) {
+    if (const cl_int code = Record(name, handle, others..., which, size, value, sizeOut)) return code;
+    const auto found = Get(handle).info.find(which);
+    return found == Get(handle).info.end() ? CL_INVALID_VALUE : Answer(found->second, size, value, sizeOut);
 }
 
-/// An information query: `getInfo` gives the answers of the live object behind the handle.
-template <class H, class GetInfo>
-cl_int AnswerAbout(const char* name, H handle, cl_int invalid, cl_uint which, std::size_t size, void* value,
-                   std::size_t* sizeOut, const GetInfo& getInfo) {
-    if (const cl_int code = Record(name, handle, which, size, value, sizeOut)) return code;
-    const Object* object = Find(handle);
-    return object != nullptr ? Answer(getInfo(*object), which, size, value, sizeOut) : invalid;
-}
-
-/// The two-step list query: at most `room` handles, and their number.
-template <class H>
-cl_int AnswerList(const std::vector<Object*>& objects, cl_uint room, H* handles, cl_uint* count) {
-    if (handles != nullptr)
-        for (std::size_t i = 0; i < objects.size() && i < room; i++)
-            handles[i] = reinterpret_cast<H>(objects[i]);
-    if (count != nullptr) *count = static_cast<cl_uint>(objects.size());
+/// The two-step list query: at most `room` items, and their number.
+template <class T, class Item>
+cl_int AnswerList(const std::vector<Item>& items, cl_uint room, T* list, cl_uint* count) {
+    const auto* first = reinterpret_cast<const T*>(items.data());
+    if (list != nullptr) std::copy_n(first, std::min<std::size_t>(room, items.size()), list);
+    if (count != nullptr) *count = static_cast<cl_uint>(items.size());
     return CL_SUCCESS;
-}
-
-inline std::size_t PixelSize(const cl_image_format& format) {
-    const auto isAny = [](cl_uint value, auto... others) {
-        return ((value == static_cast<cl_uint>(others)) || ...);
-    };
-    const cl_uint order = format.image_channel_order;
-    const cl_uint type = format.image_channel_data_type;
-    const std::size_t channels = isAny(order, CL_RGBA, CL_BGRA, CL_ARGB) ? 4
-                                 : order == CL_RGB                       ? 3
-                                 : isAny(order, CL_RG, CL_RA)            ? 2
-                                                                         : 1;
-    if (isAny(type, CL_SNORM_INT8, CL_UNORM_INT8, CL_SIGNED_INT8, CL_UNSIGNED_INT8)) return channels;
-    return channels * (isAny(type, CL_SIGNED_INT32, CL_UNSIGNED_INT32, CL_FLOAT) ? 4 : 2);
 }
 
 }  // namespace nuvra::fake

@@ -1,7 +1,7 @@
 #include <set>
 
 #include "gl_context.h"
-#include "nuvra/open_cl_task.h"
+#include "task_fixture.h"
 #include "tracer.h"
 
 namespace nuvra::test {
@@ -137,10 +137,10 @@ Result<void> Transfer(World& world) {
     return {};
 }
 
-/// Runs tasks on a queue out of order, where each kernel that needs another waits.
-template <class... Tasks>
-Result<void> RunTasks(World& world, const Tasks&... tasks) {
+/// Runs the tasks whose names begin so, on a queue out of order, where each kernel that needs another waits.
+Result<void> RunTasks(World& world, std::string_view begin) {
     OpenCLMemoryObjectRef memory[4];
+    UInt32 total = 0;
     NUVRA_ASSIGN_OR_RETURN(const OpenCLContextRef context,
                            OpenCL::CreateContext(world.platform, world.devices));
     NUVRA_ASSIGN_OR_RETURN(const OpenCLCommandQueueRef queue,
@@ -149,56 +149,14 @@ Result<void> RunTasks(World& world, const Tasks&... tasks) {
         NUVRA_ASSIGN_OR_RETURN(memory[i], context.CreateBuffer(1, 1 << 20));
         NUVRA_ASSIGN_OR_RETURN(memory[2 + i], context.CreateImage2D(1, {}, 8, 8));
     }
-    const auto run = [&](const auto& task) -> Result<void> {
-        const auto& [name, makeRecord] = task;
-        const String key = MakeText(name);
+    for (const TaskCase& one : MakeTaskCases(memory, &total)) {
+        if (!std::string_view(one.task).starts_with(begin)) continue;
+        const String key = MakeText(one.task);
         if (key.IsEmpty()) return NewError<OutOfMemoryErrorObject>("the test's own");
-        NUVRA_ASSIGN_OR_RETURN(const OpenCLTaskRef made, context.GetTask(key));
-        const auto record = makeRecord(memory);
-        return made.Execute(context, queue, &record);
-    };
-    Result<void> result;
-    static_cast<void>(((result = run(tasks), result.IsOk()) && ...));
-    return result;
-}
-
-using Memory = OpenCLMemoryObjectRef*;
-
-Result<void> RunBufferTasks(World& world) {
-    return RunTasks(world,
-                    std::pair("clearmem",
-                              [](Memory m) {
-                                  return ClearMemParameters{1, &m[0], 35, 7};
-                              }),
-                    std::pair("crc32c", [](Memory m) {
-                        return Crc32cParameters{1, &m[0], &m[1], 9, true};
-                    }));
-}
-
-Result<void> RunPictureTasks(World& world) {
-    return RunTasks(world,
-                    std::pair("image.invert",
-                              [](Memory m) { return InvertImageParameters{1, &m[2], &m[3], 1, 1, 3, 3}; }),
-                    std::pair("image.gamma",
-                              [](Memory m) { return GammaImageParameters{1, &m[2], &m[3], 1, 1, 3, 3, 2}; }),
-                    std::pair("image.stereo.sbs", [](Memory m) {
-                        return StereoSbsParameters{1, &m[2], &m[2], &m[3], 1, 1, 3, 3};
-                    }));
-}
-
-Result<void> RunScalingTasks(World& world) {
-    const auto makeScaling = [](Memory m) {
-        return ScaleParameters{1, &m[2], &m[3], 0, 0, 4, 4, 0, 0, 8, 8};
-    };
-    return RunTasks(world, std::pair("image.scalenearest", makeScaling),
-                    std::pair("image.scalebicubic", makeScaling));
-}
-
-Result<void> RunPrefixSum(World& world) {
-    UInt32 total = 0;
-    return RunTasks(world, std::pair("prefixsum", [&](Memory m) {
-                        return PrefixSumParameters{1, &m[0], &m[1], 32768, 20000, true, &total};
-                    }));
+        NUVRA_ASSIGN_OR_RETURN(const OpenCLTaskRef task, context.GetTask(key));
+        NUVRA_RETURN_IF_ERROR(task.Execute(context, queue, one.record.data()));
+    }
+    return {};
 }
 
 const Scenario kScenarios[] = {
@@ -212,18 +170,15 @@ const Scenario kScenarios[] = {
     {"SetArguments", SetArguments, {}},
     {"Launch", Launch, {}},
     {"Transfer", Transfer, {}},
-    {"RunBufferTasks", RunBufferTasks, {"OK", "UNSPECIFIED"}},
-    {"RunPictureTasks", RunPictureTasks, {"UNSPECIFIED"}},
-    {"RunScalingTasks", RunScalingTasks, {"UNSPECIFIED"}},
-    {"RunPrefixSum", RunPrefixSum, {"OK", "UNSPECIFIED"}, true},
+    {"ClearAndCheck", [](World& world) { return RunTasks(world, "c"); }, {"OK", "UNSPECIFIED"}},
+    {"Invert", [](World& world) { return RunTasks(world, "image.i"); }, {"UNSPECIFIED"}},
+    {"Gamma", [](World& world) { return RunTasks(world, "image.g"); }, {"UNSPECIFIED"}},
+    {"StereoAndScale", [](World& world) { return RunTasks(world, "image.s"); }, {"UNSPECIFIED"}},
+    {"PrefixSum", [](World& world) { return RunTasks(world, "prefixsum"); }, {"OK", "UNSPECIFIED"}, true},
 };
 
 class FaultTest : public ModuleTest, public testing::WithParamInterface<Scenario> {
 protected:
-    static constexpr cl_int kCode = CL_OUT_OF_RESOURCES;
-    /// How a call fails; an exception is thrown by the runtime.
-    enum class Failure { CODE, BAD_ALLOC, EXCEPTION };
-
     void SetUp() override { isSharing = true; }
     void TearDown() override { g_trace = {}; }
 
@@ -247,18 +202,17 @@ protected:
                         OpenCL::GetDeviceFromId(devices[0]).GetValue(),
                         cl.context.CreateImage2D(1, {}, 8, 8).GetValue(),
                         cl.program.CreateKernel("Tail").GetValue(),
-                        {}};
-            OpenCLEventRef event;
+                        std::vector<OpenCLEventRef>(40)};
             const size_t one = 1;
-            ASSERT_TRUE(IsOk(
-                cl.queue.EnqueueNDRangeKernel(cl.kernel, 1, nullptr, &one, nullptr, 0, nullptr, &event)));
-            world.waitList.assign(40, event);
-            event = {};
+            ASSERT_TRUE(IsOk(cl.queue.EnqueueNDRangeKernel(cl.kernel, 1, nullptr, &one, nullptr, 0, nullptr,
+                                                           &world.waitList[0])));
+            std::ranges::fill(world.waitList, world.waitList[0]);
             fake.calls.clear();
             arm();
             const std::string outcome = Outcome(GetParam().run(world));
             host->allocations.FailNone();
             look(outcome);
+            fake.intercept = nullptr;
             EXPECT_EQ(Outcome(GetParam().run(world)), "OK") << "tried again";
         }
         Stop();
@@ -272,61 +226,44 @@ protected:
         if (function == "clGetDeviceInfo")
             return {"OK",         "UNSPECIFIED", "CL_INVALID_WORK_GROUP_SIZE", "EXTENSION_NOT_SUPPORTED",
                     kOutOfMemory, code};
-        if (GetParam().buildsAgain && function == "clGetKernelWorkGroupInfo") return {"OK", code};
-        const bool isOfBuild = function == "clCreateProgramWithSource" || function == "clBuildProgram" ||
-                               function == "clCreateKernel";
-        if (GetParam().buildsAgain && isOfBuild) return {"OK"};
-        return {code};
-    }
-
-    /// Nothing but queries, for what a failure tells, and releases.
-    void ExpectNoCommandAfter(int failing) {
-        for (auto i = static_cast<size_t>(failing); i < fake.calls.size(); i++) {
-            const std::string& name = fake.calls[i].name;
-            EXPECT_TRUE(name.starts_with("clRelease") || name.starts_with("clGet")) << name;
-        }
-    }
-
-    /// Makes the nth call fail as the kind says, and gives the code that is to come back.
-    std::string FailNth(Failure kind, int nth) {
-        if (kind == Failure::CODE) {
-            fake.Fail("", kCode, nth);
-            return CodeName(kCode);
-        }
-        fake.intercept = [kind, nth, seen = 0](const fake::Call&) mutable -> cl_int {
-            if (++seen != nth) return CL_SUCCESS;
-            if (kind == Failure::BAD_ALLOC) throw std::bad_alloc();
-            throw 7;
-        };
-        return kind == Failure::BAD_ALLOC ? "CL_OUT_OF_HOST_MEMORY" : "UNSPECIFIED";
+        if (!GetParam().buildsAgain) return {code};
+        if (function == "clGetKernelWorkGroupInfo") return {"OK", code};
+        const Allowed building = {"clCreateProgramWithSource", "clBuildProgram", "clCreateKernel"};
+        return {building.contains(function) ? "OK" : code};
     }
 };
 
 TEST_P(FaultTest, EveryFailingCallIsReportedAndLeavesNothing) {
-    const std::tuple<Failure, bool> kinds[] = {{Failure::CODE, false},
-                                               {Failure::CODE, true},
-                                               {Failure::BAD_ALLOC, false},
-                                               {Failure::EXCEPTION, true}};
-    for (const auto& [failure, isTraced] : kinds) {
-        const Failure kind = failure;
-        g_trace.isOffered = g_trace.isCapturing = isTraced;
-        int count = 0;
-        const auto countCalls = [&](const std::string& outcome) {
-            EXPECT_EQ(outcome, "OK");
-            count = static_cast<int>(fake.calls.size());
-        };
-        Run([] {}, countCalls);
-        ASSERT_GT(count, 0);
-        for (int failing = 1; failing <= count; failing++) {
-            std::string code;
-            const auto look = [&](const std::string& outcome) {
-                const std::string& function = fake.calls.at(static_cast<size_t>(failing) - 1).name;
-                EXPECT_TRUE(OutcomesAfter(function, code).contains(outcome))
-                    << function << " gave " << outcome;
-                if (outcome == code) ExpectNoCommandAfter(failing);
-                fake.intercept = nullptr;
+    const struct {
+        bool isTraced;
+        std::string code;  ///< that is to come back
+        cl_int (*fail)();  ///< an exception is thrown by the runtime
+    } kinds[] = {{false, "CL_OUT_OF_RESOURCES", [] { return CL_OUT_OF_RESOURCES; }},
+                 {true, "CL_OUT_OF_RESOURCES", [] { return CL_OUT_OF_RESOURCES; }},
+                 {false, "CL_OUT_OF_HOST_MEMORY", []() -> cl_int { throw std::bad_alloc(); }},
+                 {true, "UNSPECIFIED", []() -> cl_int { throw 7; }}};
+    for (const auto& kind : kinds) {
+        g_trace.isOffered = g_trace.isCapturing = kind.isTraced;
+        size_t count = 0;
+        Run([] {}, [&](const std::string&) { count = fake.calls.size(); });
+        ASSERT_GT(count, 0U);
+        for (size_t failing = 0; failing < count; failing++) {
+            const auto arm = [&] {
+                fake.intercept = [&](const fake::Call&) {
+                    return fake.calls.size() == failing + 1 ? kind.fail() : CL_SUCCESS;
+                };
             };
-            Run([&] { code = FailNth(kind, failing); }, look);
+            const auto look = [&](const std::string& outcome) {
+                const std::string function = fake.calls.at(failing).name;
+                EXPECT_TRUE(OutcomesAfter(function, kind.code).contains(outcome))
+                    << function << " gave " << outcome;
+                // Nothing but queries, for what a failure tells, and releases.
+                for (size_t i = failing + 1; outcome == kind.code && i < fake.calls.size(); i++) {
+                    const std::string& name = fake.calls[i].name;
+                    EXPECT_TRUE(name.starts_with("clRelease") || name.starts_with("clGet")) << name;
+                }
+            };
+            Run(arm, look);
             ASSERT_FALSE(HasFailure()) << "call " << failing;
         }
     }
@@ -334,9 +271,8 @@ TEST_P(FaultTest, EveryFailingCallIsReportedAndLeavesNothing) {
 
 TEST_P(FaultTest, EveryFailingAllocationIsReportedAndLeavesNothing) {
     Int count = 0;
-    Int before = 0;
-    Run([&] { before = host->allocations.GetCount(); },
-        [&](const std::string&) { count = host->allocations.GetCount() - before; });
+    Run([&] { count = -host->allocations.GetCount(); },
+        [&](const std::string&) { count += host->allocations.GetCount(); });
     for (const bool onwards : {false, true}) {
         for (Int distance = 0; distance < count; distance++) {
             const auto look = [&](const std::string& outcome) {
@@ -354,39 +290,37 @@ INSTANTIATE_TEST_SUITE_P(Every, FaultTest, testing::ValuesIn(kScenarios),
 
 TEST_F(ModuleTest, AStartThatFailsAnywhereLeavesNothing) {
     Stop();
-    g_trace = {.isOffered = true};
     const std::map<std::string, std::string> redirects = {{"libOpenCL.so.1", FakeLibrary()},
                                                           {"opencl.dll", FakeLibrary()}};
-    bool isComplete = false;
-    for (Int distance = 0; !isComplete; distance++) {
-        fake.Reset();
-        TestHost failing(redirects);
-        failing.allocations.FailFrom(distance);
-        const Result<void> started = failing.Start({OPENCL_MODULE_FILE});
-        isComplete = failing.allocations.GetCount() <= distance;
-        failing.allocations.FailNone();
-        EXPECT_TRUE(started.IsOk() || ErrorClass(started) == kOutOfMemory) << ErrorText(started);
-        if (started.IsOk() && !OpenCL::IsAvailable()) {
-            EXPECT_EQ(failing.diagnostics.size(), 1U) << "allocation " << distance;
+    for (const bool ofCalls : {false, true}) {
+        bool isComplete = false;
+        for (Int distance = 0; !isComplete; distance++) {
+            SCOPED_TRACE((ofCalls ? "call " : "allocation ") + std::to_string(distance));
+            fake.Reset();
+            g_trace = {.isOffered = true};
+            TestHost failing(redirects);
+            if (ofCalls)
+                fake.Fail("", CL_OUT_OF_RESOURCES, static_cast<int>(distance) + 1);
+            else
+                failing.allocations.FailFrom(distance);
+            const Result<void> started = failing.Start({OPENCL_MODULE_FILE});
+            const auto calls = static_cast<Int>(fake.calls.size());
+            isComplete = (ofCalls ? calls : failing.allocations.GetCount()) <= distance;
+            failing.allocations.FailNone();
+            fake.FailNothing();
+            g_trace.events.clear();
+            if (!started.IsOk()) {
+                EXPECT_EQ(ofCalls ? "OK" : kOutOfMemory, ErrorClass(started)) << ErrorText(started);
+            } else if (OpenCL::IsAvailable()) {
+                EXPECT_TRUE(!ofCalls || g_trace.events.size() == 2)
+                    << "the tracer is used whatever its start met";
+            } else {
+                EXPECT_TRUE(!ofCalls && failing.diagnostics.size() == 1);
+            }
+            EXPECT_EQ(failing.host.Shutdown(), Texts());
+            ASSERT_FALSE(HasFailure());
         }
-        EXPECT_EQ(failing.host.Shutdown(), Texts());
-        ASSERT_FALSE(HasFailure()) << "allocation " << distance;
     }
-    g_trace = {};
-}
-
-TEST_F(ModuleTest, ATracerIsUsedWhateverItsInitialisationMeets) {
-    for (int failing = 1; failing <= 8; failing++) {
-        Stop();
-        fake.Reset();
-        g_trace = {.isOffered = true};
-        fake.Fail("", CL_OUT_OF_RESOURCES, failing);
-        Start(FakeLibrary());
-        g_trace.events.clear();
-        EXPECT_TRUE(OpenCL::IsAvailable()) << failing;
-        EXPECT_EQ(g_trace.events.size(), 2U) << failing;
-    }
-    Stop();
     g_trace = {};
 }
 

@@ -1,17 +1,53 @@
 #pragma once
 
+#include <array>
+#include <cstring>
+
 #include "module_fixture.h"
 #include "nuvra/open_cl_task.h"
 
 namespace nuvra::test {
+
+/// A task and a record that it runs on, in words: the version, the memory, the numbers.
+struct TaskCase {
+    const char* task;
+    std::array<Int64, 12> record{};
+    std::vector<UInt64> needs;  ///< of each memory: the bytes of a buffer, 0 for a picture
+    bool isInPlace = false;     ///< or has one memory
+
+    bool TakesImages() const { return needs[0] == 0; }
+};
+template <class Record>
+TaskCase MakeCase(const char* task, const Record& record, std::vector<UInt64> needs, bool isInPlace = false) {
+    TaskCase one{task, {}, std::move(needs), isInPlace};
+    std::memcpy(one.record.data(), &record, sizeof(record));
+    return one;
+}
+
+/// Every task, on two buffers and two pictures.
+inline std::vector<TaskCase> MakeTaskCases(const OpenCLMemoryObjectRef (&m)[4], UInt32* total) {
+    const ScaleParameters scaling{1, &m[2], &m[3], 0, 0, 4, 4, 0, 0, 8, 8};
+    return {
+        MakeCase("clearmem", ClearMemParameters{1, &m[0], 35, 7}, {35}),
+        MakeCase("crc32c", Crc32cParameters{1, &m[0], &m[1], 9, true}, {9, 4}, true),
+        MakeCase("prefixsum", PrefixSumParameters{1, &m[0], &m[1], 32768, 20000, true, total},
+                 {131072, 262144}),
+        MakeCase("image.invert", InvertImageParameters{1, &m[2], &m[3], 1, 1, 3, 3}, {0, 0}, true),
+        MakeCase("image.gamma", GammaImageParameters{1, &m[2], &m[3], 1, 1, 3, 3, 2}, {0, 0}, true),
+        MakeCase("image.stereo.sbs", StereoSbsParameters{1, &m[2], &m[2], &m[3], 1, 1, 3, 3}, {0, 0, 0}),
+        MakeCase("image.scalenearest", scaling, {0, 0}),
+        MakeCase("image.scalebicubic", scaling, {0, 0}),
+    };
+}
 
 /// One task on the fake runtime, with one object of each kind.
 class TaskFixture : public ModuleTest {
 protected:
     void SetUp() override {
         ModuleTest::SetUp();
-        bufferSize = kLargeSize;
+        bufferSize = UInt64{1} << 35;  // suffices for any record
         MakeObjects();
+        SetDevice(CL_DEVICE_LOCAL_MEM_SIZE, fake::NumberBytes<cl_ulong>({32768}));
     }
     void TearDown() override {
         task = {};
@@ -21,19 +57,22 @@ protected:
         const Result<OpenCLTaskRef> result = cl.context.GetTask(MakeText(name));
         ASSERT_EQ(Outcome(result), "OK");
         task = result.GetValue();
-        fake.calls.clear();
     }
-    /// On `onQueue`, or on the queue of the fixture.
-    std::string Execute(const void* parameters, const OpenCLCommandQueueRef& onQueue = {}) {
+    /// Expects a record's outcome, and a refusal before any call.
+    void Expect(const void* record, const std::string& outcome, const std::string& what) {
         fake.calls.clear();
-        return Outcome(task.Execute(cl.context, onQueue ? onQueue : cl.queue, parameters));
+        EXPECT_EQ(Outcome(task.Execute(cl.context, cl.queue, record)), outcome) << what;
+        EXPECT_EQ(fake.calls.empty(), outcome != "OK") << what;
+    }
+    /// Makes a context anew, and the task.
+    std::string GetAnew(const char* name) {
+        cl.context = OpenCL::CreateContext(Platform(), Devices()).GetValue();
+        fake.calls.clear();
+        return Outcome(cl.context.GetTask(MakeText(name)));
     }
     void SetDevice(cl_device_info which, fake::Bytes answer) {
         fake.platforms[0]->devices[0]->info[which] = std::move(answer);
     }
-
-    /// Bytes that suffice for any record.
-    static constexpr UInt64 kLargeSize = UInt64{1} << 35;
 
     OpenCLTaskRef task;
 };
