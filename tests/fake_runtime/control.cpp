@@ -3,44 +3,38 @@
 namespace nuvra::fake {
 namespace {
 
-std::string ToText(std::uint64_t number) {
-    return std::to_string(number);
-}
-std::string ToText(const void* pointer) {
-    return pointer == nullptr ? "null" : "ptr";
-}
-std::string ToText(const Object* object) {
-    return object == nullptr ? "null" : object->kind + std::to_string(object->serial);
-}
-std::string ToText(const std::string& text) {
-    return '"' + text + '"';
-}
-std::string ToText(const Bytes& bytes) {
-    std::string text;
-    for (const std::uint8_t byte : bytes)
-        for (const int digit : {byte >> 4, byte & 15}) text += "0123456789abcdef"[digit];
-    return text;
-}
-std::string ToText(const Value& value);
+/// Arguments as texts.
+struct Teller {
+    std::string operator()(std::uint64_t number) const { return std::to_string(number); }
+    std::string operator()(const void* pointer) const { return pointer == nullptr ? "null" : "ptr"; }
+    std::string operator()(const Object* object) const {
+        return object == nullptr ? "null" : object->kind + std::to_string(object->serial);
+    }
+    std::string operator()(const std::string& text) const { return '"' + text + '"'; }
+    std::string operator()(const Bytes& bytes) const {
+        std::string text;
+        for (const std::uint8_t byte : bytes)
+            for (const int digit : {byte >> 4, byte & 15}) text += "0123456789abcdef"[digit];
+        return text;
+    }
+    template <class T>
+    std::string operator()(const std::vector<T>& list) const {
+        return '[' + Join(list, " ", *this) + ']';
+    }
+    std::string operator()(const Value& value) const { return std::visit(*this, value); }
 
-template <class T>
-std::string Join(const std::vector<T>& list, const char* separator) {
-    std::string text;
-    for (const T& item : list) text += (text.empty() ? "" : separator) + ToText(item);
-    return text;
-}
-template <class T>
-std::string ToText(const std::vector<T>& list) {
-    return '[' + Join(list, " ") + ']';
-}
-std::string ToText(const Value& value) {
-    return std::visit([](const auto& any) { return ToText(any); }, value);
-}
+    template <class T>
+    static std::string Join(const std::vector<T>& list, const char* separator, const Teller& tell) {
+        std::string text;
+        for (const T& item : list) text += (text.empty() ? "" : separator) + tell(item);
+        return text;
+    }
+};
 
 }  // namespace
 
 std::string ToText(const Call& call) {
-    return call.name + '(' + Join(call.values, ", ") + ')';
+    return call.name + '(' + Teller::Join(call.values, ", ", {}) + ')';
 }
 
 Bytes TextBytes(const std::string& text) {
@@ -118,7 +112,7 @@ cl_int Control::Record(const char* name, std::vector<Value> values) {
 std::vector<std::string> Control::TextsOf(const std::string& name) const {
     std::vector<std::string> texts;
     for (const Call& call : calls)
-        if (call.name == name) texts.push_back(Join(call.values, ", "));
+        if (call.name == name) texts.push_back(Teller::Join(call.values, ", ", {}));
     return texts;
 }
 
@@ -142,8 +136,7 @@ bool Control::Check(const char* kind, const void* handle) {
     const Object* object = Find(handle);
     const bool isOfKind = object != nullptr && object->kind == kind;
     if (isOfKind && object->count > 0) return true;
-    faults.push_back(fake::ToText(calls.back()) + (isOfKind ? " got a released " : " got what is no ") +
-                     kind);
+    faults.push_back(ToText(calls.back()) + (isOfKind ? " got a released " : " got what is no ") + kind);
     return false;
 }
 
@@ -159,7 +152,7 @@ Value Control::Describe(const void* pointer) const {
 }
 
 std::string Control::NameOf(const void* pointer) const {
-    return ToText(Describe(pointer));
+    return Teller()(Describe(pointer));
 }
 
 }  // namespace nuvra::fake

@@ -1,7 +1,7 @@
 #include <set>
 
 #include "gl_context.h"
-#include "task_fixture.h"
+#include "task_cases.h"
 #include "tracer.h"
 
 namespace nuvra::test {
@@ -9,131 +9,36 @@ namespace {
 
 using Allowed = std::set<std::string>;
 
-/// What a scenario works with, beside the fixture's objects.
-struct World {
-    Objects& cl;
+/// What the steps of a scenario work with.
+struct World : Objects {
     cl_platform_id platform;
-    const BaseArray<cl_device_id>& devices;
+    BaseArray<cl_device_id> ids;
+    BaseArray<OpenCLDeviceRef> devices;
     OpenGLContextRef gl;
-    OpenCLDeviceRef device;
     OpenCLMemoryObjectRef image;
     OpenCLKernelRef tail;
-    std::vector<OpenCLEventRef> waitList;  ///< longer than what needs no memory
-};
-
-struct Scenario {
-    const char* name;
-    std::function<Result<void>(World&)> run;
-    Allowed whenOutOfMemory;   ///< outcomes beside the out-of-memory error
-    bool buildsAgain = false;  ///< with another group size after a build that failed
-
-    friend void PrintTo(const Scenario& scenario, std::ostream* stream) { *stream << scenario.name; }
-};
-
-Result<void> ListDevices(World&) {
-    BaseArray<OpenCLPlatformRef> platforms;
-    BaseArray<OpenCLDeviceRef> devices;
-    NUVRA_RETURN_IF_ERROR(OpenCL::GetPlatforms(platforms));
-    NUVRA_RETURN_IF_ERROR(platforms[0].GetInfo(OpenCLPlatformInfo::EXTENSIONS));
-    return platforms[0].GetDevices(devices);
-}
-
-Result<void> AskDevice(World& world) {
-    NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, OpenCL::GetDeviceFromId(world.devices[0]));
-    NUVRA_RETURN_IF_ERROR(device.GetInfo(OpenCLDeviceInfo::EXTENSIONS));
-    NUVRA_RETURN_IF_ERROR(device.GetInfo(OpenCLDeviceInfo::MAX_WORK_ITEM_SIZES));
-    return {};
-}
-
-Result<void> CreateContext(World& world) {
-    NUVRA_ASSIGN_OR_RETURN(const OpenCLContextRef context,
-                           OpenCL::CreateContext(world.platform, world.devices));
-    NUVRA_RETURN_IF_ERROR(context.CreateCommandQueue());
-    return {};
-}
-
-Result<void> ShareContext(World& world) {
-    BaseArray<OpenCLDeviceRef> devices;
-    NUVRA_RETURN_IF_ERROR(OpenCL::CreateGLSharedContext(world.gl, world.platform));
-    NUVRA_RETURN_IF_ERROR(devices.Append(world.device));
-    NUVRA_RETURN_IF_ERROR(OpenCL::CreateGLSharedContextForDevices(world.gl, devices));
-    return {};
-}
-
-Result<void> CreateMemory(World& world) {
-    const OpenCLContextRef& context = world.cl.context;
-    BaseArray<OpenCLImageFormat> formats;
-    NUVRA_RETURN_IF_ERROR(context.CreateBuffer(1, 16));
-    NUVRA_RETURN_IF_ERROR(context.CreateImage2D(1, {}, 4, 4));
-    NUVRA_RETURN_IF_ERROR(context.CreateImage3D(1, {}, 4, 4, 4));
-    NUVRA_RETURN_IF_ERROR(context.CreateFromGLTexture2D(1, 3553, 0, 1));
-    NUVRA_RETURN_IF_ERROR(context.CreateFromGLBuffer(1, 1));
-    return context.GetSupportedImageFormats(1, OpenCLImageType::IMAGE2D, formats);
-}
-
-Result<void> MakeProgram(World& world) {
-    const char* source = "kernel void Main() {}";
-    BaseArray<UChar> binary;
-    NUVRA_ASSIGN_OR_RETURN(const OpenCLProgramRef program,
-                           world.cl.context.CreateProgramWithSource(1, &source));
-    NUVRA_RETURN_IF_ERROR(program.Build(world.devices, nullptr));
-    NUVRA_RETURN_IF_ERROR(program.GetBuildLog(world.devices[0]));
-    NUVRA_RETURN_IF_ERROR(program.CreateKernel("Main"));
-    NUVRA_RETURN_IF_ERROR(program.GetBinary(binary));
-    NUVRA_RETURN_IF_ERROR(world.cl.context.CreateProgramWithBinary(world.device, binary));
-    return {};
-}
-
-Result<void> SetArguments(World& world) {
-    const OpenCLKernelRef& kernel = world.cl.kernel;
-    const Vector32 vectors[6];
-    const Int32 number = 1;
-    size_t size = 0;
-    NUVRA_RETURN_IF_ERROR(kernel.SetArg(0, world.cl.buffer));
-    NUVRA_RETURN_IF_ERROR(kernel.SetArg(1, &number, 1));
-    NUVRA_RETURN_IF_ERROR(kernel.SetArg(2, vectors, 6));
-    NUVRA_RETURN_IF_ERROR(kernel.SetArgLocalMemory(3, 8));
-    return kernel.GetWorkGroupInfo(world.device, 0, sizeof(size), &size);
-}
-
-Result<void> Launch(World& world) {
-    const OpenCLCommandQueueRef& queue = world.cl.queue;
-    const OpenCLKernelRef& kernel = world.cl.kernel;
-    const size_t limits[] = {4, 2, 2};
-    const auto* list = world.waitList.data();
-    const auto count = static_cast<Int>(world.waitList.size());
-    OpenCLEventRef event;
-    NUVRA_RETURN_IF_ERROR(
-        queue.EnqueueNDRangeKernel(kernel, 1, nullptr, limits, nullptr, count, list, &event));
-    NUVRA_RETURN_IF_ERROR(queue.EnqueueRange(kernel, limits, 1, 23, 1, &event, &event));
-    NUVRA_RETURN_IF_ERROR(queue.EnqueueGroupedRange(kernel, 4, world.tail, limits, 0, 23, 1, &event, &event));
-    NUVRA_RETURN_IF_ERROR(
-        queue.EnqueueGroupedRange(kernel, 4, world.tail, nullptr, 0, 23, 1, &event, &event));
-    NUVRA_RETURN_IF_ERROR(queue.WaitForEvents(count, list));
-    NUVRA_RETURN_IF_ERROR(queue.WaitForEvents(1, &event));
-    NUVRA_RETURN_IF_ERROR(queue.Finish());
-    return {};
-}
-
-Result<void> Transfer(World& world) {
-    const OpenCLCommandQueueRef& queue = world.cl.queue;
-    const OpenCLMemoryObjectRef& buffer = world.cl.buffer;
-    const std::vector<OpenCLMemoryObjectRef> shared(20, buffer);
-    const auto* list = world.waitList.data();
-    const size_t box[] = {1, 1, 1};
-    size_t pitch = 0;
+    std::vector<OpenCLEventRef> waited{40};          ///< longer than what needs no memory
+    std::vector<OpenCLMemoryObjectRef> buffers{20};  ///< the same
+    // What a step makes for those after it.
+    BaseArray<OpenCLPlatformRef> platforms{};
+    OpenCLDeviceRef device{};
+    OpenCLContextRef ownContext{};
+    OpenCLProgramRef ownProgram{};
+    OpenCLEventRef event{};
+    BaseArray<OpenCLImageFormat> formats{};
+    BaseArray<UChar> binary{};
     std::byte bytes[64] = {};
-    OpenCLEventRef event;
-    NUVRA_RETURN_IF_ERROR(queue.EnqueueWriteBuffer(buffer, true, 0, 8, bytes, 1, list, &event));
-    NUVRA_RETURN_IF_ERROR(queue.EnqueueReadBuffer(buffer, true, 0, 8, bytes, 1, &event, &event));
-    NUVRA_RETURN_IF_ERROR(queue.EnqueueMapBuffer(buffer, true, 1, 0, 8, 1, &event, &event));
-    NUVRA_RETURN_IF_ERROR(queue.EnqueueUnmapMemObject(buffer, bytes, 1, &event, &event));
-    NUVRA_RETURN_IF_ERROR(queue.EnqueueWriteImage(world.image, true, box, box, 0, 0, bytes, 1, list, &event));
-    NUVRA_RETURN_IF_ERROR(queue.EnqueueReadImage(world.image, true, box, box, 0, 0, bytes, 1, list, &event));
-    NUVRA_RETURN_IF_ERROR(
-        queue.EnqueueMapImage(world.image, true, 1, box, box, &pitch, &pitch, 1, list, &event));
-    NUVRA_RETURN_IF_ERROR(queue.EnqueueAcquireGLObjects(20, shared.data(), 1, &event, &event));
-    NUVRA_RETURN_IF_ERROR(queue.EnqueueReleaseGLObjects(20, shared.data(), 1, &event, &event));
+    size_t pitch = 0;
+};
+constexpr size_t kBox[] = {1, 1, 1};
+constexpr size_t kLimits[] = {4, 2, 2};
+constexpr Int32 kNumber = 1;
+constexpr const char* kSource = "kernel void Main() {}";
+const Vector32 kVectors[6]{};
+
+template <class T>
+Result<void> Keep(T& kept, Result<T> made) {
+    NUVRA_ASSIGN_OR_RETURN(kept, std::move(made));
     return {};
 }
 
@@ -141,8 +46,7 @@ Result<void> Transfer(World& world) {
 Result<void> RunTasks(World& world, std::string_view begin) {
     OpenCLMemoryObjectRef memory[4];
     UInt32 total = 0;
-    NUVRA_ASSIGN_OR_RETURN(const OpenCLContextRef context,
-                           OpenCL::CreateContext(world.platform, world.devices));
+    NUVRA_ASSIGN_OR_RETURN(const OpenCLContextRef context, OpenCL::CreateContext(world.platform, world.ids));
     NUVRA_ASSIGN_OR_RETURN(const OpenCLCommandQueueRef queue,
                            context.CreateCommandQueue(OpenCLQueueFlags::OUT_OF_ORDER_EXEC_MODE));
     for (int i = 0; i < 2; i++) {
@@ -159,22 +63,78 @@ Result<void> RunTasks(World& world, std::string_view begin) {
     return {};
 }
 
+struct Scenario {
+    const char* name;
+    std::vector<ErrorRef (*)(World&)> steps;  ///< up to the first that fails
+    Allowed whenOutOfMemory{};                ///< outcomes beside the out-of-memory error
+    bool buildsAgain = false;                 ///< with another group size after a build that failed
+
+    std::string Run(World& world) const {
+        for (const auto& step : steps)
+            if (const ErrorRef error = step(world)) return Describe(error);
+        return "OK";
+    }
+    friend void PrintTo(const Scenario& scenario, std::ostream* stream) { *stream << scenario.name; }
+};
+#define STEP(operation) [](World& w) { return (operation).GetError(); }
+#define WAIT 1, &w.event, &w.event
+#define WAIT_LONG 40, w.waited.data(), &w.event
+
 const Scenario kScenarios[] = {
     // A device's texts and sizes may be missing; a missing version does not parse.
-    {"ListDevices", ListDevices, {"OK", "UNSPECIFIED"}},
-    {"AskDevice", AskDevice, {"OK", "UNSPECIFIED"}},
-    {"CreateContext", CreateContext, {}},
-    {"ShareContext", ShareContext, {"OK", "UNSPECIFIED", "EXTENSION_NOT_SUPPORTED"}},
-    {"CreateMemory", CreateMemory, {}},
-    {"MakeProgram", MakeProgram, {"OK"}},  // the log then is a text about it
-    {"SetArguments", SetArguments, {}},
-    {"Launch", Launch, {}},
-    {"Transfer", Transfer, {}},
-    {"ClearAndCheck", [](World& world) { return RunTasks(world, "c"); }, {"OK", "UNSPECIFIED"}},
-    {"Invert", [](World& world) { return RunTasks(world, "image.i"); }, {"UNSPECIFIED"}},
-    {"Gamma", [](World& world) { return RunTasks(world, "image.g"); }, {"UNSPECIFIED"}},
-    {"StereoAndScale", [](World& world) { return RunTasks(world, "image.s"); }, {"UNSPECIFIED"}},
-    {"PrefixSum", [](World& world) { return RunTasks(world, "prefixsum"); }, {"OK", "UNSPECIFIED"}, true},
+    {"ListDevices",
+     {STEP(OpenCL::GetPlatforms(w.platforms)), STEP(w.platforms[0].GetInfo(OpenCLPlatformInfo::EXTENSIONS)),
+      STEP(w.platforms[0].GetDevices(w.devices))},
+     {"OK", "UNSPECIFIED"}},
+    {"AskDevice",
+     {STEP(Keep(w.device, OpenCL::GetDeviceFromId(w.ids[0]))),
+      STEP(w.device.GetInfo(OpenCLDeviceInfo::EXTENSIONS)),
+      STEP(w.device.GetInfo(OpenCLDeviceInfo::MAX_WORK_ITEM_SIZES))},
+     {"OK", "UNSPECIFIED"}},
+    {"CreateContext",
+     {STEP(Keep(w.ownContext, OpenCL::CreateContext(w.platform, w.ids))),
+      STEP(w.ownContext.CreateCommandQueue())}},
+    {"ShareContext",
+     {STEP(OpenCL::CreateGLSharedContext(w.gl, w.platform)),
+      STEP(OpenCL::CreateGLSharedContextForDevices(w.gl, w.devices))},
+     {"OK", "UNSPECIFIED", "EXTENSION_NOT_SUPPORTED"}},
+    {"CreateMemory",
+     {STEP(w.context.CreateBuffer(1, 16)), STEP(w.context.CreateImage2D(1, {}, 4, 4)),
+      STEP(w.context.CreateImage3D(1, {}, 4, 4, 4)), STEP(w.context.CreateFromGLTexture2D(1, 3553, 0, 1)),
+      STEP(w.context.CreateFromGLBuffer(1, 1)),
+      STEP(w.context.GetSupportedImageFormats(1, OpenCLImageType::IMAGE2D, w.formats))}},
+    {"MakeProgram",
+     {STEP(Keep(w.ownProgram, w.context.CreateProgramWithSource(1, &kSource))),
+      STEP(w.ownProgram.Build(w.ids, nullptr)), STEP(w.ownProgram.GetBuildLog(w.ids[0])),
+      STEP(w.ownProgram.CreateKernel("Main")), STEP(w.ownProgram.GetBinary(w.binary)),
+      STEP(w.context.CreateProgramWithBinary(w.devices[0], w.binary))},
+     {"OK"}},  // the log then is a text about it
+    {"SetArguments",
+     {STEP(w.kernel.SetArg(0, w.buffer)), STEP(w.kernel.SetArg(1, &kNumber, 1)),
+      STEP(w.kernel.SetArg(2, kVectors, 6)), STEP(w.kernel.SetArgLocalMemory(3, 8)),
+      STEP(w.kernel.GetWorkGroupInfo(w.devices[0], 0, sizeof(w.pitch), &w.pitch))}},
+    {"Launch",
+     {STEP(w.queue.EnqueueNDRangeKernel(w.kernel, 1, nullptr, kLimits, nullptr, WAIT_LONG)),
+      STEP(w.queue.EnqueueRange(w.kernel, kLimits, 1, 23, WAIT)),
+      STEP(w.queue.EnqueueGroupedRange(w.kernel, 4, w.tail, kLimits, 0, 23, WAIT)),
+      STEP(w.queue.EnqueueGroupedRange(w.kernel, 4, w.tail, nullptr, 0, 23, WAIT)),
+      STEP(w.queue.WaitForEvents(40, w.waited.data())), STEP(w.queue.WaitForEvents(1, &w.event)),
+      STEP(w.queue.Finish())}},
+    {"Transfer",
+     {STEP(w.queue.EnqueueWriteBuffer(w.buffer, true, 0, 8, w.bytes, WAIT_LONG)),
+      STEP(w.queue.EnqueueReadBuffer(w.buffer, true, 0, 8, w.bytes, WAIT)),
+      STEP(w.queue.EnqueueMapBuffer(w.buffer, true, 1, 0, 8, WAIT)),
+      STEP(w.queue.EnqueueUnmapMemObject(w.buffer, w.bytes, WAIT)),
+      STEP(w.queue.EnqueueWriteImage(w.image, true, kBox, kBox, 0, 0, w.bytes, WAIT_LONG)),
+      STEP(w.queue.EnqueueReadImage(w.image, true, kBox, kBox, 0, 0, w.bytes, WAIT)),
+      STEP(w.queue.EnqueueMapImage(w.image, true, 1, kBox, kBox, &w.pitch, &w.pitch, WAIT)),
+      STEP(w.queue.EnqueueAcquireGLObjects(20, w.buffers.data(), WAIT)),
+      STEP(w.queue.EnqueueReleaseGLObjects(20, w.buffers.data(), WAIT))}},
+    {"ClearAndCheck", {STEP(RunTasks(w, "c"))}, {"OK", "UNSPECIFIED"}},
+    {"Invert", {STEP(RunTasks(w, "image.i"))}, {"UNSPECIFIED"}},
+    {"Gamma", {STEP(RunTasks(w, "image.g"))}, {"UNSPECIFIED"}},
+    {"StereoAndScale", {STEP(RunTasks(w, "image.s"))}, {"UNSPECIFIED"}},
+    {"PrefixSum", {STEP(RunTasks(w, "prefixsum"))}, {"OK", "UNSPECIFIED"}, true},
 };
 
 class FaultTest : public ModuleTest, public testing::WithParamInterface<Scenario> {
@@ -194,26 +154,25 @@ protected:
         Start(FakeLibrary());
         MakeObjects();
         {
-            const auto devices = Devices();
+            const OpenCLDeviceRef first = OpenCL::GetDeviceFromId(Devices()[0]).GetValue();
             World world{cl,
                         Platform(),
-                        devices,
+                        Devices(),
+                        MakeArray({first}),
                         MakeGLContext(),
-                        OpenCL::GetDeviceFromId(devices[0]).GetValue(),
                         cl.context.CreateImage2D(1, {}, 8, 8).GetValue(),
-                        cl.program.CreateKernel("Tail").GetValue(),
-                        std::vector<OpenCLEventRef>(40)};
-            const size_t one = 1;
-            ASSERT_TRUE(IsOk(cl.queue.EnqueueNDRangeKernel(cl.kernel, 1, nullptr, &one, nullptr, 0, nullptr,
-                                                           &world.waitList[0])));
-            std::ranges::fill(world.waitList, world.waitList[0]);
+                        cl.program.CreateKernel("Tail").GetValue()};
+            std::ranges::fill(world.buffers, cl.buffer);
+            ASSERT_TRUE(IsOk(cl.queue.EnqueueNDRangeKernel(cl.kernel, 1, nullptr, kBox, nullptr, 0, nullptr,
+                                                           &world.event)));
+            std::ranges::fill(world.waited, world.event);
             fake.calls.clear();
             arm();
-            const std::string outcome = Outcome(GetParam().run(world));
+            const std::string outcome = GetParam().Run(world);
             host->allocations.FailNone();
             look(outcome);
             fake.intercept = nullptr;
-            EXPECT_EQ(Outcome(GetParam().run(world)), "OK") << "tried again";
+            EXPECT_EQ(GetParam().Run(world), "OK") << "tried again";
         }
         Stop();
     }

@@ -2,8 +2,8 @@
 
 #include <array>
 #include <cstring>
+#include <vector>
 
-#include "module_fixture.h"
 #include "nuvra/open_cl_task.h"
 
 namespace nuvra::test {
@@ -14,8 +14,6 @@ struct TaskCase {
     std::array<Int64, 12> record{};
     std::vector<UInt64> needs;  ///< of each memory: the bytes of a buffer, 0 for a picture
     bool isInPlace = false;     ///< or has one memory
-
-    bool TakesImages() const { return needs[0] == 0; }
 };
 template <class Record>
 TaskCase MakeCase(const char* task, const Record& record, std::vector<UInt64> needs, bool isInPlace = false) {
@@ -39,42 +37,5 @@ inline std::vector<TaskCase> MakeTaskCases(const OpenCLMemoryObjectRef (&m)[4], 
         MakeCase("image.scalebicubic", scaling, {0, 0}),
     };
 }
-
-/// One task on the fake runtime, with one object of each kind.
-class TaskFixture : public ModuleTest {
-protected:
-    void SetUp() override {
-        ModuleTest::SetUp();
-        bufferSize = UInt64{1} << 35;  // suffices for any record
-        MakeObjects();
-        SetDevice(CL_DEVICE_LOCAL_MEM_SIZE, fake::NumberBytes<cl_ulong>({32768}));
-    }
-    void TearDown() override {
-        task = {};
-        ModuleTest::TearDown();
-    }
-    void Get(const char* name) {
-        const Result<OpenCLTaskRef> result = cl.context.GetTask(MakeText(name));
-        ASSERT_EQ(Outcome(result), "OK");
-        task = result.GetValue();
-    }
-    /// Expects a record's outcome, and a refusal before any call.
-    void Expect(const void* record, const std::string& outcome, const std::string& what) {
-        fake.calls.clear();
-        EXPECT_EQ(Outcome(task.Execute(cl.context, cl.queue, record)), outcome) << what;
-        EXPECT_EQ(fake.calls.empty(), outcome != "OK") << what;
-    }
-    /// Makes a context anew, and the task.
-    std::string GetAnew(const char* name) {
-        cl.context = OpenCL::CreateContext(Platform(), Devices()).GetValue();
-        fake.calls.clear();
-        return Outcome(cl.context.GetTask(MakeText(name)));
-    }
-    void SetDevice(cl_device_info which, fake::Bytes answer) {
-        fake.platforms[0]->devices[0]->info[which] = std::move(answer);
-    }
-
-    OpenCLTaskRef task;
-};
 
 }  // namespace nuvra::test
