@@ -1,59 +1,40 @@
-#include <algorithm>
-
 #include "fake_opencl.h"
 
 namespace nuvra::fake {
 namespace {
 
-constexpr const char* kKindNames[] = {"platform", "device",  "context", "queue",
-                                      "memory",   "program", "kernel",  "event"};
-
-std::string ToText(const Handle& handle) {
-    if (handle.serial == 0) return "null";
-    const std::string name = kKindNames[static_cast<int>(handle.kind)];
-    return handle.serial < 0 ? "unknown " + name : name + std::to_string(handle.serial);
-}
-
-std::string ToText(std::uint64_t number) {
-    return std::to_string(number);
-}
-std::string ToText(const void* pointer) {
-    return pointer == nullptr ? "null" : "ptr";
-}
-std::string ToText(const std::string& text) {
-    return '"' + text + '"';
-}
-std::string ToText(const Bytes& bytes) {
-    std::string text;
-    for (const std::uint8_t byte : bytes) {
-        text += "0123456789abcdef"[byte >> 4];
-        text += "0123456789abcdef"[byte & 15];
+/// Arguments as texts.
+struct Teller {
+    std::string operator()(std::uint64_t number) const { return std::to_string(number); }
+    std::string operator()(const void* pointer) const { return pointer == nullptr ? "null" : "ptr"; }
+    std::string operator()(const Object* object) const {
+        return object == nullptr ? "null" : object->kind + std::to_string(object->serial);
     }
-    return text;
-}
+    std::string operator()(const std::string& text) const { return '"' + text + '"'; }
+    std::string operator()(const Bytes& bytes) const {
+        std::string text;
+        for (const std::uint8_t byte : bytes)
+            for (const int digit : {byte >> 4, byte & 15}) text += "0123456789abcdef"[digit];
+        return text;
+    }
+    template <class T>
+    std::string operator()(const std::vector<T>& list) const {
+        return '[' + Join(list, " ", *this) + ']';
+    }
+    std::string operator()(const Value& value) const { return std::visit(*this, value); }
 
-std::string ToText(const Value& value);
-
-template <class T>
-std::string Join(const std::vector<T>& list, const char* separator) {
-    std::string text;
-    for (const T& item : list) text += (text.empty() ? "" : separator) + ToText(item);
-    return text;
-}
-
-template <class T>
-std::string ToText(const std::vector<T>& list) {
-    return '[' + Join(list, " ") + ']';
-}
-
-std::string ToText(const Value& value) {
-    return std::visit([](const auto& any) { return ToText(any); }, value);
-}
+    template <class T>
+    static std::string Join(const std::vector<T>& list, const char* separator, const Teller& tell) {
+        std::string text;
+        for (const T& item : list) text += (text.empty() ? "" : separator) + tell(item);
+        return text;
+    }
+};
 
 }  // namespace
 
 std::string ToText(const Call& call) {
-    return call.name + '(' + Join(call.values, ", ") + ')';
+    return call.name + '(' + Teller::Join(call.values, ", ", {}) + ')';
 }
 
 Bytes TextBytes(const std::string& text) {
@@ -79,7 +60,7 @@ void Control::Reset() {
 }
 
 Object& Control::AddPlatform(const std::string& name) {
-    Object& platform = Make(Kind::PLATFORM);
+    Object& platform = Make("platform");
     platform.info = {{CL_PLATFORM_NAME, TextBytes(name)},
                      {CL_PLATFORM_PROFILE, TextBytes("FULL_PROFILE")},
                      {CL_PLATFORM_VERSION, TextBytes("OpenCL 1.2 fake")},
@@ -90,8 +71,7 @@ Object& Control::AddPlatform(const std::string& name) {
 }
 
 Object& Control::AddDevice(Object& platform, const std::string& name) {
-    Object& device = Make(Kind::DEVICE);
-    const auto platformId = reinterpret_cast<std::size_t>(&platform);
+    Object& device = Make("device");
     device.info = {
         {CL_DEVICE_NAME, TextBytes(name)},
         {CL_DEVICE_VENDOR, TextBytes("Fake vendor")},
@@ -100,7 +80,7 @@ Object& Control::AddDevice(Object& platform, const std::string& name) {
         {CL_DEVICE_OPENCL_C_VERSION, TextBytes("OpenCL C 1.2 fake")},
         {CL_DEVICE_EXTENSIONS, TextBytes("cl_khr_fp64  cl_fake_extension ")},
         {CL_DEVICE_TYPE, NumberBytes<cl_device_type>({CL_DEVICE_TYPE_GPU})},
-        {CL_DEVICE_PLATFORM, NumberBytes<std::size_t>({platformId})},
+        {CL_DEVICE_PLATFORM, NumberBytes<const Object*>({&platform})},
         {CL_DEVICE_MAX_WORK_ITEM_DIMENSIONS, NumberBytes<cl_uint>({3})},
         {CL_DEVICE_MAX_WORK_ITEM_SIZES, NumberBytes<std::size_t>({1024, 1024, 64})},
         {CL_DEVICE_MAX_WORK_GROUP_SIZE, NumberBytes<std::size_t>({1024})},
@@ -132,61 +112,47 @@ cl_int Control::Record(const char* name, std::vector<Value> values) {
 std::vector<std::string> Control::TextsOf(const std::string& name) const {
     std::vector<std::string> texts;
     for (const Call& call : calls)
-        if (call.name == name) texts.push_back(Join(call.values, ", "));
+        if (call.name == name) texts.push_back(Teller::Join(call.values, ", ", {}));
     return texts;
 }
 
 int Control::CountLive() const {
-    return static_cast<int>(std::count_if(_objects.begin(), _objects.end(), [](const auto& object) {
-        return object->count > 0 && object->kind != Kind::PLATFORM && object->kind != Kind::DEVICE;
+    return static_cast<int>(std::ranges::count_if(_objects, [](const auto& object) {
+        return object->count > 0 && object->kind != "platform" && object->kind != "device";
     }));
 }
 
-Object& Control::Make(Kind kind) {
-    auto object = std::make_unique<Object>();
-    object->kind = kind;
-    object->serial =
-        1 + static_cast<int>(std::count_if(_objects.begin(), _objects.end(),
-                                           [kind](const auto& other) { return other->kind == kind; }));
-    _objects.push_back(std::move(object));
-    return *_objects.back();
+Object& Control::Make(const char* kind) {
+    const auto others =
+        std::ranges::count_if(_objects, [kind](const auto& other) { return other->kind == kind; });
+    Object& object = *_objects.emplace_back(std::make_unique<Object>());
+    object.kind = kind;
+    object.serial = static_cast<int>(others) + 1;
+    return object;
 }
 
-const Object* Control::FindAny(const void* handle) const {
-    for (const auto& object : _objects)
-        if (object.get() == handle) return object.get();
-    return nullptr;
+bool Control::Check(const char* kind, const void* handle) {
+    if (handle == nullptr) return false;
+    const Object* object = Find(handle);
+    const bool isOfKind = object != nullptr && object->kind == kind;
+    if (isOfKind && object->count > 0) return true;
+    faults.push_back(ToText(calls.back()) + (isOfKind ? " got a released " : " got what is no ") + kind);
+    return false;
 }
 
-Object* Control::Find(Kind kind, const void* handle) {
-    if (handle == nullptr) return nullptr;
-    auto* object = const_cast<Object*>(FindAny(handle));
-    const std::string where = calls.empty() ? "" : fake::ToText(calls.back());
-    if (object == nullptr || object->kind != kind)
-        faults.push_back(where + " got what is no " + kKindNames[static_cast<int>(kind)]);
-    else if (object->count > 0)
-        return object;
-    else
-        faults.push_back(where + " got a released " + kKindNames[static_cast<int>(kind)]);
-    return nullptr;
+Object* Control::Find(const void* handle) const {
+    const auto found =
+        std::ranges::find_if(_objects, [handle](const auto& object) { return object.get() == handle; });
+    return found != _objects.end() ? found->get() : nullptr;
 }
 
-Handle Control::Describe(Kind kind, const void* handle) const {
-    if (handle == nullptr) return {kind, 0};
-    const Object* object = FindAny(handle);
-    return {kind, object != nullptr && object->kind == kind ? object->serial : -1};
-}
-
-const Object* Control::FindLive(const Handle& handle) const {
-    for (const auto& object : _objects)
-        if (object->kind == handle.kind && object->serial == handle.serial && object->count > 0)
-            return object.get();
-    return nullptr;
+Value Control::Describe(const void* pointer) const {
+    const Object* object = Find(pointer);
+    return object != nullptr || pointer == nullptr ? Value(object) : Value(pointer);
 }
 
 std::string Control::NameOf(const void* pointer) const {
-    const Object* object = FindAny(pointer);
-    return object != nullptr ? ToText(Handle{object->kind, object->serial}) : ToText(pointer);
+    return Teller()(Describe(pointer));
 }
 
 }  // namespace nuvra::fake

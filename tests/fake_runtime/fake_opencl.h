@@ -2,6 +2,7 @@
 
 #include <CL/cl.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -16,22 +17,13 @@
 /// runtime that a module loads.
 namespace nuvra::fake {
 
+struct Object;
 using Bytes = std::vector<std::uint8_t>;
 using Numbers = std::vector<std::uint64_t>;
-
-enum class Kind { PLATFORM, DEVICE, CONTEXT, QUEUE, MEMORY, PROGRAM, KERNEL, EVENT };
-
-/// A recorded handle, "queue1" in texts: objects of a kind are numbered from 1. 0 is a null handle, -1 no
-/// handle of that kind.
-struct Handle {
-    Kind kind = Kind::PLATFORM;
-    int serial = 0;
-    friend bool operator==(const Handle&, const Handle&) = default;
-};
-using Handles = std::vector<Handle>;
+using Handles = std::vector<const Object*>;
 
 /// A recorded argument. Arrays are copied; a null array is a null pointer.
-using Value = std::variant<std::uint64_t, const void*, std::string, Bytes, Numbers, Handle, Handles>;
+using Value = std::variant<std::uint64_t, const void*, std::string, Bytes, Numbers, const Object*, Handles>;
 
 struct Call {
     std::string name;
@@ -45,27 +37,26 @@ std::string ToText(const Call& call);
 using Info = std::map<cl_uint, Bytes>;
 Bytes TextBytes(const std::string& text);  ///< with its NUL
 template <class T>
-Bytes NumberBytes(std::initializer_list<T> numbers) {
-    const auto* first = reinterpret_cast<const std::uint8_t*>(numbers.begin());
+Bytes NumberBytes(const std::vector<T>& numbers) {
+    const auto* first = reinterpret_cast<const std::uint8_t*>(numbers.data());
     return Bytes(first, first + numbers.size() * sizeof(T));
 }
 
 /// What a handle points to. A released object stays in memory until the next `Reset`, so that its later use
 /// is noticed.
 struct Object {
-    Kind kind = Kind::PLATFORM;
-    int serial = 0;
+    std::string kind;  ///< "queue"
+    int serial = 0;    ///< among those of its kind, from 1
     int count = 1;
-    Info info;                             ///< platforms, devices
-    std::vector<Object*> devices;          ///< of a platform, a context or a program
-    Bytes bytes;                           ///< of memory, of which a large one keeps the beginning
-    std::size_t byteCount = 0;             ///< of memory
-    std::optional<cl_image_format> image;  ///< images: their format
-    std::size_t size[3] = {};              ///< images: pixels
-    std::string text;                      ///< a program's source, a kernel's name
-    bool isBuilt = false;                  ///< or made of a binary
-    bool isSharing = false;                ///< contexts and queues: with OpenGL
-    std::map<cl_uint, Value> arguments;    ///< of a kernel
+    Info info;
+    std::vector<Object*> devices;        ///< of a platform, a context or a program
+    Bytes bytes;                         ///< of memory, of which a large one keeps the beginning
+    std::size_t byteCount = 0;           ///< of memory
+    bool isImage = false;                ///< memory: no buffer
+    std::string text;                    ///< a program's source
+    bool isBuilt = false;                ///< or made of a binary
+    bool isSharing = false;              ///< contexts and queues: with OpenGL
+    std::map<cl_uint, Value> arguments;  ///< of a kernel
 };
 
 /// Ends the process with a sentence when some real runtime does not survive the call.
@@ -83,10 +74,9 @@ public:
     std::vector<cl_image_format> imageFormats;
     std::string buildLog;
     Bytes binary;
-    Info workGroupInfo;                              ///< of kernels
-    std::map<std::string, Info> namedWorkGroupInfo;  ///< of kernels by their name, in place of the former
-    cl_int createdCode = CL_SUCCESS;                 ///< written by the creating calls that succeed
-    bool allowsNoDevices = false;                    ///< lets a context have none
+    Info workGroupInfo;               ///< of the kernels that are created next
+    cl_int createdCode = CL_SUCCESS;  ///< written by the creating calls that succeed
+    bool allowsNoDevices = false;     ///< lets a context have none
     /// What can share with any OpenGL context; without it, the runtime has no clGetGLContextInfoKHR.
     std::optional<std::vector<Object*>> sharingDevices;
     Object& AddPlatform(const std::string& name);
@@ -108,12 +98,12 @@ public:
 
     /// For the runtime's functions: records a call and gives the code that it is to fail with, if any.
     cl_int Record(const char* name, std::vector<Value> values);
-    Object& Make(Kind kind);
-    /// The live object of that kind, or null; anything else but a null handle is a fault.
-    Object* Find(Kind kind, const void* handle);
-    Handle Describe(Kind kind, const void* handle) const;
-    const Object* FindLive(const Handle& handle) const;
-    const Object* FindAny(const void* handle) const;
+    Object& Make(const char* kind);
+    /// Whether it is a live object of that kind; anything else but a null handle is a fault.
+    bool Check(const char* kind, const void* handle);
+    /// The object, released or not, or null.
+    Object* Find(const void* handle) const;
+    Value Describe(const void* pointer) const;
     /// "queue1" for a handle, "null", or "ptr" for any other address.
     std::string NameOf(const void* pointer) const;
 

@@ -1,248 +1,280 @@
-#include "task_fixture.h"
+#include "module_fixture.h"
+#include "task_cases.h"
 
 namespace nuvra::test {
 namespace {
 
-/// With a source and a destination picture, which are memory2 and memory3.
-class TaskTest : public TaskFixture {
+/// The memory of the records is two buffers and two pictures, the second of 32 by 24 pixels.
+class TaskTest : public ModuleTest {
 protected:
     void SetUp() override {
-        TaskFixture::SetUp();
-        source = MakeImage(40, 30);
-        destination = MakeImage(32, 24);
+        ModuleTest::SetUp();
+        bufferSize = UInt64{1} << 35;  // suffices for any record
+        MakeObjects();
+        Limit(256, 256, 256);
+        memory[0] = cl.buffer;
+        memory[1] = MakeBuffer(bufferSize);
+        memory[2] = MakeImage(40, 30);
+        memory[3] = MakeImage(32, 24);
     }
     void TearDown() override {
-        source = destination = nullptr;
-        TaskFixture::TearDown();
+        for (OpenCLMemoryObjectRef& one : memory) one = nullptr;
+        task = {};
+        ModuleTest::TearDown();
     }
+    OpenCLMemoryObjectRef MakeBuffer(UInt64 size) { return cl.context.CreateBuffer(1, size).GetValue(); }
     OpenCLMemoryObjectRef MakeImage(size_t width, size_t height) {
         return cl.context.CreateImage2D(1, {}, width, height).GetValue();
     }
-    /// Expects that a record is refused before any call.
-    void ExpectRefusal(const void* record, const char* outcome, const std::string& what) {
-        EXPECT_EQ(Execute(record), outcome) << what;
-        EXPECT_EQ(fake.calls.size(), 0U) << what;
+    std::string Get(const char* name) {
+        const Result<OpenCLTaskRef> result = cl.context.GetTask(MakeText(name));
+        task = result.GetValue();
+        return Outcome(result);
+    }
+    /// Expects a record's outcome, and a refusal before any call.
+    void Expect(const void* record, const std::string& outcome, const std::string& what) {
+        fake.calls.clear();
+        EXPECT_EQ(Outcome(task.Execute(cl.context, cl.queue, record)), outcome) << what;
+        EXPECT_EQ(fake.calls.empty(), outcome != "OK") << what;
+    }
+    void SetDevice(cl_device_info which, fake::Bytes answer) {
+        fake.platforms[0]->devices[0]->info[which] = std::move(answer);
+    }
+    /// The device's limits, and what it grants the kernels that are made next.
+    void Limit(size_t items, size_t group, size_t granted, cl_ulong localMemory = 32768) {
+        SetDevice(CL_DEVICE_MAX_WORK_ITEM_SIZES, fake::NumberBytes<size_t>({items, 1, 1}));
+        SetDevice(CL_DEVICE_MAX_WORK_GROUP_SIZE, fake::NumberBytes<size_t>({group}));
+        SetDevice(CL_DEVICE_LOCAL_MEM_SIZE, fake::NumberBytes<cl_ulong>({localMemory}));
+        fake.workGroupInfo[CL_KERNEL_WORK_GROUP_SIZE] = fake::NumberBytes<size_t>({granted});
+    }
+    /// Gets a task from a new context: the options of its last build, or the failure.
+    std::string Build(const char* name) {
+        task = {};
+        cl.context = OpenCL::CreateContext(Platform(), Devices()).GetValue();
+        fake.calls.clear();
+        const std::string outcome = Get(name);
+        builds = fake.TextsOf("clBuildProgram");
+        if (outcome != "OK") return outcome;
+        const size_t options = builds.back().find('"') + 1;
+        return builds.back().substr(options, builds.back().rfind('"') - options);
+    }
+    /// The same of the prefix sums: the size of a group, or the failure.
+    std::string BuildGroup() {
+        const std::string options = Build("prefixsum");
+        const size_t size = options.find('=') + 1;  // 0 where there are no options
+        return options.substr(size, options.find(" -D PREFIX_SUM_ARRAY_SHIFT=14") - size);
     }
 
-    OpenCLMemoryObjectRef source;
-    OpenCLMemoryObjectRef destination;
+    OpenCLTaskRef task;
+    OpenCLMemoryObjectRef memory[4];
+    UInt32 total = 7;
+    Texts builds;
 };
-
-constexpr std::pair<const char*, const char*> kTasks[] = {
-    {"clearmem", "net.nuvra.opencl.task.clearmem"},
-    {"crc32c", "net.nuvra.opencl.task.crc32c"},
-    {"prefixsum", "net.nuvra.opencl.task.prefixsum"},
-    {"image.invert", "net.nuvra.opencl.task.invertimage"},
-    {"image.gamma", "net.nuvra.opencl.task.gammaimage"},
-    {"image.scalenearest", "net.nuvra.opencl.task.scalenearest"},
-    {"image.scalebicubic", "net.nuvra.opencl.task.scalebicubic"},
-    {"image.stereo.sbs", "net.nuvra.opencl.task.stereo.sbs"},
-};
-
-TEST_F(TaskTest, TheTasksAreRegisteredUnderTheirClasses) {
-    std::map<std::string, std::string> found;
-    Table<Registry>()->Enumerate(kOpenCLTaskClasses, &found,
-                                 [](void* context, const Id& key, const RegistryEntry& entry) {
-                                     auto& map = *static_cast<std::map<std::string, std::string>*>(context);
-                                     map.emplace(key.GetText(), entry.valueId);
-                                 });
-    for (const auto& [key, classId] : kTasks) EXPECT_EQ(found[key], classId);
-}
-
-/// A task's record, and where in it memory is asked for.
-struct RecordCase {
-    const char* task;
-    std::vector<std::byte> record;
-    std::vector<size_t> memory;
-    const char* whenEmpty = "CL_INVALID_MEM_OBJECT";
-};
-template <class Record>
-RecordCase MakeCase(const char* task, const Record& record, std::vector<size_t> memory) {
-    const auto* bytes = reinterpret_cast<const std::byte*>(&record);
-    return {task, {bytes, bytes + sizeof(record)}, std::move(memory)};
-}
 
 TEST_F(TaskTest, NoTaskRunsOnARecordThatDoesNotFitItsMemory) {
-    const OpenCLContextRef otherContext = OpenCL::CreateContext(Platform(), Devices()).GetValue();
-    const auto makeBuffer = [](const OpenCLContextRef& context, UInt64 size) {
-        return context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE, size).GetValue();
-    };
-    const OpenCLMemoryObjectRef register32 = makeBuffer(cl.context, 4);
-    const OpenCLMemoryObjectRef input = makeBuffer(cl.context, 16384 * 4);
-    const OpenCLMemoryObjectRef pairs = makeBuffer(cl.context, 16384 * 8);
-    RecordCase cases[] = {
-        MakeCase("clearmem", ClearMemParameters{1, &register32, 4, 7},
-                 {offsetof(ClearMemParameters, buffer)}),
-        MakeCase("crc32c", Crc32cParameters{1, &register32, &register32, 4, true},
-                 {offsetof(Crc32cParameters, data), offsetof(Crc32cParameters, crc)}),
-        MakeCase("prefixsum", PrefixSumParameters{1, &input, &pairs, 16384, 9, true},
-                 {offsetof(PrefixSumParameters, input), offsetof(PrefixSumParameters, output)}),
-        MakeCase("image.invert", InvertImageParameters{1, &source, &destination, 0, 0, 1, 1},
-                 {offsetof(InvertImageParameters, source), offsetof(InvertImageParameters, destination)}),
-        MakeCase("image.gamma", GammaImageParameters{1, &source, &destination, 0, 0, 1, 1},
-                 {offsetof(GammaImageParameters, source), offsetof(GammaImageParameters, destination)}),
-        MakeCase("image.scalenearest", ScaleParameters{1, &source, &destination, 0, 0, 1, 1, 0, 0, 1, 1},
-                 {offsetof(ScaleParameters, source), offsetof(ScaleParameters, destination)}),
-        MakeCase("image.scalebicubic", ScaleParameters{1, &source, &destination, 0, 0, 1, 1, 0, 0, 1, 1},
-                 {offsetof(ScaleParameters, source), offsetof(ScaleParameters, destination)}),
-        MakeCase("image.stereo.sbs", StereoSbsParameters{1, &source, &source, &destination, 0, 0, 1, 1},
-                 {offsetof(StereoSbsParameters, first), offsetof(StereoSbsParameters, second),
-                  offsetof(StereoSbsParameters, destination)}),
-    };
-    cases[2].whenEmpty = "CL_INVALID_VALUE";
-    SetDevice(CL_DEVICE_LOCAL_MEM_SIZE, fake::NumberBytes<cl_ulong>({32768}));
-
+    const OpenCLContextRef other = OpenCL::CreateContext(Platform(), Devices()).GetValue();
     const OpenCLMemoryObjectRef empty;
-    const OpenCLMemoryObjectRef released = makeBuffer(cl.context, 1 << 20);
-    const OpenCLMemoryObjectRef releasedImage = MakeImage(40, 30);
+    const OpenCLMemoryObjectRef released[] = {MakeBuffer(1 << 20), MakeImage(40, 30)};
+    const OpenCLMemoryObjectRef foreign[] = {other.CreateBuffer(1, 1 << 20).GetValue(),
+                                             other.CreateImage2D(1, {}, 40, 30).GetValue()};
     const OpenCLMemoryObjectRef volume = cl.context.CreateImage3D(1, {}, 40, 30, 2).GetValue();
-    const OpenCLMemoryObjectRef foreign = makeBuffer(otherContext, 1 << 20);
-    const OpenCLMemoryObjectRef foreignImage = otherContext.CreateImage2D(1, {}, 40, 30).GetValue();
-    const OpenCLMemoryObjectRef small = makeBuffer(cl.context, 3);
-    ASSERT_TRUE(released.Release().IsOk() && releasedImage.Release().IsOk());
-    for (const RecordCase& one : cases) {
-        Get(one.task);
-        const bool takesImages = std::string_view(one.task).starts_with("image");
-        const std::pair<const OpenCLMemoryObjectRef*, const char*> poisons[] = {
-            {nullptr, "CL_INVALID_VALUE"},
-            {&empty, one.whenEmpty},
-            {takesImages ? &releasedImage : &released, "CL_INVALID_MEM_OBJECT"},
-            {takesImages ? &cl.buffer : &source, "CL_INVALID_MEM_OBJECT"},
-            {&volume, "CL_INVALID_MEM_OBJECT"},
-            {takesImages ? &foreignImage : &foreign, "CL_INVALID_CONTEXT"},
-            {takesImages ? nullptr : &small, takesImages ? "CL_INVALID_VALUE" : "CL_INVALID_BUFFER_SIZE"},
-        };
-        ASSERT_EQ(Execute(one.record.data()), "OK") << one.task;
-        ExpectRefusal(nullptr, "CL_INVALID_VALUE", one.task + std::string(", ") + "no record");
-        for (const size_t field : one.memory) {
-            for (const auto& [memory, outcome] : poisons) {
-                std::vector<std::byte> record = one.record;
-                std::memcpy(record.data() + field, &memory, sizeof(memory));
-                ExpectRefusal(record.data(), outcome, one.task + std::string(", ") + std::to_string(field));
+    ASSERT_TRUE(released[0].Release().IsOk() && released[1].Release().IsOk());
+    for (const TaskCase& one : MakeTaskCases(memory, &total)) {
+        SCOPED_TRACE(one.task);
+        ASSERT_EQ(Get(one.task), "OK");
+        Expect(nullptr, "CL_INVALID_VALUE", "no record");
+        const bool isPicture = one.needs[0] == 0;
+        const bool refusesEmpty = std::string_view(one.task) == "prefixsum";
+        for (size_t i = 0; i < one.needs.size(); i++) {
+            const auto expectWith = [&](const OpenCLMemoryObjectRef* poison, const char* outcome) {
+                auto record = one.record;
+                record[1 + i] = reinterpret_cast<Int64>(poison);
+                Expect(record.data(), outcome, "memory " + std::to_string(i));
+            };
+            const OpenCLMemoryObjectRef exact = isPicture ? MakeImage(32, 24) : MakeBuffer(one.needs[i]);
+            expectWith(&exact, "OK");
+            expectWith(nullptr, "CL_INVALID_VALUE");
+            expectWith(&empty, refusesEmpty ? "CL_INVALID_VALUE" : "CL_INVALID_MEM_OBJECT");
+            expectWith(&released[isPicture], "CL_INVALID_MEM_OBJECT");
+            expectWith(&memory[isPicture ? 0 : 2], "CL_INVALID_MEM_OBJECT");
+            expectWith(&volume, "CL_INVALID_MEM_OBJECT");
+            expectWith(&foreign[isPicture], "CL_INVALID_CONTEXT");
+            if (!isPicture) {
+                const OpenCLMemoryObjectRef small = MakeBuffer(one.needs[i] - 1);
+                expectWith(&small, "CL_INVALID_BUFFER_SIZE");
             }
+            const auto* last = reinterpret_cast<const OpenCLMemoryObjectRef*>(one.record[one.needs.size()]);
+            if (i + 1 < one.needs.size()) expectWith(last, one.isInPlace ? "OK" : "CL_INVALID_VALUE");
         }
-        std::vector<std::byte> outdated = one.record;
-        outdated[0] = std::byte{2};
-        ExpectRefusal(outdated.data(), "CL_INVALID_VALUE", one.task + std::string(", ") + "another version");
+        auto outdated = one.record;
+        outdated[0] = 2;
+        Expect(outdated.data(), "CL_INVALID_VALUE", "another version");
+    }
+}
 
-        fake.Fail("clCreateKernel", CL_OUT_OF_RESOURCES);
+TEST_F(TaskTest, ATaskRunsFromItsInitialisationToTheEndOfItsResources) {
+    for (const auto& [name, record, needs, isInPlace] : MakeTaskCases(memory, &total)) {
+        SCOPED_TRACE(name);
+        const Class* taskClass = Registry::FindClass(kOpenCLTaskClasses, name);
+        task = OpenCLTaskRef(Table<ObjectInterface>()->Create(taskClass).GetValue());
+        const bool asksForDevices = std::string_view(name) == "prefixsum";
+        Expect(record.data(), "CL_INVALID_PROGRAM", "before Init");
+        EXPECT_EQ(Outcome(task.FreeResources(cl.context)), "OK");
+        EXPECT_EQ(task.QueryParameter(0, {}).IsEmpty(), !asksForDevices);
+        EXPECT_EQ(Outcome(task.Init({})), asksForDevices ? "CL_DEVICE_NOT_FOUND" : kNullPointer);
+        EXPECT_EQ(Outcome(task.Init(cl.context)), "OK");
+        Expect(record.data(), "OK", "after Init");
         fake.Fail("clBuildProgram", CL_OUT_OF_RESOURCES);
         EXPECT_EQ(Outcome(task.Init(cl.context)), "CL_OUT_OF_RESOURCES");
-        ExpectRefusal(one.record.data(), "CL_INVALID_PROGRAM",
-                      one.task + std::string(", ") + "after a failed Init");
+        Expect(record.data(), "CL_INVALID_PROGRAM", "after a failed Init");
         fake.FailNothing();
         EXPECT_EQ(Outcome(task.Init(cl.context)), "OK");
-        EXPECT_EQ(Execute(one.record.data()), "OK") << one.task;
+        Expect(record.data(), "OK", "after another Init");
         EXPECT_EQ(Outcome(task.FreeResources(cl.context)), "OK");
-        ExpectRefusal(one.record.data(), "CL_INVALID_PROGRAM",
-                      one.task + std::string(", ") + "after FreeResources");
+        Expect(record.data(), "CL_INVALID_PROGRAM", "after FreeResources");
     }
 }
 
 TEST_F(TaskTest, RectanglesThatLeaveTheirPictureAreRefused) {
-    const std::vector<Int64> rectangles[] = {{0, 0, 0, 4},
-                                             {0, 0, 4, 0},
-                                             {0, 0, -5, 4},
-                                             {0, 0, 4, -5},
-                                             {-1, 0, 4, 4},
-                                             {0, -1, 4, 4},
-                                             {28, 0, 5, 4},
-                                             {0, 21, 5, 4},
-                                             {32, 0, 1, 1},
-                                             {0, 24, 1, 1},
-                                             {0, 0, 33, 1},
-                                             {0, 0, 1, 25},
-                                             {1, 1, INT64_MAX, 1},
-                                             {INT64_MAX, 0, 1, 1},
-                                             {Int64{1} << 32, 0, 1, 1},
-                                             {0, 0, Int64{1} << 32, 1},
-                                             {0, INT64_MIN, 1, 1}};
+    using Numbers = std::vector<Int64>;
     constexpr Int64 kBeyond = Int64{1} << 31;
-    const std::vector<Int64> scalings[] = {
-        {0, 0, 0, 1, 0, 0, 1, 1},        {0, 0, 1, 0, 0, 0, 1, 1},       {9, 0, -1, 1, 0, 0, 1, 1},
-        {0, 9, 1, -1, 0, 0, 1, 1},       {0, 0, 1, 1, 0, 0, 0, 1},       {0, 0, 1, 1, 0, 0, 1, 0},
-        {0, 0, 1, 1, 30, 0, 3, 1},       {0, 0, 1, 1, 1, 0, -3, 1},      {0, 0, 1, 1, 0, 24, 1, -26},
-        {kBeyond, 0, 1, 1, 0, 0, 1, 1},  {0, 0, kBeyond, 1, 0, 0, 1, 1}, {0, kBeyond - 9, 1, 99, 0, 0, 1, 1},
-        {0, 0, 1, 1, 0, 0, -kBeyond, 1},
-    };
-    const auto expectAll = [&](RecordCase one, size_t field, const auto& numbers) {
-        Get(one.task);
-        for (const std::vector<Int64>& spoilt : numbers) {
-            std::memcpy(one.record.data() + field, spoilt.data(), spoilt.size() * sizeof(Int64));
-            ExpectRefusal(one.record.data(), "CL_INVALID_VALUE", one.task + testing::PrintToString(spoilt));
+    const std::vector<Numbers> rectangles = {{0, 0, 0, 4},  {0, 0, 4, 0},  {0, 0, -5, 4},       {0, 0, 4, -5},
+                                             {-1, 0, 4, 4}, {0, -1, 4, 4}, {28, 0, 5, 4},       {0, 21, 5, 4},
+                                             {0, 0, 33, 1}, {0, 0, 1, 25}, {INT64_MAX, 0, 1, 1}};
+    const std::vector<Numbers> scalings = {
+        {0, 0, 0, 1, 0, 0, 1, 1},       {0, 0, 1, 0, 0, 0, 1, 1},           {9, 0, -1, 1, 0, 0, 1, 1},
+        {0, 9, 1, -1, 0, 0, 1, 1},      {0, 0, 1, 1, 0, 0, 0, 1},           {0, 0, 1, 1, 30, 0, 3, 1},
+        {0, 0, 1, 1, 1, 0, -3, 1},      {0, 0, 1, 1, 0, 24, 1, -26},        {kBeyond, 0, 1, 1, 0, 0, 1, 1},
+        {0, 0, kBeyond, 1, 0, 0, 1, 1}, {0, kBeyond - 9, 1, 99, 0, 0, 1, 1}};
+    // More taps than 32 bits count.
+    const std::vector<Numbers> taps = {{0, 0, 1, 1 << 30, 0, 0, 1, -2}};
+    const auto expectAll = [&](const TaskCase& one, const std::vector<Numbers>& cases) {
+        ASSERT_EQ(Get(one.task), "OK");
+        for (const Numbers& numbers : cases) {
+            auto record = one.record;
+            std::ranges::copy(numbers, record.data() + 1 + one.needs.size());
+            Expect(record.data(), "CL_INVALID_VALUE", one.task + testing::PrintToString(numbers));
         }
     };
-    expectAll(MakeCase("image.invert", InvertImageParameters{1, &source, &destination}, {}),
-              offsetof(InvertImageParameters, x), rectangles);
-    expectAll(MakeCase("image.gamma", GammaImageParameters{1, &source, &destination}, {}),
-              offsetof(GammaImageParameters, x), rectangles);
-    expectAll(MakeCase("image.stereo.sbs", StereoSbsParameters{1, &source, &source, &destination}, {}),
-              offsetof(StereoSbsParameters, x), rectangles);
-    for (const char* key : {"image.scalenearest", "image.scalebicubic"})
-        expectAll(MakeCase(key, ScaleParameters{1, &source, &destination}, {}),
-                  offsetof(ScaleParameters, srcX), scalings);
-    const std::vector<Int64> taps[] = {{0, 0, 1 << 30, 1, 0, 0, 2, 1}, {0, 0, 1, 1 << 30, 0, 0, 1, -2}};
-    expectAll(MakeCase("image.scalebicubic", ScaleParameters{1, &source, &destination}, {}),
-              offsetof(ScaleParameters, srcX), taps);
-}
-
-TEST_F(TaskTest, NoPictureIsReadAndWrittenAtOnce) {
-    for (const char* key : {"image.scalenearest", "image.scalebicubic"}) {
-        Get(key);
-        const ScaleParameters record{1, &source, &source, 0, 0, 1, 1, 0, 0, 1, 1};
-        ExpectRefusal(&record, "CL_INVALID_VALUE", key);
-    }
-    Get("image.stereo.sbs");
-    for (const auto& [first, second] : {std::pair{&source, &destination}, {&destination, &source}}) {
-        const StereoSbsParameters record{1, first, second, &destination, 0, 0, 1, 1};
-        ExpectRefusal(&record, "CL_INVALID_VALUE", "stereo");
+    for (const TaskCase& one : MakeTaskCases(memory, &total)) {
+        const std::string_view name = one.task;
+        if (name.starts_with("image."))
+            expectAll(one, name.find("scale") != name.npos ? scalings : rectangles);
+        if (name == "image.scalebicubic") expectAll(one, taps);
     }
 }
 
 TEST_F(TaskTest, AChecksumDoesWithoutLocalMemoryWhereADeviceHasLittle) {
-    for (const auto& [size, options] :
-         {std::pair{cl_ulong{8192}, "math\", "}, {cl_ulong{8191}, "math -D SMALL_LOCAL_MEMORY\", "}}) {
-        SetDevice(CL_DEVICE_LOCAL_MEM_SIZE, fake::NumberBytes<cl_ulong>({size}));
-        cl.context = OpenCL::CreateContext(Platform(), Devices()).GetValue();
-        EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("crc32c"))), "OK");
-        EXPECT_NE(Take("clBuildProgram").back().find(options), std::string::npos) << size;
+    for (const auto& [size, more] : {std::pair(8192, ""), {8191, " -D SMALL_LOCAL_MEMORY"}}) {
+        Limit(256, 256, 256, static_cast<cl_ulong>(size));
+        EXPECT_EQ(Build("crc32c"), std::string("-cl-fast-relaxed-math") + more);
     }
-}
-
-TEST_F(TaskTest, ATaskThatWasNotInitialisedRefusesToRun) {
-    for (const auto& [key, classId] : kTasks) {
-        const Class* taskClass = Registry::FindClass(kOpenCLTaskClasses, key);
-        const OpenCLTaskRef fresh(Table<ObjectInterface>()->Create(taskClass).GetValue());
-        ASSERT_TRUE(fresh);
-        const Int64 wrong = 2;
-        EXPECT_EQ(Outcome(fresh.Execute(cl.context, cl.queue, &wrong)), "CL_INVALID_VALUE");
-        const Int64 zeros[16] = {1};  // as large as any record
-        EXPECT_EQ(Outcome(fresh.Execute(cl.context, cl.queue, zeros)), "CL_INVALID_PROGRAM");
-        EXPECT_EQ(Outcome(fresh.FreeResources(cl.context)), "OK");
-        EXPECT_EQ(fresh.QueryParameter(0, {}).IsEmpty(), std::string(key) != "prefixsum");
-        EXPECT_TRUE(fresh.QueryParameter(1, {}).IsEmpty());
-        const bool asksForDevices = std::string(key) == "prefixsum";
-        EXPECT_EQ(Outcome(fresh.Init({})), asksForDevices ? "CL_DEVICE_NOT_FOUND" : kNullPointer);
-        EXPECT_EQ(Outcome(fresh.GetObject().Copy()), "nuvra.FunctionNotImplementedErrorObject");
-    }
-    const Texts debug = {"Component net.nuvra.opencl.task.clearmem", "CopyFrom is not implemented!", "Stop"};
-    for (const std::string& part : debug)
-        EXPECT_TRUE(std::any_of(host->diagnostics.begin(), host->diagnostics.end(),
-                                [&](const std::string& m) { return m.find(part) != std::string::npos; }))
-            << part;
 }
 
 TEST_F(TaskTest, AFailingBuildWritesTheLogOfEachDevice) {
     fake.AddDevice(*fake.platforms[0], "Second");
-    cl.context = OpenCL::CreateContext(Platform(), Devices()).GetValue();
     fake.Fail("clBuildProgram", CL_BUILD_PROGRAM_FAILURE);
     fake.buildLog = "line 7: nonsense";
-    EXPECT_EQ(Outcome(cl.context.GetTask(MakeText("image.invert"))), "CL_BUILD_PROGRAM_FAILURE");
-    ASSERT_EQ(host->diagnostics.size(), 2U);
-    const char* names[] = {"Fake device", "Second"};
-    for (size_t i = 0; i < 2; i++)
-        for (const char* part : {names[i], "image.invert", "line 7: nonsense"})
-            EXPECT_NE(host->diagnostics[i].find(part), std::string::npos) << host->diagnostics[i];
+    EXPECT_EQ(Build("image.invert"), "CL_BUILD_PROGRAM_FAILURE");
+    Texts expected;
+    for (const std::string device : {"Fake device", "Second"})
+        expected.push_back("cannot build the task \"image.invert\" on \"" + device + "\":\n" + fake.buildLog);
+    EXPECT_EQ(host->diagnostics, expected);
+}
+
+TEST_F(TaskTest, BadCountsAreRefusedBeforeAnyCallAndHalfATotalIsNotTold) {
+    ASSERT_EQ(Get("prefixsum"), "OK");
+    const std::tuple<Int64, Int64, const char*> cases[] = {
+        {0, 16384, "CL_INVALID_VALUE"},     {-5, 16384, "CL_INVALID_VALUE"},
+        {16385, 16384, "CL_INVALID_VALUE"}, {5, 0, "CL_INVALID_VALUE"},
+        {5, 8192, "CL_INVALID_VALUE"},      {5, 24576, "CL_INVALID_VALUE"},
+        {5, INT64_MIN, "CL_INVALID_VALUE"}, {5, Int64{1} << 32, "CL_INVALID_BUFFER_SIZE"},
+        {5, Int64{1} << 31, "OK"}};
+    for (const auto& [count, padded, outcome] : cases) {
+        const PrefixSumParameters record{1, &memory[0], &memory[1], padded, count};
+        Expect(&record, outcome, std::to_string(count) + " in " + std::to_string(padded));
+    }
+    const PrefixSumParameters record{1, &memory[0], &memory[1], 16384, 5, false, &total};
+    EXPECT_EQ(Outcome(task.Execute(cl.context, {}, &record)), kNullPointer);
+    fake.Fail("clEnqueueReadBuffer", CL_OUT_OF_RESOURCES, 2);
+    EXPECT_EQ(Outcome(task.Execute(cl.context, cl.queue, &record)), "CL_OUT_OF_RESOURCES");
+    EXPECT_EQ(total, 7U);
+}
+
+TEST_F(TaskTest, ThePaddedCountIsAPowerOfTwoOfAtLeastOneChunk) {
+    ASSERT_EQ(Get("prefixsum"), "OK");
+    const auto ask = [&](auto value) { return task.QueryParameter(0, Data::Of(value).GetValue()); };
+    EXPECT_EQ(ToText(ask(std::numeric_limits<Int64>::min())), "16384");
+    EXPECT_EQ(ToText(ask(std::numeric_limits<Int64>::max())), std::to_string(Int64{1} << 62));
+    EXPECT_EQ(ToText(ask(Int64{16384})), "16384");
+    EXPECT_EQ(ToText(ask(Int32{16385})), "32768");
+    EXPECT_EQ(ToText(ask((Int64{1} << 31) + 1)), "4294967296");
+    for (const Data& none : {ask(Int64{0}), ask(MakeText("5")), task.QueryParameter(0, {})}) {
+        ASSERT_NE(none.Find<Int32>(), nullptr);
+        EXPECT_EQ(*none.Find<Int32>(), 0);
+    }
+    EXPECT_TRUE(task.QueryParameter(1, Data::Of(Int64{100}).GetValue()).IsEmpty());
+}
+
+TEST_F(TaskTest, TheGroupSizeIsTheLargestPowerOfTwoThatRuns) {
+    constexpr const char* kNone = "CL_INVALID_WORK_GROUP_SIZE";
+    // A device's work-items and group, what it grants and its local memory, and what is chosen.
+    const std::tuple<size_t, size_t, size_t, cl_ulong, const char*> cases[] =
+        {
+            {8192, 8192, 8192, 65536, "4096"}, {1000, 1024, 1024, 32768, "512"},
+            {1024, 256, 1024, 32768, "256"},   {1024, 1024, 100, 32768, "64"},
+            {1024, 1024, 1024, 4096, "512"},   {64, 64, 64, 512, "64"},
+            {63, 1024, 1024, 32768, kNone},    {1024, 1024, 63, 32768, kNone},
+            {1024, 63, 1024, 32768, kNone},    {1024, 1024, 1024, 511, kNone},
+            {1024, 1024, 32, 32768, "1024"},  // the width of its vectors, named for every kernel, is no limit
+        };
+    for (const auto& [items, group, granted, localMemory, chosen] : cases) {
+        Limit(items, group, granted, localMemory);
+        EXPECT_EQ(BuildGroup(), chosen);
+    }
+    // It is one where a small kernel is granted more, or the others less.
+    for (const auto& [ofSmall, ofOthers] : {std::pair(1024, 32), {32, 31}}) {
+        fake.intercept = [&, most = ofSmall, least = ofOthers](const fake::Call& call) {
+            const bool isSmall = call.values[1] == fake::Value(std::string("mergeResult"));
+            if (call.name == "clCreateKernel") Limit(1024, 1024, isSmall ? most : least);
+            return CL_SUCCESS;
+        };
+        EXPECT_EQ(BuildGroup(), kNone);
+    }
+}
+
+TEST_F(TaskTest, EveryDeviceOfTheContextMustRunTheGroup) {
+    fake::Object& second = fake.AddDevice(*fake.platforms[0], "Second");
+    second.info[CL_DEVICE_MAX_WORK_ITEM_SIZES] = fake::NumberBytes<size_t>({512, 1, 1});
+    const std::tuple<size_t, cl_ulong, const char*> cases[] = {
+        {256, 32768, "256"}, {1024, 32768, "512"}, {1024, 1024, "128"}};
+    for (const auto& [items, localMemory, chosen] : cases) {
+        Limit(items, 1024, 1024);
+        second.info[CL_DEVICE_LOCAL_MEM_SIZE] = fake::NumberBytes<cl_ulong>({localMemory});
+        EXPECT_EQ(BuildGroup(), chosen);
+        EXPECT_EQ(builds.size(), 1U);
+    }
+}
+
+TEST_F(TaskTest, AGroupThatCannotBeBuiltIsHalvedAndTheFirstLogToldWhenNoneCan) {
+    Limit(1024, 1024, 1024);
+    fake.Fail("clBuildProgram", CL_BUILD_PROGRAM_FAILURE, 1);
+    fake.Fail("clCreateKernel", CL_OUT_OF_RESOURCES, 2);
+    fake.workGroupInfo.erase(CL_KERNEL_PREFERRED_WORK_GROUP_SIZE_MULTIPLE);  // unknown to OpenCL 1.0
+    EXPECT_EQ(BuildGroup(), "256");
+    EXPECT_EQ(builds.size(), 3U);
+    EXPECT_EQ(host->diagnostics, Texts());
+
+    fake.Fail("clBuildProgram", CL_OUT_OF_RESOURCES, 1);
+    fake.Fail("clBuildProgram", CL_BUILD_PROGRAM_FAILURE);
+    EXPECT_EQ(BuildGroup(), "CL_OUT_OF_RESOURCES");
+    EXPECT_EQ(builds.size(), 5U);
+    EXPECT_EQ(host->diagnostics.size(), 1U);
+}
+
+TEST_F(TaskTest, AProcessorAddsUpInOneWorkItem) {
+    SetDevice(CL_DEVICE_TYPE, fake::NumberBytes<cl_device_type>({CL_DEVICE_TYPE_CPU}));
+    EXPECT_EQ(Build("prefixsum"), "-D WORKGROUP_SIZE=256 -D PREFIX_SUM_ARRAY_SHIFT=14 -D SERIAL_SCAN");
 }
 
 }  // namespace
