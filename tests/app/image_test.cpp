@@ -1,4 +1,3 @@
-#include <array>
 #include <cmath>
 
 #include "pictures.h"
@@ -19,7 +18,7 @@ struct InvertCase {
     int height;
     int channels;
     std::string options = "";
-    Rectangle rectangle = {};
+    std::array<int, 4> rectangle = {};
 };
 
 void CheckInversions(const std::vector<InvertCase>& cases) {
@@ -63,29 +62,21 @@ TEST_F(UnixImageTest, EveryFormatAndSampleTypeIsInvertedExactly) {
     });
 }
 
-TEST_F(UnixImageTest, TilesAndMetadataBecomeWhatTheFormatHas) {
-    TestPicture source = MakeTestPicture(TypeDesc::FLOAT, 70, 60, 3);
-    source.spec.tile_width = source.spec.tile_height = 50;
+TEST_F(UnixImageTest, TilesMetadataAndNumbersBesideAlphaPassFromFormatToFormat) {
+    TestPicture source = MakeTestPicture(TypeDesc::UINT16, 70, 60, 4);
     source.spec["ImageDescription"] = "a picture";
-    WritePicture("in.exr", source);
-    ExpectSuccess(Run("invert in.exr out.tif"));
-    const TestPicture result = ReadPicture("out.tif");
-    EXPECT_EQ(result.spec.tile_width, 64);
-    EXPECT_EQ(result.spec.get_string_attribute("ImageDescription"), "a picture");
-    EXPECT_EQ(result.values, Invert(source).values);
-}
-
-TEST_F(UnixImageTest, NumbersBesideAlphaPassFromFormatToFormat) {
-    const TestPicture source = MakeTestPicture(TypeDesc::UINT16, 19, 7, 4);
-    WritePicture("a.png", source);
-    ExpectSuccess(Run("invert a.png b.exr"));
-    ExpectSuccess(Run("invert b.exr c.tif"));
-    ExpectSuccess(Run("invert c.tif d.exr"));
-    // Floats become 16-bit again at the end, which is worth a word.
-    EXPECT_NE(Run("invert d.exr e.png").err, "");
+    WritePicture("in.png", source);
+    ExpectSuccess(Run("invert in.png a.exr"));
+    source = ReadPicture("a.exr");
     // OpenEXR has no 16-bit numbers; floats hold them.
-    EXPECT_EQ(ReadPicture("b.exr").spec.format, TypeDesc::FLOAT);
-    EXPECT_EQ(ReadPicture("e.png").values, source.values);
+    EXPECT_EQ(source.spec.format, TypeDesc::FLOAT);
+    EXPECT_EQ(source.spec.get_string_attribute("ImageDescription"), "a picture");
+    source.spec.tile_width = source.spec.tile_height = 50;
+    WritePicture("b.exr", source);
+    ExpectSuccess(Run("invert b.exr c.tif"));
+    EXPECT_EQ(ReadPicture("c.tif").spec.tile_width, 64);
+    ExpectSuccess(Run("invert c.tif d.exr"));
+    EXPECT_EQ(ReadPicture("d.exr").values, Invert(Invert(source)).values);
 }
 
 TEST_F(UnixImageTest, AFourthChannelThatIsNotSaidToBeAlphaIsKeptAsAlphaIs) {

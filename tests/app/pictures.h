@@ -3,6 +3,7 @@
 #include <OpenImageIO/imageio.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <random>
 #include <string>
 #include <vector>
@@ -63,19 +64,13 @@ inline TestPicture ReadPicture(const std::string& path) {
     return picture;
 }
 
-/// The colours in the rectangle, or everywhere, inverted.
-struct Rectangle {
-    int x = 0;
-    int y = 0;
-    int width = 0;
-    int height = 0;
-};
-inline TestPicture Invert(TestPicture picture, const Rectangle& rectangle = {}) {
-    const auto [x0, y0, width, height] = rectangle;
+/// The colours in the rectangle (left, top, width, height), or everywhere, inverted.
+inline TestPicture Invert(TestPicture picture, const std::array<int, 4>& rectangle = {}) {
+    const auto [left, top, width, height] = rectangle;
     const int channels = picture.spec.nchannels;
     for (int i = 0; i < static_cast<int>(picture.values.size()); i++) {
-        const int x = i / channels % picture.spec.width - x0;
-        const int y = i / channels / picture.spec.width - y0;
+        const int x = i / channels % picture.spec.width - left;
+        const int y = i / channels / picture.spec.width - top;
         const bool isInside = width == 0 || (x >= 0 && x < width && y >= 0 && y < height);
         float& value = picture.values[static_cast<size_t>(i)];
         if (isInside && i % channels != picture.spec.alpha_channel) value = 1 - value;

@@ -15,12 +15,6 @@ T Get(Result<T> result) {
     return std::move(result).GetValue();
 }
 
-/// The OpenCL code of an error; 0 for a success, and for an error of another class.
-template <class T>
-Int32 CodeOf(const Result<T>& result) {
-    return OpenCLErrorRef(result.GetError()).GetErrorCode();
-}
-
 /// The module on a real OpenCL runtime: the system's own, or the file that NUVRA_OPENCL_RUNTIME names. Uses
 /// the first device of the first platform that has one.
 class DeviceTest : public testing::Test {
@@ -66,12 +60,6 @@ protected:
     static bool IsTooLarge(size_t size) {
         const char* largest = std::getenv("NUVRA_TEST_LARGEST");
         return largest != nullptr && size > std::stoul(largest);
-    }
-    /// A built program of the context's device.
-    OpenCLProgramRef BuildProgram(const char* source) {
-        OpenCLProgramRef program = Get(context.CreateProgramWithSource(1, &source));
-        EXPECT_TRUE(IsOk(program.Build(context.GetDevices(), nullptr)));
-        return program;
     }
 
     static std::map<std::string, std::string> ChooseRuntime() {

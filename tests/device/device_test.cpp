@@ -172,23 +172,6 @@ protected:
                 << height;
         }
     }
-
-    /// A scaling against its definition; nothing is written outside the rectangle. `record` has no images
-    /// yet.
-    void CheckScaling(bool isBicubic, const Plane& source, ScaleParameters record, Int64 width,
-                      Int64 height) {
-        if (IsTooLarge(static_cast<size_t>(width * height))) return;
-        const OpenCLMemoryObjectRef from = Send(source);
-        record.source = &from;
-        const Axis columns(record.srcX, record.srcWidth, record.dstX, record.dstWidth);
-        const Axis rows(record.srcY, record.srcHeight, record.dstY, record.dstHeight);
-        Check(isBicubic ? "image.scalebicubic" : "image.scalenearest", record, width, height,
-              [&](Int64 x, Int64 y, size_t channel) {
-                  if (!columns.Has(x) || !rows.Has(y)) return Sample{kPoison, 0};
-                  if (isBicubic) return reference::BicubicAt(source, columns, x, rows, y, channel);
-                  return Sample{reference::NearestAt(source, columns, x, rows, y, channel), 0};
-              });
-    }
 };
 
 TEST_F(ImageTaskTest, ValuesInARectangleBecomeOneMinusThemselvesUnclamped) {
@@ -242,64 +225,46 @@ TEST_F(ImageTaskTest, TheStereoImageHoldsTheMeansOfBothPicturesPairs) {
     }
 }
 
-TEST_F(ImageTaskTest, NearestTakesTheFormulasPixelInEveryTileAndMirror) {
-    const Plane source = RandomPlane(100, 40, 1);
-    for (const auto& [srcX, srcWidth, dstX, dstWidth, dstY, dstHeight] :
-         {std::array<Int64, 6>{0, 100, 0, 50, 2, 20}, {7, 31, 99, -100, 45, -40}, {99, 1, 5, 64, 2, 20}})
-        CheckScaling(false, source,
-                     {1, nullptr, nullptr, srcX, 0, srcWidth, 40, dstX, dstY, dstWidth, dstHeight},
-                     std::max(dstX + dstWidth, dstX + 1) + 5, 60);
-}
-
-TEST_F(ImageTaskTest, BicubicIsTheDefinitionForEveryFactorRectangleAndMirror) {
-    const Plane source = RandomPlane(64, 48, 2);
-    // A large destination after a small one with more taps, and the reverse.
-    for (const auto& [width, height] :
-         {std::array<Int64, 2>{1, 1}, {200, 3}, {5, 150}, {64, 48}, {32, 24}, {2, 1}, {63, 47}}) {
-        CheckScaling(true, source, {1, nullptr, nullptr, 0, 0, 64, 48, 2, 1, width, height}, width + 4,
-                     height + 2);
-        CheckScaling(true, source, {1, nullptr, nullptr, 0, 0, 64, 48, width + 1, height, -width, -height},
-                     width + 4, height + 2);
+TEST_F(ImageTaskTest, ScalingIsTheDefinitionForEveryFilterFactorRectangleAndMirror) {
+    const Plane source = RandomPlane(301, 48, 2);
+    const OpenCLMemoryObjectRef image = Send(source);
+    // The rectangles in the source and in the destination. A large destination after a small one with more
+    // taps, and the reverse; far from the origin, a position that is not rounded before it is used gives
+    // other taps.
+    const std::array<Int64, 8> cases[] = {
+        {0, 0, 64, 48, 2, 1, 1, 1},       {0, 0, 64, 48, 2, 1, 200, 3},      {0, 0, 64, 48, 6, 150, -5, -150},
+        {0, 0, 64, 48, 65, 1, -64, 48},   {9, 1, 64, 47, 2, 1, 32, 24},      {0, 0, 64, 48, 3, 2, -2, -1},
+        {0, 0, 64, 48, 64, 47, -63, -47}, {50, 40, 14, 8, 31, 1, -30, 20},   {63, 47, 1, 1, 0, 0, 64, 64},
+        {0, 0, 301, 1, 0, 0, 173, 1},     {7, 0, 31, 40, 99, 45, -100, -40}, {0, 0, 100, 40, 3, 2, 1500, 20},
+    };
+    for (const auto& [x0, y0, width0, height0, x1, y1, width1, height1] : cases) {
+        const Axis columns(x0, width0, x1, width1);
+        const Axis rows(y0, height0, y1, height1);
+        const ScaleParameters record{1, &image, nullptr, x0, y0, width0, height0, x1, y1, width1, height1};
+        const Int64 width = columns.destination + columns.extent + 2;
+        const Int64 height = rows.destination + rows.extent + 2;
+        if (IsTooLarge(static_cast<size_t>(width * height))) continue;
+        for (const bool isBicubic : {false, true})
+            Check(isBicubic ? "image.scalebicubic" : "image.scalenearest", record, width, height,
+                  [&](Int64 x, Int64 y, size_t channel) {
+                      if (!columns.Has(x) || !rows.Has(y)) return Sample{kPoison, 0};
+                      if (isBicubic) return reference::BicubicAt(source, columns, x, rows, y, channel);
+                      return Sample{reference::NearestAt(source, columns, x, rows, y, channel), 0};
+                  });
     }
-    CheckScaling(true, source, {1, nullptr, nullptr, 50, 40, 14, 8, 31, 1, -30, 20}, 34, 22);
-    CheckScaling(true, source, {1, nullptr, nullptr, 63, 47, 1, 1, 0, 0, 64, 64}, 64, 64);
-    // Far from the origin, a position that is not rounded before it is used gives other taps.
-    CheckScaling(true, RandomPlane(301, 1, 3), {1, nullptr, nullptr, 0, 0, 301, 1, 0, 0, 173, 1}, 173, 1);
-}
-
-TEST_F(DeviceTest, AProgramsBinaryMakesTheSameProgram) {
-    const OpenCLProgramRef program =
-        BuildProgram("__kernel void Add(__global int* x, int4 v) { x[0] += v.x + v.y + v.z + v.w; }");
-    BaseArray<UChar> binary;
-    ASSERT_TRUE(IsOk(program.GetBinary(binary)));
-    const OpenCLProgramRef copy = Get(context.CreateProgramWithBinary(device, binary));
-    ASSERT_TRUE(IsOk(copy.Build(context.GetDevices(), nullptr)));
-    const OpenCLKernelRef kernel = Get(copy.CreateKernel("Add"));
-    const OpenCLMemoryObjectRef buffer = CreateBuffer(std::vector<Int32>(1));
-    const Int32 values[] = {1, 20, 300, 4000};
-    const size_t one = 1;
-    ASSERT_TRUE(IsOk(kernel.SetArg(0, buffer)));
-    ASSERT_TRUE(IsOk(kernel.SetArg(1, values, 4)));
-    OpenCLEventRef event;
-    ASSERT_TRUE(IsOk(queue.EnqueueNDRangeKernel(kernel, 1, nullptr, &one, nullptr, 0, nullptr, &event)));
-    ASSERT_TRUE(IsOk(queue.EnqueueNDRangeKernel(kernel, 1, nullptr, &one, nullptr, 1, &event, &event)));
-    ASSERT_TRUE(IsOk(queue.WaitForEvents(1, &event)));
-    void* mapped = Get(queue.EnqueueMapBuffer(buffer, true, OpenCLMapFlags::READ, 0, 4));
-    ASSERT_NE(mapped, nullptr);
-    EXPECT_EQ(*static_cast<Int32*>(mapped), 2 * 4321);
-    EXPECT_TRUE(IsOk(queue.EnqueueUnmapMemObject(buffer, mapped)));
-    EXPECT_TRUE(IsOk(queue.Finish()));
 }
 
 /// Run by itself under a simulator, it shows that races would be seen.
 TEST_F(DeviceTest, DISABLED_AScanWithoutBarriersRaces) {
-    const OpenCLProgramRef program = BuildProgram(
+    const char* source =
         "__kernel void Shift(__global uint* values) {\n"
         "    __local uint l_Data[64];\n"
         "    uint lid = get_local_id(0);\n"
         "    l_Data[lid] = values[lid];\n"
         "    values[lid] = l_Data[lid ^ 1];\n"
-        "}\n");
+        "}\n";
+    const OpenCLProgramRef program = Get(context.CreateProgramWithSource(1, &source));
+    ASSERT_TRUE(IsOk(program.Build(context.GetDevices(), nullptr)));
     const OpenCLKernelRef kernel = Get(program.CreateKernel("Shift"));
     const size_t size = 64;
     ASSERT_TRUE(IsOk(kernel.SetArg(0, CreateBuffer(std::vector<UInt32>(size)))));
