@@ -7,14 +7,12 @@
 
 /// Sets the fake runtime up when it is loaded into a process that no test can reach into:
 ///
-///     FAKE_PLATFORMS   "One,Two GPU;;Three": devices between commas, platforms between semicolons. A name
-///     with
-///                      "GPU" in it makes a GPU, any other a CPU.
-///     FAKE_DRIVER      every device's driver version
-///     FAKE_FAIL        "clFinish=-5": the function that fails, and its code
-///     FAKE_END         "clFinish=abort": the function in which the runtime ends the program, and how:
-///     "abort",
-///                      "exit", "overflow" of the stack, or the number of a signal
+/// FAKE_PLATFORMS  "One,Two GPU;;Three": devices between commas, platforms between semicolons; a name with
+///                 "GPU" in it makes a GPU, any other a CPU
+/// FAKE_DRIVER     every device's driver version
+/// FAKE_FAIL       "clFinish=-5": the function that fails, and its code
+/// FAKE_END        "clFinish=abort": the function in which the runtime ends the program, and how: "abort",
+///                 "exit", "overflow" of the stack, or the number of a signal
 namespace nuvra::fake {
 
 namespace {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdlib>
+
 #include "nuvra/open_cl.h"
 #include "references.h"
 #include "test_host.h"
@@ -13,39 +15,35 @@ T Get(Result<T> result) {
     return std::move(result).GetValue();
 }
 
-/// The OpenCL code of an error; 0 for a success, and for an error of another class.
-template <class T>
-Int32 CodeOf(const Result<T>& result) {
-    return OpenCLErrorRef(result.GetError()).GetErrorCode();
-}
-
 /// The module on a real OpenCL runtime: the system's own, or the file that NUVRA_OPENCL_RUNTIME names. Uses
 /// the first device of the first platform that has one.
 class DeviceTest : public testing::Test {
 protected:
-    DeviceTest();
-    void SetUp() override;
+    void SetUp() override {
+        ASSERT_TRUE(IsOk(host.Start({OPENCL_MODULE_FILE})));
+        BaseArray<OpenCLPlatformRef> platforms;
+        ASSERT_TRUE(IsOk(OpenCL::GetPlatforms(platforms)));
+        BaseArray<OpenCLDeviceRef> devices;
+        for (const OpenCLPlatformRef& each : platforms)
+            if (devices.IsEmpty()) static_cast<void>(each.GetDevices(devices));
+        ASSERT_FALSE(devices.IsEmpty()) << "no platform of this runtime has a device";
+        if (const char* expected = std::getenv("NUVRA_TEST_PLATFORM")) {
+            const Data name = Get(platforms[0].GetInfo(OpenCLPlatformInfo::NAME));
+            ASSERT_EQ(name.Find<String>()->GetView(), expected) << "this is another runtime";
+        }
+        device = devices[0];
+        const auto number = [&](UInt32 which) {
+            return reinterpret_cast<void*>(*Get(device.GetInfo(which)).Find<Int64>());
+        };
+        platform = static_cast<cl_platform_id>(number(OpenCLDeviceInfo::PLATFORM));
+        BaseArray<cl_device_id> ids;
+        ASSERT_TRUE(IsOk(ids.Append(static_cast<cl_device_id>(number(OpenCLDeviceInfo::ID)))));
+        context = Get(OpenCL::CreateContext(platform, ids));
+        queue = Get(context.CreateCommandQueue());
+    }
 
     void Execute(std::string_view task, const void* record, const OpenCLCommandQueueRef& on) {
         ASSERT_TRUE(IsOk(Get(context.GetTask(MakeText(task))).Execute(context, on, record)));
-    }
-    void Execute(std::string_view task, const void* record) { Execute(task, record, queue); }
-    OpenCLMemoryObjectRef CreateImage(OpenCLChannelDataType type, Int64 width, Int64 height);
-    template <class T>
-    OpenCLMemoryObjectRef SendImage(OpenCLChannelDataType type, Int64 width, const std::vector<T>& pixels) {
-        const auto row = static_cast<size_t>(width);
-        const size_t region[] = {row, pixels.size() / 4 / row, 1};
-        OpenCLMemoryObjectRef image = CreateImage(type, width, static_cast<Int64>(region[1]));
-        EXPECT_TRUE(IsOk(queue.EnqueueWriteImage(image, true, kOrigin, region, 0, 0, pixels.data())));
-        return image;
-    }
-    /// As many pixels as were sent.
-    template <class T>
-    std::vector<T> ReadImage(const OpenCLMemoryObjectRef& image, Int64 width, Int64 height) {
-        const size_t region[] = {static_cast<size_t>(width), static_cast<size_t>(height), 1};
-        std::vector<T> pixels(region[0] * region[1] * 4);
-        EXPECT_TRUE(IsOk(queue.EnqueueReadImage(image, true, kOrigin, region, 0, 0, pixels.data())));
-        return pixels;
     }
     template <class T>
     OpenCLMemoryObjectRef CreateBuffer(const std::vector<T>& values) {
@@ -59,14 +57,20 @@ protected:
         return values;
     }
     /// Whether something of that size would take a simulator too long.
-    static bool IsTooLarge(size_t size);
-    /// A built program of the context's device.
-    OpenCLProgramRef BuildProgram(const char* source);
+    static bool IsTooLarge(size_t size) {
+        const char* largest = std::getenv("NUVRA_TEST_LARGEST");
+        return largest != nullptr && size > std::stoul(largest);
+    }
 
-    static constexpr size_t kOrigin[3] = {};
-    TestHost host;  // outlives the objects below
+    static std::map<std::string, std::string> ChooseRuntime() {
+        const char* runtime = std::getenv("NUVRA_OPENCL_RUNTIME");
+        if (runtime == nullptr) return {};
+        return {{OPENCL_RUNTIME_NAME, runtime}};
+    }
+    TestHost host{ChooseRuntime()};  // outlives the objects below
     OpenCLContextRef context;
     OpenCLDeviceRef device;
+    cl_platform_id platform = nullptr;
     OpenCLCommandQueueRef queue;
 };
 
