@@ -123,9 +123,7 @@ TEST_F(GLSharingTest, AGivenPlatformIsTakenWithoutASearch) {
     bool isListed = false;
     fake.intercept = [&](const fake::Call& call) {
         isListed = isListed || call.name == "clGetGLContextInfoKHR";
-        return isListed && call.values[0] == fake::Value(fake::Handle{fake::Kind::DEVICE, silent.serial})
-                   ? CL_OUT_OF_RESOURCES
-                   : CL_SUCCESS;
+        return isListed && call.values[0] == fake::Value(&silent) ? CL_OUT_OF_RESOURCES : CL_SUCCESS;
     };
     EXPECT_EQ(Create(given), "OK");
     EXPECT_EQ(fake.TextsOf("clGetPlatformIDs"), Texts());

@@ -276,7 +276,7 @@ protected:
             const Int64* number = data.Find<Int64>();
             const void* handle = number != nullptr ? reinterpret_cast<const void*>(*number) : nullptr;
             line += "; " + std::to_string(which) + type.substr(type.rfind('.')) + ' ' +
-                    (fake.FindAny(handle) != nullptr ? fake.NameOf(handle) : ToText(data));
+                    (fake.Find(handle) != nullptr ? fake.NameOf(handle) : ToText(data));
         }
         AppendLine("# " + line);
     }
