@@ -26,7 +26,6 @@ TEST_F(HostTest, AnInterfaceIsFoundWithTheDataOfItsComponentAndWhatIsMissingIsAn
     EXPECT_EQ(CounterRef(Create("zoo.Counter").GetValue()).Next(), 1) << "another object's data";
     EXPECT_FALSE(CounterRef(Create("nuvra.UnknownErrorObject").GetValue()));
     EXPECT_EQ(CounterRef().Next(), 0);
-    EXPECT_TRUE(UrlRef().GetPath().IsEmpty());
     EXPECT_EQ(ErrorClass(DllRef().FindSymbol(CString())), "nuvra.NullPointerErrorObject");
     EXPECT_EQ(ErrorClass(Create("zoo.Unheard")), "nuvra.NullPointerErrorObject");
     host.allocations.FailAll();
@@ -105,6 +104,8 @@ TEST_F(HostTest, AWeakReferenceFindsTheObjectUntilItDies) {
     locked = nullptr;
     EXPECT_FALSE(weak.Lock());
     EXPECT_FALSE(WeakRef<UrlRef>(UrlRef()).Lock());
+    const WeakRef<AnyRef> ofComponents(Create("zoo.Counter").GetValue());
+    EXPECT_FALSE(ofComponents.Lock());
 }
 
 TEST_F(HostTest, AReusedControlBlockMeansOnlyItsNewObject) {

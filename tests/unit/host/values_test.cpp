@@ -183,7 +183,6 @@ TEST_F(HostTest, MemoryComesAsTheServiceSays) {
     for (const Int size : {Int{0}, Int{-1}, std::numeric_limits<Int>::max()})
         EXPECT_EQ(System::Allocate(size), nullptr) << size;
     auto* block = static_cast<char*>(System::Reallocate(nullptr, 16));
-    ASSERT_NE(block, nullptr);
     block[15] = 'x';
     EXPECT_EQ(System::Reallocate(block, 0), nullptr);
     host.allocations.FailFrom(0);

@@ -25,7 +25,13 @@ inline Texts TakeLog() {
     return std::exchange(g_log, {});
 }
 
-/// Why the system cannot open that file.
+/// Takes a library's list of modules away. False where it has been away since the library was loaded.
+inline bool TakeList(const std::string& file) {
+    std::string reason;
+    const auto library = host::DynamicLibrary::Open(file, host::LibraryUse::MODULE, reason);
+    return std::exchange(*static_cast<void**>(library.Find("g_privateModules", reason)), nullptr) != nullptr;
+}
+
 inline std::string ReasonFor(const std::string& file) {
     std::string reason;
     EXPECT_FALSE(host::DynamicLibrary::Open(file, host::LibraryUse::RUNTIME, reason).IsOpen());
