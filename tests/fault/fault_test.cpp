@@ -17,8 +17,9 @@ struct World : Objects {
     OpenGLContextRef gl;
     OpenCLMemoryObjectRef image;
     OpenCLKernelRef tail;
-    std::vector<OpenCLEventRef> waited{40};          ///< longer than what needs no memory
-    std::vector<OpenCLMemoryObjectRef> buffers{20};  ///< the same
+    std::vector<OpenCLEventRef> waited =
+        std::vector<OpenCLEventRef>(40);  ///< longer than what needs no memory
+    std::vector<OpenCLMemoryObjectRef> buffers = std::vector<OpenCLMemoryObjectRef>(20);  ///< the same
     // What a step makes for those after it.
     BaseArray<OpenCLPlatformRef> platforms{};
     OpenCLDeviceRef device{};
