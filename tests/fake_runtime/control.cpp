@@ -7,9 +7,7 @@ namespace {
 struct Teller {
     std::string operator()(std::uint64_t number) const { return std::to_string(number); }
     std::string operator()(const void* pointer) const { return pointer == nullptr ? "null" : "ptr"; }
-    std::string operator()(const Object* object) const {
-        return object == nullptr ? "null" : object->kind + std::to_string(object->serial);
-    }
+    std::string operator()(const Object* object) const { return object == nullptr ? "null" : object->name; }
     std::string operator()(const std::string& text) const { return '"' + text + '"'; }
     std::string operator()(const Bytes& bytes) const {
         std::string text;
@@ -94,10 +92,6 @@ Object& Control::AddDevice(Object& platform, const std::string& name) {
     return device;
 }
 
-void Control::Fail(const std::string& name, cl_int code, int nth) {
-    _failures.push_back({name, code, nth});
-}
-
 cl_int Control::Record(const char* name, std::vector<Value> values) {
     calls.push_back({name, std::move(values)});
     EndIfDeadly(calls.back());
@@ -118,23 +112,23 @@ std::vector<std::string> Control::TextsOf(const std::string& name) const {
 
 int Control::CountLive() const {
     return static_cast<int>(std::ranges::count_if(_objects, [](const auto& object) {
-        return object->count > 0 && object->kind != "platform" && object->kind != "device";
+        return object->count > 0 && !object->name.starts_with("platform") &&
+               !object->name.starts_with("device");
     }));
 }
 
-Object& Control::Make(const char* kind) {
+Object& Control::Make(const std::string& kind) {
     const auto others =
-        std::ranges::count_if(_objects, [kind](const auto& other) { return other->kind == kind; });
+        std::ranges::count_if(_objects, [&](const auto& other) { return other->name.starts_with(kind); });
     Object& object = *_objects.emplace_back(std::make_unique<Object>());
-    object.kind = kind;
-    object.serial = static_cast<int>(others) + 1;
+    object.name = kind + std::to_string(others + 1);
     return object;
 }
 
-bool Control::Check(const char* kind, const void* handle) {
+bool Control::Check(const std::string& kind, const void* handle) {
     if (handle == nullptr) return false;
     const Object* object = Find(handle);
-    const bool isOfKind = object != nullptr && object->kind == kind;
+    const bool isOfKind = object != nullptr && object->name.starts_with(kind);
     if (isOfKind && object->count > 0) return true;
     faults.push_back(ToText(calls.back()) + (isOfKind ? " got a released " : " got what is no ") + kind);
     return false;

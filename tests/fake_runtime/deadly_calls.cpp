@@ -71,7 +71,7 @@ struct DeadlyCall {
 constexpr const char* kPoclDies = "PoCL does not survive";
 constexpr const char* kRusticlDies = "rusticl does not survive";
 constexpr const char* kNoSharing = "an object of a context that shares nothing with OpenGL";
-constexpr DeadlyCall DeadlyCall::kAll[] = {
+const DeadlyCall DeadlyCall::kAll[] = {
     {"clEnqueueNDRangeKernel", "a null kernel", kPoclDies, IsNull<1>},
     {"clEnqueueNDRangeKernel", "a null event to wait for", "PoCL does not wait for", HasNull<7>},
     {"clEnqueueNDRangeKernel", "a kernel whose memory argument is gone", kPoclDies, HasDeadArgument},

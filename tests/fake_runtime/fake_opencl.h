@@ -45,8 +45,7 @@ Bytes NumberBytes(const std::vector<T>& numbers) {
 /// What a handle points to. A released object stays in memory until the next `Reset`, so that its later use
 /// is noticed.
 struct Object {
-    std::string kind;  ///< "queue"
-    int serial = 0;    ///< among those of its kind, from 1
+    std::string name;  ///< "queue1": objects of a kind are numbered from 1
     int count = 1;
     Info info;
     std::vector<Object*> devices;        ///< of a platform, a context or a program
@@ -84,7 +83,7 @@ public:
 
     /// Makes the nth call (from 1; 0: every call) of the function (empty: of all functions together) fail. A
     /// failing release releases all the same.
-    void Fail(const std::string& name, cl_int code, int nth = 0);
+    void Fail(const std::string& name, cl_int code, int nth = 0) { _failures.push_back({name, code, nth}); }
     void FailNothing() { _failures.clear(); }
     /// Asked about each call; a code other than 0 makes it fail.
     std::function<cl_int(const Call& call)> intercept;
@@ -98,11 +97,10 @@ public:
 
     /// For the runtime's functions: records a call and gives the code that it is to fail with, if any.
     cl_int Record(const char* name, std::vector<Value> values);
-    Object& Make(const char* kind);
+    Object& Make(const std::string& kind);
     /// Whether it is a live object of that kind; anything else but a null handle is a fault.
-    bool Check(const char* kind, const void* handle);
-    /// The object, released or not, or null.
-    Object* Find(const void* handle) const;
+    bool Check(const std::string& kind, const void* handle);
+    Object* Find(const void* handle) const;  ///< released or not, or null
     Value Describe(const void* pointer) const;
     /// "queue1" for a handle, "null", or "ptr" for any other address.
     std::string NameOf(const void* pointer) const;

@@ -70,19 +70,18 @@ Value ToValue(List<T> list) {
     }
 }
 
-/// The code for an argument that is no live object, or an array that holds such.
-template <class T>
-cl_int Check(const T& value) {
-    if constexpr (kKind<T>.name != nullptr)
-        return Control::Get().Check(kKind<T>.name, value) ? CL_SUCCESS : kKind<T>.invalid;
-    return CL_SUCCESS;
-}
+/// The code for an array that holds what is no live object, or for such an argument.
 template <class T>
 cl_int Check(const List<T>& list) {
     if (std::is_same_v<T, cl_event> && (list.count == 0) != (list.items == nullptr)) return list.invalid;
-    for (std::size_t i = 0; list.items != nullptr && i < list.count; i++)
-        if (Check(list.items[i]) != CL_SUCCESS) return list.invalid;
+    if constexpr (kKind<T>.name != nullptr)
+        for (std::size_t i = 0; list.items != nullptr && i < list.count; i++)
+            if (!Control::Get().Check(kKind<T>.name, list.items[i])) return list.invalid;
     return CL_SUCCESS;
+}
+template <class T>
+cl_int Check(const T& value) {
+    return Check(List(&value, 1));
 }
 
 /// Records a call. The code is that which it is to fail with, or the first for an invalid handle.

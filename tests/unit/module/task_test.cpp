@@ -146,8 +146,6 @@ TEST_F(TaskTest, RectanglesThatLeaveTheirPictureAreRefused) {
         {0, 9, 1, -1, 0, 0, 1, 1},      {0, 0, 1, 1, 0, 0, 0, 1},           {0, 0, 1, 1, 30, 0, 3, 1},
         {0, 0, 1, 1, 1, 0, -3, 1},      {0, 0, 1, 1, 0, 24, 1, -26},        {kBeyond, 0, 1, 1, 0, 0, 1, 1},
         {0, 0, kBeyond, 1, 0, 0, 1, 1}, {0, kBeyond - 9, 1, 99, 0, 0, 1, 1}};
-    // More taps than 32 bits count.
-    const std::vector<Numbers> taps = {{0, 0, 1, 1 << 30, 0, 0, 1, -2}};
     const auto expectAll = [&](const TaskCase& one, const std::vector<Numbers>& cases) {
         ASSERT_EQ(Get(one.task), "OK");
         for (const Numbers& numbers : cases) {
@@ -160,11 +158,14 @@ TEST_F(TaskTest, RectanglesThatLeaveTheirPictureAreRefused) {
         const std::string_view name = one.task;
         if (name.starts_with("image."))
             expectAll(one, name.find("scale") != name.npos ? scalings : rectangles);
-        if (name == "image.scalebicubic") expectAll(one, taps);
+        // More taps than 32 bits count.
+        if (name == "image.scalebicubic") expectAll(one, {{0, 0, 1, 1 << 30, 0, 1, 1, -2}});
     }
 }
 
-TEST_F(TaskTest, AChecksumDoesWithoutLocalMemoryWhereADeviceHasLittle) {
+TEST_F(TaskTest, KernelsAreBuiltForAProcessorAndForLittleLocalMemory) {
+    SetDevice(CL_DEVICE_TYPE, fake::NumberBytes<cl_device_type>({CL_DEVICE_TYPE_CPU}));
+    EXPECT_EQ(Build("prefixsum"), "-D WORKGROUP_SIZE=256 -D PREFIX_SUM_ARRAY_SHIFT=14 -D SERIAL_SCAN");
     for (const auto& [size, more] : {std::pair(8192, ""), {8191, " -D SMALL_LOCAL_MEMORY"}}) {
         Limit(256, 256, 256, static_cast<cl_ulong>(size));
         EXPECT_EQ(Build("crc32c"), std::string("-cl-fast-relaxed-math") + more);
@@ -184,12 +185,14 @@ TEST_F(TaskTest, AFailingBuildWritesTheLogOfEachDevice) {
 
 TEST_F(TaskTest, BadCountsAreRefusedBeforeAnyCallAndHalfATotalIsNotTold) {
     ASSERT_EQ(Get("prefixsum"), "OK");
-    const std::tuple<Int64, Int64, const char*> cases[] = {
-        {0, 16384, "CL_INVALID_VALUE"},     {-5, 16384, "CL_INVALID_VALUE"},
-        {16385, 16384, "CL_INVALID_VALUE"}, {5, 0, "CL_INVALID_VALUE"},
-        {5, 8192, "CL_INVALID_VALUE"},      {5, 24576, "CL_INVALID_VALUE"},
-        {5, INT64_MIN, "CL_INVALID_VALUE"}, {5, Int64{1} << 32, "CL_INVALID_BUFFER_SIZE"},
-        {5, Int64{1} << 31, "OK"}};
+    const std::tuple<Int64, Int64, const char*> cases[] = {{0, 16384, "CL_INVALID_VALUE"},
+                                                           {-5, 16384, "CL_INVALID_VALUE"},
+                                                           {16385, 16384, "CL_INVALID_VALUE"},
+                                                           {5, 8192, "CL_INVALID_VALUE"},
+                                                           {5, 24576, "CL_INVALID_VALUE"},
+                                                           {5, INT64_MIN, "CL_INVALID_VALUE"},
+                                                           {5, Int64{1} << 32, "CL_INVALID_BUFFER_SIZE"},
+                                                           {5, Int64{1} << 31, "OK"}};
     for (const auto& [count, padded, outcome] : cases) {
         const PrefixSumParameters record{1, &memory[0], &memory[1], padded, count};
         Expect(&record, outcome, std::to_string(count) + " in " + std::to_string(padded));
@@ -218,21 +221,18 @@ TEST_F(TaskTest, ThePaddedCountIsAPowerOfTwoOfAtLeastOneChunk) {
 
 TEST_F(TaskTest, TheGroupSizeIsTheLargestPowerOfTwoThatRuns) {
     constexpr const char* kNone = "CL_INVALID_WORK_GROUP_SIZE";
-    // A device's work-items and group, what it grants and its local memory, and what is chosen.
-    const std::tuple<size_t, size_t, size_t, cl_ulong, const char*> cases[] =
-        {
-            {8192, 8192, 8192, 65536, "4096"}, {1000, 1024, 1024, 32768, "512"},
-            {1024, 256, 1024, 32768, "256"},   {1024, 1024, 100, 32768, "64"},
-            {1024, 1024, 1024, 4096, "512"},   {64, 64, 64, 512, "64"},
-            {63, 1024, 1024, 32768, kNone},    {1024, 1024, 63, 32768, kNone},
-            {1024, 63, 1024, 32768, kNone},    {1024, 1024, 1024, 511, kNone},
-            {1024, 1024, 32, 32768, "1024"},  // the width of its vectors, named for every kernel, is no limit
-        };
+    // A device's work-items and group, what it grants and its local memory, and what is chosen. In the last
+    // row, the width of its vectors, named for every kernel, is no limit.
+    const std::tuple<size_t, size_t, size_t, cl_ulong, const char*> cases[] = {
+        {8192, 8192, 8192, 65536, "4096"}, {1000, 1024, 1024, 32768, "512"}, {1024, 256, 1024, 32768, "256"},
+        {1024, 1024, 100, 32768, "64"},    {1024, 1024, 1024, 4096, "512"},  {64, 64, 64, 512, "64"},
+        {63, 1024, 1024, 32768, kNone},    {1024, 1024, 63, 32768, kNone},   {1024, 63, 1024, 32768, kNone},
+        {1024, 1024, 1024, 511, kNone},    {1024, 1024, 32, 32768, "1024"}};
     for (const auto& [items, group, granted, localMemory, chosen] : cases) {
         Limit(items, group, granted, localMemory);
         EXPECT_EQ(BuildGroup(), chosen);
     }
-    // It is one where a small kernel is granted more, or the others less.
+    // It is a limit where a small kernel is granted more, or the others less.
     for (const auto& [ofSmall, ofOthers] : {std::pair(1024, 32), {32, 31}}) {
         fake.intercept = [&, most = ofSmall, least = ofOthers](const fake::Call& call) {
             const bool isSmall = call.values[1] == fake::Value(std::string("mergeResult"));
@@ -270,11 +270,6 @@ TEST_F(TaskTest, AGroupThatCannotBeBuiltIsHalvedAndTheFirstLogToldWhenNoneCan) {
     EXPECT_EQ(BuildGroup(), "CL_OUT_OF_RESOURCES");
     EXPECT_EQ(builds.size(), 5U);
     EXPECT_EQ(host->diagnostics.size(), 1U);
-}
-
-TEST_F(TaskTest, AProcessorAddsUpInOneWorkItem) {
-    SetDevice(CL_DEVICE_TYPE, fake::NumberBytes<cl_device_type>({CL_DEVICE_TYPE_CPU}));
-    EXPECT_EQ(Build("prefixsum"), "-D WORKGROUP_SIZE=256 -D PREFIX_SUM_ARRAY_SHIFT=14 -D SERIAL_SCAN");
 }
 
 }  // namespace
