@@ -5,7 +5,6 @@
 #include "program.h"
 
 namespace nuvra::test {
-
 namespace {
 
 using CommandTest = ProgramTest;
@@ -42,7 +41,7 @@ TEST_F(UnixCommandTest, TheDeviceIsTheFirstGpuUnlessOneIsNamed) {
     ExpectRefusals({
         {command, 1, "on \"Big GPU\"", failing},
         {command + "--device 2", 1, "on \"Small GPU 7\"", failing},
-        {command + "--device 'gpu 7'", 1, "on \"Small GPU 7\"", failing},
+        {command + "--device 'gPu 7'", 1, "on \"Small GPU 7\"", failing},
         {command + "--device 7", 1, "no device is called \"7\"; device 0 is \"Processor\", device 1 is ",
          failing},
         {command + "--device gpu", 1,
@@ -163,5 +162,4 @@ TEST_F(UnixCommandTest, ChecksumsAreThoseOfTheStandardAndAListOfThemNamesAnyFile
 }
 
 }  // namespace
-
 }  // namespace nuvra::test

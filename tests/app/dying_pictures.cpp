@@ -13,20 +13,15 @@ namespace {
     std::abort();
 }
 
-class Input : public OIIO::ImageInput {
-public:
+template <class Base, class... Rest>
+struct Dying : Base {
     const char* format_name() const override { return "dies"; }
-    bool open(const std::string& name, OIIO::ImageSpec&) override { Die(name); }
+    bool open(const std::string& name, Rest...) override { Die(name); }
     bool close() override { return true; }
-    bool read_native_scanline(int, int, int, int, void*) override { return false; }
 };
-
-class Output : public OIIO::ImageOutput {
-public:
-    const char* format_name() const override { return "dies"; }
-    int supports(OIIO::string_view) const override { return 0; }
-    bool open(const std::string&, const OIIO::ImageSpec&, OpenMode) override { Die("exit"); }
-    bool close() override { return true; }
+using Output = Dying<OIIO::ImageOutput, const OIIO::ImageSpec&, OIIO::ImageOutput::OpenMode>;
+struct Input : Dying<OIIO::ImageInput, OIIO::ImageSpec&> {
+    bool read_native_scanline(int, int, int, int, void*) override { return false; }
 };
 
 }  // namespace

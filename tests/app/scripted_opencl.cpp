@@ -12,9 +12,8 @@
 /// FAKE_DRIVER     every device's driver version
 /// FAKE_FAIL       "clFinish=-5": the function that fails, and its code
 /// FAKE_END        "clFinish=abort": the function in which the runtime ends the program, and how: "abort",
-///                 "exit", "overflow" of the stack, or the number of a signal
+///                 "exit", "overflow" of the stack, or the number of a signal; "load" for doing so at once
 namespace nuvra::fake {
-
 namespace {
 
 std::string GetVariable(const char* name) {
@@ -60,6 +59,7 @@ bool SetUp() {
     if (const size_t sign = failure.find('='); sign != std::string::npos)
         control.Fail(failure.substr(0, sign), std::stoi(failure.substr(sign + 1)));
     const std::string end = GetVariable("FAKE_END");
+    if (end == "load") End("abort");
     if (const size_t sign = end.find('='); sign != std::string::npos)
         control.intercept = [name = end.substr(0, sign), how = end.substr(sign + 1)](const Call& call) {
             if (call.name == name) End(how);
@@ -71,5 +71,4 @@ bool SetUp() {
 const bool g_isSetUp = SetUp();
 
 }  // namespace
-
 }  // namespace nuvra::fake

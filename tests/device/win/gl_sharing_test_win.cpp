@@ -2,7 +2,6 @@
 #include "gl_window.h"
 
 namespace nuvra::test {
-
 namespace {
 
 constinit InterfaceRecord g_record = ImplementInterface<OpenGLContextInterface>(
@@ -40,5 +39,4 @@ TEST_F(RenderingContextTest, ARuntimeThatCannotShareSaysSoEachTimeKeepsNothingAn
 }
 
 }  // namespace
-
 }  // namespace nuvra::test
