@@ -87,7 +87,7 @@ TEST_F(PlatformTest, AListIsReplacedAndEmptyWhereItsNumberChangesOrIsBeyondBelie
 TEST_F(PlatformTest, VersionsAreParsedAfterTheirWords) {
     using Info = OpenCLDeviceInfo;
     const std::tuple<fake::Object*, cl_uint, const char*, UInt32, const char*> cases[] = {
-        {platform, CL_PLATFORM_VERSION, "OpenCL 2.1 words", OpenCLPlatformInfo::VERSION_NUMBER, "210"},
+        {platform, CL_PLATFORM_VERSION, "OpenCL 2.1 vendor words", OpenCLPlatformInfo::VERSION_NUMBER, "210"},
         {platform, CL_PLATFORM_VERSION, "OpenCL C 1.2", OpenCLPlatformInfo::VERSION_NUMBER, "UNSPECIFIED"},
         {device, CL_DRIVER_VERSION, "3.1+debian", Info::DRIVER_VERSION_NUMBER, "310"},
         {device, CL_DRIVER_VERSION, "1.10", Info::DRIVER_VERSION_NUMBER, "200"},
