@@ -235,8 +235,8 @@ TEST_F(TaskTest, TheGroupSizeIsTheLargestPowerOfTwoThatRuns) {
     // It is a limit where a small kernel is granted more, or the others less.
     for (const auto& [ofSmall, ofOthers] : {std::pair(1024, 32), {32, 31}}) {
         fake.intercept = [&, most = ofSmall, least = ofOthers](const fake::Call& call) {
-            const bool isSmall = call.values[1] == fake::Value(std::string("mergeResult"));
-            if (call.name == "clCreateKernel") Limit(1024, 1024, isSmall ? most : least);
+            if (call.name == "clCreateKernel")
+                Limit(1024, 1024, call.values[1] == fake::Value(std::string("mergeResult")) ? most : least);
             return CL_SUCCESS;
         };
         EXPECT_EQ(BuildGroup(), kNone);
