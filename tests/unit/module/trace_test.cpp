@@ -66,26 +66,5 @@ TEST_F(TraceTest, EventsCarryTheCallingThread) {
     EXPECT_EQ(g_trace.threads[2], g_trace.threads[3]);
 }
 
-TEST_F(TraceTest, ACapturingTracerGetsSourcesAndInitialBytes) {
-    Start(FakeLibrary());
-    MakeObjects();
-    const char* sources[] = {"first text", "second"};
-    const size_t lengths[] = {5, 0};
-    char bytes[] = "host";
-    g_trace.lastCookie = 0;
-    for (const bool isCapturing : {false, true}) {
-        g_trace.isCapturing = isCapturing;
-        for (const UInt32 flags : {32U, 8U, 1U})
-            static_cast<void>(cl.context.CreateBuffer(flags, 4, flags > 1 ? bytes : nullptr));
-        static_cast<void>(cl.context.CreateProgramWithSource(2, sources, lengths));
-    }
-    sources[0] = nullptr;  // has no text, and the runtime refuses it
-    static_cast<void>(cl.context.CreateProgramWithSource(2, sources));
-    Texts events = TakeEvents();
-    std::erase_if(events, [](const std::string& text) { return text[0] != '+'; });
-    EXPECT_EQ(events, (Texts{"+ 9 12 4 host -1", "+ 11 12 4 host -1", "+ 15 11 5 first 0",
-                             "+ 15 11 0 second 1", "+ 17 11 0 second 1"}));
-}
-
 }  // namespace
 }  // namespace nuvra::test

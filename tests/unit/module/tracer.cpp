@@ -36,19 +36,12 @@ constexpr OpenGLCLVKTracerInterface::Operations kTracerOperations{
     [](OpenGLCLVKTracerImpl*, const char* text) { g_trace.events.push_back(std::string("# ") + text); },
     [](OpenGLCLVKTracerImpl*, UInt64 thread, const char* name, const char* code, va_list values) {
         Event("> ", thread, name, code, values);
-        return ++g_trace.lastCookie;
+        return UInt32{1};
     },
     [](OpenGLCLVKTracerImpl*, UInt64 thread, const char* name, const char* code, va_list values) {
         Event("< ", thread, name, code, values);
     },
-    [](OpenGLCLVKTracerImpl*, UInt32 cookie, OpenGLCLVKTracerInterface::DataKind kind, Int size,
-       const void* data, Int index) {
-        const auto* text = static_cast<const char*>(data);
-        g_trace.events.push_back("+ " + std::to_string(cookie) + ' ' +
-                                 std::to_string(static_cast<int>(kind)) + ' ' + std::to_string(size) + ' ' +
-                                 (size > 0 ? std::string(text, text + size) : std::string(text)) + ' ' +
-                                 std::to_string(index));
-    },
+    [](OpenGLCLVKTracerImpl*, UInt32, OpenGLCLVKTracerInterface::DataKind, Int, const void*, Int) {},
 };
 
 constexpr OpenGLCLTrace::Operations kTraceOperations{[]() -> Result<OpenGLCLVKTracerRef> {

@@ -6,15 +6,13 @@
 namespace nuvra::test {
 
 /// What the tracer of the tests saw: events as "> name code values" before and "< name code values" after a
-/// call, values as the fake runtime's texts with arrays in brackets, comments as "# text", attached data as
-/// "+ cookie kind size data index".
+/// call, values as the fake runtime's texts, comments as "# text".
 struct Trace {
     bool isOffered = false;  ///< whether the tracing service has a tracer
     bool isActive = true;    ///< whether it passes its activation check
     bool isCapturing = false;
     Texts events{};
     std::vector<UInt64> threads{};
-    UInt32 lastCookie = 0;
 };
 extern Trace g_trace;
 
