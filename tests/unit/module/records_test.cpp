@@ -17,8 +17,6 @@ TEST_F(ModuleTest, TheLibraryListsItsFiveModulesLatestFirst) {
         text += module->flags == 0x101 ? " principal" : module->flags == 0x1101 ? " framework" : " ?";
         for (Int i = 0; i < module->dependencyCount; i++)
             text += std::string(" ") + module->dependencies[i].GetText();
-        EXPECT_EQ(static_cast<int>(module->kind), 5);
-        EXPECT_EQ(module->listHead, list);
         EXPECT_STREQ(module->owner->id.GetText(), "main") << "the source unit that registers it";
     }
     const std::string core = " net.nuvra.core.framework";
