@@ -23,12 +23,14 @@ public:
             NUVRA_RETURN_IF_ERROR(_allocated.Resize(count));
             _handles = _allocated.GetFirst();
         }
+        Handle* end = _handles;  // a member would be read and written again for each handle
         for (Int i = 0; i < count; i++) {
             if (!references[i]) continue;
             const Handle handle = references[i].Get()->handle.Get();
             if (handle == nullptr) return OpenCLError(nullCode);
-            _handles[_count++] = handle;
+            *end++ = handle;
         }
+        _count = static_cast<cl_uint>(end - _handles);
         return {};
     }
 
@@ -83,7 +85,7 @@ inline Result<void> HeldEvents::Open(const Waiting& waiting) {
 
 /// Slow path of `RunEnqueue`: something to wait for, or an event to return.
 template <class MakeCall>
-[[gnu::noinline]] Result<void> RunEnqueueWithEvents(Waiting waiting, MakeCall makeCall,
+[[gnu::noinline]] Result<void> RunEnqueueWithEvents(const Waiting& waiting, const MakeCall& makeCall,
                                                     SourceLocation location) {
     HeldEvents events;
     NUVRA_RETURN_IF_ERROR(events.Open(waiting));
@@ -93,12 +95,16 @@ template <class MakeCall>
 /// Makes one enqueue with `makeCall`, which takes `EventArguments` and returns the call's code.
 ///
 /// Fast path: most calls wait for nothing and ask for no event. They take a few nanoseconds, so their
-/// arguments stay in registers: `waiting` and `makeCall` are passed by value.
+/// arguments stay in registers: `waiting` and `makeCall` are passed by value, and the slow path gets the
+/// addresses of copies.
 template <class MakeCall>
 [[gnu::always_inline]] inline Result<void> RunEnqueue(Waiting waiting, MakeCall makeCall,
                                                       SourceLocation location = SourceLocation::Here()) {
-    if (waiting.count > 0 || waiting.event != nullptr)
-        return RunEnqueueWithEvents(Waiting{waiting.count, waiting.list, waiting.event}, makeCall, location);
+    if (waiting.count > 0 || waiting.event != nullptr) {
+        const Waiting copy{waiting.count, waiting.list, waiting.event};
+        const MakeCall call = makeCall;
+        return RunEnqueueWithEvents(copy, call, location);
+    }
     return CheckCode(makeCall(EventArguments()), location);
 }
 
