@@ -100,11 +100,9 @@ template <class MakeCall>
 template <class MakeCall>
 [[gnu::always_inline]] inline Result<void> RunEnqueue(Waiting waiting, MakeCall makeCall,
                                                       SourceLocation location = SourceLocation::Here()) {
-    if (waiting.count > 0 || waiting.event != nullptr) {
-        const Waiting copy{waiting.count, waiting.list, waiting.event};
-        const MakeCall call = makeCall;
-        return RunEnqueueWithEvents(copy, call, location);
-    }
+    if (waiting.count > 0 || waiting.event != nullptr)
+        return RunEnqueueWithEvents(Waiting{waiting.count, waiting.list, waiting.event}, MakeCall(makeCall),
+                                    location);
     return CheckCode(makeCall(EventArguments()), location);
 }
 
