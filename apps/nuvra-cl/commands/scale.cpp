@@ -163,7 +163,7 @@ private:
     std::vector<ScalePiece> _rows;
 };
 
-/// False where pieces would show seams.
+/// False where no pieces within the limit fit together without seams.
 bool Scaler::Cut(const Extent& limit) {
     const auto& [in, out, source, destination, mirrorX, mirrorY] = _scaling;
     auto columns = PlanScale(source.width, destination.width, mirrorX, limit.width, _extra.width);

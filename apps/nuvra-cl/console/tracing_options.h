@@ -17,7 +17,7 @@ void AddTracingOptions(CLI::App& app, Options& options);
 /// neither empty nor an older trace or log.
 void CheckTracingFiles(const Options& options, const std::vector<NamedFile>& files);
 
-/// Starts the tracers that the options ask for; null without any.
+/// Starts the tracers that the options ask for; without any, `environment.tracing` stays null.
 void StartTracing(Environment& environment);
 
 /// Completes the files and prints the reports on standard error; what could not be written goes to the

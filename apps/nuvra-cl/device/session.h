@@ -29,8 +29,8 @@ struct Device {
     }
 };
 
-/// The host with the module, from construction to destruction. Outlives every object it gave. Every operation
-/// throws `Failure`.
+/// The host with the module, from construction to destruction. Must outlive every object that it gave. Every
+/// operation throws `Failure`.
 class Session {
 public:
     /// Starts the host. What the modules say goes to the environment's diagnostics.

@@ -40,8 +40,8 @@ int GetTerminalWidth(std::FILE* terminal);
 /// path at a time; the empty path cancels.
 void RemoveWhenInterrupted(const std::filesystem::path& path);
 
-/// Runs `action` on a thread of its own before SIGINT, SIGTERM, SIGHUP or SIGPIPE ends the program; where a
-/// library ends it, for two seconds at most. At most one action a program.
+/// Runs `action` on a thread of its own before a signal such as SIGINT, SIGTERM, SIGHUP or SIGPIPE ends the
+/// program; where a library ends it, for two seconds at most. At most one action a program.
 void RunWhenInterrupted(std::function<void()> action);
 
 /// Names what a library works on for as long as this lives. If the library ends the program meanwhile, one

@@ -7,8 +7,8 @@
 
 namespace nuvra::app {
 
-/// The file handed to picture writers. Many ignore a failed write, and one calls `abort`: here every write
-/// seems to succeed, and `Finish` returns the first error.
+/// The file handed to picture writers. Many ignore a failed write, and one ends the program: here every
+/// write seems to succeed, and `Finish` returns the first error.
 class CheckedFile : public OIIO::Filesystem::IOProxy {
 public:
     explicit CheckedFile(const std::filesystem::path& path);

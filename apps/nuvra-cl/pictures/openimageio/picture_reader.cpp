@@ -47,7 +47,8 @@ PictureClaim GetReadingClaim(const OIIO::ImageSpec& spec, const std::string& for
     return claim;
 }
 
-/// Opens the file; `spec` is its first picture.
+/// Opens the file; `spec` describes its first picture, every channel named. Throws a `Failure` for what
+/// cannot be worked on.
 std::unique_ptr<OIIO::ImageInput> Open(const std::string& name, OIIO::ImageSpec& spec) {
     OIIO::ImageSpec wishes;
     wishes.attribute("oiio:UnassociatedAlpha", 1);

@@ -91,7 +91,7 @@ TypeDesc Writer::GetFileType() const {
                                       : TypeDesc(ToOpenImageIO(_picture.type->samples));
 }
 
-/// The spec of the file the picture came from, with the picture's own size.
+/// The description of the file that the picture came from, with the picture's own size.
 OIIO::ImageSpec DescribePicture(const Picture& picture) {
     const auto width = static_cast<int>(picture.GetWidth());
     const auto height = static_cast<int>(picture.GetHeight());
@@ -132,7 +132,7 @@ bool Writer::Open(TypeDesc type) {
     _output = OIIO::ImageOutput::create(_format);
     if (_output == nullptr) Fail(FirstLine(OIIO::geterror(), "the format cannot be written"));
     _checked = nullptr;
-    // TIFF's writer seeks in its own file and takes no other.
+    // TIFF's writer reads back what it has written: into a file for writing alone it puts a damaged picture.
     if (_output->supports("ioproxy") != 0 && _format != "tiff") {
         _checked = std::make_unique<CheckedFile>(_file.GetPath());
         _output->set_ioproxy(_checked.get());
