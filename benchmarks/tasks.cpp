@@ -129,6 +129,7 @@ std::vector<Row> Tasks::GetPictureRows() {
                 {MakeOpenCvGamma(Runs::ON_PROCESSOR, kGamma), MakeOpenCvGamma(Runs::ON_OPENCL, kGamma)}));
     rows.push_back(MakeScaleRow("nearest to 960 x 720", "image.scalenearest", 960, 720));
     rows.push_back(MakeScaleRow("bicubic to 960 x 720", "image.scalebicubic", 960, 720));
+    rows.push_back(MakeScaleRow("bicubic to 250 x 188", "image.scalebicubic", 250, 188));
     rows.push_back(MakeScaleRow("bicubic to 3000 x 2250", "image.scalebicubic", 3000, 2250));
     rows.push_back(MakeRow("side by side", "image.stereo.sbs", stereo, {}));
     return rows;

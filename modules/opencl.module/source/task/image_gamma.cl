@@ -29,9 +29,8 @@ static inline int IntegerKind(uint bits) {
     return (mantissa & lowest) != 0u ? 1 : 2;
 }
 
-// The power's bits by the rules of IEEE 754, for a base that is not a positive normal number or an exponent
-// that is not finite.
-static uint SpecialPower(uint base, uint exponent) {
+// The power's bits by the rules of IEEE 754, for every base and exponent.
+static uint Power(uint base, uint exponent) {
     uint magnitude = base & ~SIGN_BIT;
     if ((exponent & ~SIGN_BIT) == 0u || base == ONE_BITS) return ONE_BITS;
     if (IsNan(base) || IsNan(exponent)) return NAN_BITS;
@@ -55,23 +54,43 @@ static uint SpecialPower(uint base, uint exponent) {
     return sign | as_uint(exp2(as_float(exponent) * (log2(scaled) + shift)));
 }
 
-// pow(base, exponent) by log2 and exp2, which take a fraction of its time. Exponent 1 gives the base bit for
-// bit.
-static inline float Power(float base, float exponent) {
-    if (as_uint(exponent) == ONE_BITS) return base;
-    uint bits = as_uint(base);
-    bool isOrdinary = bits - SMALLEST_NORMAL_BITS < INFINITY_BITS - SMALLEST_NORMAL_BITS &&
-                      (as_uint(exponent) & INFINITY_BITS) != INFINITY_BITS;
-    return isOrdinary ? exp2(exponent * log2(base)) : as_float(SpecialPower(bits, as_uint(exponent)));
+// log2 of positive normal numbers, at a fraction of the library's time, which has every other number to tell
+// apart. With x = m 2^e and m between the roots of 1/2 and 2 it is e + 2 / ln 2 atanh((m - 1) / (m + 1)): the
+// polynomial is atanh's series, its coefficients fitted for the least relative error, 1.4e-8.
+static inline float4 Log2(float4 x) {
+    int4 e = (as_int4(x) - 0x3f3504f3) >> 23;
+    float4 m = as_float4(as_int4(x) - (e << 23));
+    float4 t = (m - 1.0f) / (m + 1.0f);
+    float4 u = t * t;
+    float4 series = 2.88539004f + u * (0.961798847f + u * (0.576714396f + u * 0.431735873f));
+    return convert_float4(e) + t * series;
+}
+
+// The colours' powers, by log2 and exp2, which take a fraction of pow's time. Exponent 1 gives the colours
+// bit for bit.
+static inline float4 RaiseColours(float4 colour, float exponent) {
+    uint power = as_uint(exponent);
+    if (power == ONE_BITS) return colour;
+    float4 raised;
+    uint4 bits = as_uint4(colour);
+    int4 isZero = bits == 0u;
+    int4 isOrdinary = (bits - SMALLEST_NORMAL_BITS < INFINITY_BITS - SMALLEST_NORMAL_BITS) | isZero;
+    if ((isOrdinary.x & isOrdinary.y & isOrdinary.z) != 0 && power != 0u && power < INFINITY_BITS) {
+        raised = exp2(exponent * Log2(as_float4(max(bits, SMALLEST_NORMAL_BITS))));
+        raised = as_float4(as_int4(raised) & ~isZero);
+    } else {
+        raised.x = as_float(Power(bits.x, power));
+        raised.y = as_float(Power(bits.y, power));
+        raised.z = as_float(Power(bits.z, power));
+    }
+    raised.w = colour.w;
+    return raised;
 }
 
 __kernel void InvertImage(__read_only image2d_t srcImage, __write_only image2d_t dstImage, float gamma) {
     size_t x = get_global_id(0);
     size_t y = get_global_id(1);
     int2 coord = (int2)(x, y);
-    float4 col = read_imagef(srcImage, srcSampler, coord);
-    col.x = Power(col.x, gamma);
-    col.y = Power(col.y, gamma);
-    col.z = Power(col.z, gamma);
+    float4 col = RaiseColours(read_imagef(srcImage, srcSampler, coord), gamma);
     write_imagef(dstImage, coord, col);
 }

@@ -1,7 +1,5 @@
 #include "task/image_scale.h"
 
-#include <algorithm>
-
 #include "opencl_error.h"
 #include "task/image_task.h"
 
@@ -44,17 +42,6 @@ Result<ScaleGeometry> MakeScaleGeometry(const ScaleParameters& parameters, const
         const auto y, MakeAxis(parameters.srcY, parameters.srcHeight, parameters.dstY, parameters.dstHeight));
     NUVRA_RETURN_IF_ERROR(CheckRectangle(size, x.destination, y.destination, x.extent, y.extent));
     return ScaleGeometry{x, y};
-}
-
-Result<void> EnqueueTiles(const OpenCLCommandQueueRef& queue, const OpenCLKernelRef& kernel,
-                          const ScaleGeometry& geometry) {
-    constexpr Int64 kTile = 1024;
-    for (Int64 y = 0; y < geometry.y.extent; y += kTile)
-        for (Int64 x = 0; x < geometry.x.extent; x += kTile)
-            NUVRA_RETURN_IF_ERROR(EnqueueRectangle(queue, kernel, x, y,
-                                                   std::min(kTile, geometry.x.extent - x),
-                                                   std::min(kTile, geometry.y.extent - y)));
-    return {};
 }
 
 }  // namespace nuvra

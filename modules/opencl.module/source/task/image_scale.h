@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+
 #include "task/task_base.h"
 
 /// What the two scaling tasks share.
@@ -23,9 +25,27 @@ struct ScaleGeometry {
 /// CL_INVALID_VALUE as `ScaleParameters` says.
 Result<ScaleGeometry> MakeScaleGeometry(const ScaleParameters& parameters, const ImageSize& size);
 
-/// Enqueues the kernel over the destination's extents in tiles of at most 1024 x 1024 work-items, rows of
-/// tiles outermost; the global offset is the tile's place in the rectangle.
-Result<void> EnqueueTiles(const OpenCLCommandQueueRef& queue, const OpenCLKernelRef& kernel,
-                          const ScaleGeometry& geometry);
+/// A part of the destination's extents; its place is counted from the rectangle's corner.
+struct ScaleTile {
+    Int32 x;
+    Int32 y;
+    Int32 width;
+    Int32 height;
+};
+
+constexpr Int32 kLargestTile = 1024;  // pixels to each side
+
+/// Cuts the destination's extents into tiles of at most `width` x `height`, rows of tiles outermost, and
+/// launches each; the first failure ends it.
+template <class Launch>
+Result<void> LaunchTiles(const ScaleGeometry& geometry, Int32 width, Int32 height, Launch launch) {
+    for (Int64 y = 0; y < geometry.y.extent; y += height)
+        for (Int64 x = 0; x < geometry.x.extent; x += width)
+            NUVRA_RETURN_IF_ERROR(
+                launch(ScaleTile{static_cast<Int32>(x), static_cast<Int32>(y),
+                                 static_cast<Int32>(std::min<Int64>(width, geometry.x.extent - x)),
+                                 static_cast<Int32>(std::min<Int64>(height, geometry.y.extent - y))}));
+    return {};
+}
 
 }  // namespace nuvra

@@ -1,5 +1,11 @@
 // Scales a rectangle with a separable cubic filter. The positions and weights of each destination column's
-// and row's taps are computed first, by one work-item each; the scaling then reads them.
+// and row's taps are computed first, by one work-item each. Then, for a tile of the rectangle, each source
+// row that the tile needs is scaled to its columns; the rows so made are scaled to its rows. A source pixel
+// is thus read once a tile, however many taps fall on it.
+//
+// The module builds it with
+// -D PIXELS: 256
+//     Pixels of 16 bytes that a group keeps in local memory; less where a device has less of it.
 
 // The Spline16 cubic pieces: 1 - 0.2x - 1.8x^2 + x^3 up to 1, and -7/15 t + 0.8 t^2 - t^3/3 with t = x - 1 up
 // to 2. Factored, so that the weights near the zeros at 1 and 2 keep their precision: a position exactly on a
@@ -53,55 +59,71 @@ __kernel void PrepareBufferNegative(__global int2* index, __global float* weight
 __constant sampler_t srcSampler =
     CLK_NORMALIZED_COORDS_FALSE | CLK_ADDRESS_CLAMP_TO_EDGE | CLK_FILTER_NEAREST;
 
-// Each work-item makes one pixel of the rectangle at off; its indices are the pixel's coordinates in it. No
-// local memory, any local size. filterWidth counts groups of four taps.
-__kernel void ScaleBicubic(__read_only image2d_t srcImage, __write_only image2d_t dstImage,
-                           __global int2* indexX, __global int2* indexY, __global float4* weightX,
-                           __global float* weightY, const int filterWidth, const int filterHeight,
-                           const int2 off) {
+// The source rows that a tile needs, from x to y. A tile is (x, y, width, height) in the rectangle.
+static inline int2 FindRows(__global const int2* indexY, int4 tile) {
+    int2 top = indexY[tile.y];
+    int2 bottom = indexY[tile.y + tile.w - 1];
+    return (int2)(min(top.x, bottom.x), max(top.y, bottom.y));
+}
+
+// The weighted means of the taps of each of the tile's columns in each source row that the tile needs:
+// sums[row * tile.z + column]. A group of one dimension makes neighbouring columns of one row; it reads the
+// pixels that they need together. The global size may exceed the tile's width, and the rows that it needs, of
+// which the last is then made again.
+__kernel void SumRows(__read_only image2d_t srcImage, __global float4* sums, __global const int2* indexX,
+                      __global const int2* indexY, __global const float* weightX, const int filterWidth,
+                      const int4 tile) {
+    __local float4 pixels[PIXELS];
+    int row = (int)get_global_id(1);
+    int2 rows = FindRows(indexY, tile);
+    int r = min(rows.x + row, rows.y);
+    uint lid = (uint)get_local_id(0);
+    uint group = (uint)get_local_size(0);
+    int column = (int)get_global_id(0);
+    int firstColumn = column - (int)lid;
+    int lastColumn = min(firstColumn + (int)group, tile.z) - 1;
+    int2 left = indexX[tile.x + firstColumn];
+    int2 right = indexX[tile.x + lastColumn];
+    int first = min(left.x, right.x);
+    uint span = (uint)max(left.y, right.y) - (uint)first + 1u;
+
+    // A work-item past the tile helps with the reading and repeats the last column.
+    int x = tile.x + min(column, lastColumn);
+    uint begin = (uint)indexX[x].x - (uint)first;
+    uint end = (uint)indexX[x].y - (uint)first + 1u;
+    __global const float* weights = weightX + (size_t)x * filterWidth;
+    float4 sum = (float4)(0.0f);
+    float weightSum = 0.0f;
+    for (uint start = 0u; start < span; start += PIXELS) {
+        uint stop = min(span - start, (uint)PIXELS) + start;
+        for (uint i = start + lid; i < stop; i += group)
+            pixels[i - start] = read_imagef(srcImage, srcSampler, (int2)(first + (int)i, r));
+        barrier(CLK_LOCAL_MEM_FENCE);
+        for (uint i = max(begin, start); i < min(end, stop); i++) {
+            float weight = weights[i - begin];
+            sum += pixels[i - start] * weight;
+            weightSum += weight;
+        }
+        barrier(CLK_LOCAL_MEM_FENCE);
+    }
+    if (column <= lastColumn) sums[(size_t)row * tile.z + column] = sum / weightSum;
+}
+
+// Each work-item makes one pixel of the rectangle at off from the sums of its column; its indices are the
+// pixel's coordinates in the rectangle. No local memory, any local size.
+__kernel void ScaleBicubic(__global const float4* sums, __write_only image2d_t dstImage,
+                           __global const int2* indexY, __global const float* weightY, const int filterHeight,
+                           const int4 tile, const int2 off) {
     int x = (int)get_global_id(0);
     int y = (int)get_global_id(1);
-    int2 xl = indexX[x];
-    int2 yl = indexY[y];
+    int count = indexY[y].y - indexY[y].x + 1;
+    sums += (size_t)(indexY[y].x - FindRows(indexY, tile).x) * tile.z + (x - tile.x);
+    weightY += (size_t)y * filterHeight;
     float4 col = (float4)(0.0f);
-    float colsum = 0.0f;
-    float rowsum = 0.0f;
-    size_t p = (size_t)y * filterHeight;
-    for (int r = yl.x; r <= yl.y; r++) {
-        float4 row = (float4)(0.0f);
-        rowsum = 0.0f;
-        int remaining = xl.y - xl.x;
-        int cx = xl.x;
-        size_t q = (size_t)x * filterWidth;
-        while (remaining >= 3) {
-            float4 w4 = weightX[q];
-            row += read_imagef(srcImage, srcSampler, (int2)(cx, r)) * w4.x;
-            row += read_imagef(srcImage, srcSampler, (int2)(cx + 1, r)) * w4.y;
-            row += read_imagef(srcImage, srcSampler, (int2)(cx + 2, r)) * w4.z;
-            row += read_imagef(srcImage, srcSampler, (int2)(cx + 3, r)) * w4.w;
-            rowsum += w4.x + w4.y + w4.z + w4.w;
-            cx += 4;
-            q++;
-            remaining -= 4;
-        }
-        // Without remaining taps q is past this column's weights, for the last column past the buffer.
-        if (remaining >= 0) {
-            float4 w4 = weightX[q];
-            row += read_imagef(srcImage, srcSampler, (int2)(cx, r)) * w4.x;
-            rowsum += w4.x;
-            if (remaining >= 1) {
-                row += read_imagef(srcImage, srcSampler, (int2)(cx + 1, r)) * w4.y;
-                rowsum += w4.y;
-            }
-            if (remaining >= 2) {
-                row += read_imagef(srcImage, srcSampler, (int2)(cx + 2, r)) * w4.z;
-                rowsum += w4.z;
-            }
-        }
-        float w = weightY[p];
-        col += row * w;
-        colsum += w;
-        p++;
+    float weightSum = 0.0f;
+    for (int k = 0; k < count; k++) {
+        col += sums[(size_t)k * tile.z] * weightY[k];
+        weightSum += weightY[k];
     }
-    write_imagef(dstImage, (int2)(x, y) + off, col / (colsum * rowsum));
+    write_imagef(dstImage, (int2)(x, y) + off, col / weightSum);
 }

@@ -34,7 +34,9 @@ Result<void> OpenCLTaskScaleNearest::Execute(const OpenCLContextRef&, const Open
     NUVRA_RETURN_IF_ERROR(_kernel.SetArg(1, *record->destination));
     NUVRA_RETURN_IF_ERROR(_kernel.SetArg(2, offsets, 4));
     NUVRA_RETURN_IF_ERROR(_kernel.SetArg(3, scale, 2));
-    return EnqueueTiles(queue, _kernel, geometry);
+    return LaunchTiles(geometry, kLargestTile, kLargestTile, [&](const ScaleTile& tile) {
+        return EnqueueRectangle(queue, _kernel, tile.x, tile.y, tile.width, tile.height);
+    });
 }
 
 TaskRegistration<OpenCLTaskScaleNearest> g_registration{"image_scale_nearest"};
