@@ -203,6 +203,10 @@ TEST_F(ContextTest, ATaskIsInitialisedOnceUnlessItFails) {
 TEST_F(ContextTest, ADyingContextFreesItsTasksFirstAndCannotBeBroughtBack) {
     const OpenCLTaskRef task = cl.context.GetTask(MakeText("clearmem")).GetValue();
     ASSERT_EQ(Outcome(cl.context.GetTask(MakeText("image.invert"))), "OK");
+    const WeakRef<OpenCLMemoryObjectRef> dead(cl.buffer);
+    cl.buffer = nullptr;
+    cl.buffer = cl.context.CreateBuffer(1, 64).GetValue();
+    EXPECT_FALSE(dead.Lock()) << "though the next object may have its place";
     const WeakRef<OpenCLContextRef> weak(cl.context);
     ASSERT_TRUE(weak.Lock());
     int locked = 0;

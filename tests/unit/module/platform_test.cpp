@@ -155,5 +155,17 @@ TEST_F(PlatformTest, ADeviceHasAllItsExtensionsAndAsManySizesAsDimensionsWhereMe
     EXPECT_EQ(Ask(device, OpenCLDeviceInfo::NAME), "UNSPECIFIED");
 }
 
+TEST_F(PlatformTest, ArraysAreEqualWhereAllTheirElementsAre) {
+    const DataTypeRecord* type = GetDataType<BaseArray<Int64>>();
+    BaseArray<Int64> first, same, other, shorter;
+    for (const Int64 value : {7, 5, 3}) {
+        ASSERT_TRUE(first.Append(value).IsOk() && same.Append(value).IsOk());
+        ASSERT_TRUE(other.Append(value + (value == 3)).IsOk() &&
+                    (value == 3 || shorter.Append(value).IsOk()));
+    }
+    EXPECT_TRUE(type->equal(&first, &same) && type->hash(&first) == type->hash(&same));
+    EXPECT_FALSE(type->equal(&first, &other) || type->equal(&first, &shorter));
+}
+
 }  // namespace
 }  // namespace nuvra::test

@@ -238,6 +238,7 @@ TEST_F(RecorderTest, WithoutMemoryTheFilesEndWithAWholeRecord) {
             End("inner", "i", 0);
         } catch (const std::bad_alloc&) {
             GetRecorder().Stop(host::Recorder::kOutOfMemory);
+            EXPECT_EQ(Begin("later", "x"), 0U) << "nothing more is traced";
         }
         tracing->Finish();
         g_allocationsLeft = -1;
