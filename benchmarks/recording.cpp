@@ -79,7 +79,7 @@ constexpr OpenGLCLVKTracerInterface::Operations kTracerOperations{
 };
 
 constexpr OpenGLCLTrace::Operations kTraceOperations{
-    []() -> Result<OpenGLCLVKTracerRef> { return OpenGLCLVKTracerRef(NewObject<OpenGLCLVKTracerImpl>()); }};
+    []() -> Result<OpenGLCLVKTracerRef> { return NewObject<OpenGLCLVKTracerRef>(); }};
 
 constinit InterfaceRecord g_records[] = {
     ImplementInterface<OpenGLCLVKTracerInterface>("net.nuvra.benchmark.tracer", "Recorder",

@@ -78,7 +78,7 @@ GLWindow::~GLWindow() {
 }
 
 OpenGLContextRef GLWindow::MakeContextObject() const {
-    return OpenGLContextRef(NewObject<OpenGLContextImpl>(_renderingContext, _deviceContext));
+    return NewObject<OpenGLContextRef>(_renderingContext, _deviceContext);
 }
 
 UInt32 GLWindow::MakeTexture(int side, const Rgba& pixels) {

@@ -36,16 +36,6 @@ struct WeakPtrTarget {
     };
 };
 
-/// A new T from the host's memory with count 0, or null when the memory cannot be had.
-template <class T, class... A>
-T* NewObject(A&&... arguments) {
-    static_assert(std::is_base_of_v<ObjectHeader, T>);
-    void* memory = System::Allocate(sizeof(T));
-    if (memory == nullptr) return nullptr;
-    g_liveObjects.fetch_add(1, std::memory_order_relaxed);
-    return new (memory) T(std::forward<A>(arguments)...);
-}
-
 inline void ClearWeakReferences(ObjectHeader& object) {
     if (object.weak != 0) Table<WeakPtrTarget>()->Clear(&object.weak);
 }
@@ -139,12 +129,31 @@ private:
             reinterpret_cast<ObjectHeader*>(_object)->count.fetch_add(1, std::memory_order_relaxed);
     }
     void Drop() {
-        if (reinterpret_cast<ObjectHeader*>(_object)->count.fetch_sub(1, std::memory_order_acq_rel) == 1)
-            Table<I>()->Destroy(_object);
+        auto& header = *reinterpret_cast<ObjectHeader*>(_object);
+        // An atomic exchange takes longer than the rest of an object's life. Who holds the only reference,
+        // with no weak one from which another could be made, needs none.
+        if (header.count.load(std::memory_order_acquire) == 1 && header.weak == 0)
+            header.count.store(0, std::memory_order_relaxed);
+        else if (header.count.fetch_sub(1, std::memory_order_acq_rel) != 1)
+            return;
+        Table<I>()->Destroy(_object);
     }
 
     Object* _object = nullptr;
 };
+
+/// A reference to a new object in the host's memory; empty when the memory cannot be had.
+template <class Ref, class... A>
+Ref NewObject(A&&... arguments) {
+    using T = typename Ref::Object;
+    static_assert(std::is_base_of_v<ObjectHeader, T>);
+    void* memory = System::Allocate(sizeof(T));
+    if (memory == nullptr) return Ref();
+    g_liveObjects.fetch_add(1, std::memory_order_relaxed);
+    T* object = new (memory) T(std::forward<A>(arguments)...);
+    object->count.store(1, std::memory_order_relaxed);
+    return Ref(kAdoptCount, object);
+}
 
 /// A reference that does not keep its object alive.
 template <class Ref>

@@ -29,7 +29,7 @@ Result<void> FillPlatforms(BaseArray<OpenCLPlatformRef>& platforms) {
         Call<entry::clGetPlatformIDs>(Listed{&found, count, ids.GetFirst()}, count, ids.GetFirst(), &found)));
     if (found != count) return OpenCLError(OpenCLErrorCode::UNSPECIFIED);
     for (Int i = 0; i < ids.GetCount(); i++) {
-        OpenCLPlatformRef platform(NewObject<OpenCLPlatformImpl>());
+        auto platform = NewObject<OpenCLPlatformRef>();
         if (!platform) return OutOfMemoryError();
         NUVRA_RETURN_IF_ERROR(platform.Get()->Init(ids[i]));
         platforms[i] = std::move(platform);
@@ -57,7 +57,7 @@ Result<void> GetPlatforms(BaseArray<OpenCLPlatformRef>& platforms) noexcept {
 
 Result<OpenCLDeviceRef> GetDeviceFromId(cl_device_id device) noexcept {
     NUVRA_RETURN_IF_ERROR(CheckLoaded());
-    const OpenCLDeviceRef object(NewObject<OpenCLDeviceImpl>());
+    const auto object = NewObject<OpenCLDeviceRef>();
     if (!object) return OutOfMemoryError();
     cl_platform_id platform = nullptr;
     NUVRA_RETURN_IF_ERROR(CheckCode(Call<entry::clGetDeviceInfo>(ResultCode(), device, CL_DEVICE_PLATFORM,

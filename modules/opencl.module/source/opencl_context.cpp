@@ -21,7 +21,7 @@ constexpr UInt32 kGLTexture2D = 0x0DE1;
 }  // namespace
 
 Result<OpenCLContextRef> OpenCLContextImpl::Create(const BaseArray<cl_device_id>& contextDevices) {
-    const OpenCLContextRef context(NewObject<OpenCLContextImpl>());
+    const auto context = NewObject<OpenCLContextRef>();
     if (!context) return OutOfMemoryError();
     NUVRA_RETURN_IF_ERROR(context.Get()->devices.CopyFrom(contextDevices));
     return context;

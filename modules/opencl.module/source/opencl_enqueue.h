@@ -76,10 +76,10 @@ private:
 inline Result<void> HeldEvents::Open(const Waiting& waiting) {
     NUVRA_RETURN_IF_ERROR(_waitList.Collect(waiting.count, waiting.list, CL_INVALID_EVENT_WAIT_LIST));
     if (waiting.event == nullptr) return {};
-    auto* event = NewObject<OpenCLEventImpl>();
-    if (event == nullptr) return OutOfMemoryError();
-    _previous = std::exchange(*waiting.event, OpenCLEventRef(event));
-    _event = event->handle.GetAddress();
+    auto event = NewObject<OpenCLEventRef>();
+    if (!event) return OutOfMemoryError();
+    _event = event.Get()->handle.GetAddress();
+    _previous = std::exchange(*waiting.event, std::move(event));
     return {};
 }
 

@@ -70,9 +70,9 @@ struct CreationError {
 template <class Ref, class Owned, class... Origin>
 Result<Ref> Wrap(Owned handle, const CreationError& error, Origin&&... origin) {
     if (!handle) return OpenCLError(error.code, error.location);
-    auto* object = NewObject<typename Ref::Object>(std::move(handle), std::forward<Origin>(origin)...);
-    if (object == nullptr) return OutOfMemoryError(error.location);
-    return Ref(object);
+    auto object = NewObject<Ref>(std::move(handle), std::forward<Origin>(origin)...);
+    if (!object) return OutOfMemoryError(error.location);
+    return object;
 }
 
 }  // namespace nuvra

@@ -41,7 +41,7 @@ Result<void> ListDevices(cl_platform_id platform, BaseArray<OpenCLDeviceRef>& de
         Listed{&found, count, ids.GetFirst()}, platform, CL_DEVICE_TYPE_ALL, count, ids.GetFirst(), &found)));
     if (found != count) return OpenCLError(OpenCLErrorCode::UNSPECIFIED);
     for (Int i = 0; i < ids.GetCount(); i++) {
-        OpenCLDeviceRef device(NewObject<OpenCLDeviceImpl>());
+        auto device = NewObject<OpenCLDeviceRef>();
         if (!device) return OutOfMemoryError();
         NUVRA_RETURN_IF_ERROR(device.Get()->Init(ids[i], platform));
         devices[i] = std::move(device);

@@ -24,7 +24,7 @@ SourceUnit g_unit{g_program, "gl_context", {&g_record}};
 }  // namespace
 
 OpenGLContextRef MakeGLContext() {
-    return OpenGLContextRef(NewObject<OpenGLContextImpl>());
+    return NewObject<OpenGLContextRef>();
 }
 
 std::string CodeName(Int32 code) {

@@ -46,7 +46,7 @@ constexpr OpenGLCLVKTracerInterface::Operations kTracerOperations{
 
 constexpr OpenGLCLTrace::Operations kTraceOperations{[]() -> Result<OpenGLCLVKTracerRef> {
     if (!g_trace.isOffered) return OpenGLCLVKTracerRef();
-    return OpenGLCLVKTracerRef(NewObject<OpenGLCLVKTracerImpl>());
+    return NewObject<OpenGLCLVKTracerRef>();
 }};
 
 constinit InterfaceRecord g_records[] = {
