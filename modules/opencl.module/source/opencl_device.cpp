@@ -19,10 +19,16 @@ struct NumberQuery {
     size_t size;
 };
 
+template <size_t kIndex, class T, size_t kCount>
+constexpr size_t GetElementOffset(const T (&)[kCount]) {
+    static_assert(kIndex < kCount);
+    return kIndex * sizeof(T);
+}
+
 #define NUMBER(which, field) \
     { which, offsetof(Numbers, field), sizeof(Numbers::field) }
 #define ELEMENT(which, field, index) \
-    { which, offsetof(Numbers, field) + (index) * sizeof(Numbers{}.field[0]), sizeof(Numbers{}.field[0]) }
+    { which, offsetof(Numbers, field) + GetElementOffset<index>(Numbers{}.field), sizeof(Numbers{}.field[0]) }
 
 constexpr NumberQuery kNumbersBeforeSizes[] = {
     NUMBER(CL_DEVICE_TYPE, type),

@@ -86,6 +86,8 @@ cl_image_format ToOpenCL(const OpenCLImageFormat& format) {
 
 namespace {
 
+static_assert(std::size(kImageQueries) == OpenCLImageInfo::DEPTH + 1);
+
 Data GetImageInfo(const OpenCLMemoryObjectImpl* memory, UInt32 which) noexcept {
     // Some runtimes answer image queries for buffers too, with garbage.
     if (which >= std::size(kImageQueries) || memory->IsBuffer()) return Data();

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <cstdlib>
 #include <new>
 #include <thread>
@@ -256,6 +257,7 @@ void Launch(const Objects& cl) {
 }
 
 TEST_F(TracingTest, CallsAreCountedByFunctionAndKernelAndLeaksNamedWithTheirMakers) {
+    const auto start = std::chrono::steady_clock::now();
     StartTraced({.countsCalls = true, .keepsMakers = true});
     MakeObjects();
     const Char bytes[1] = {};
@@ -276,7 +278,9 @@ TEST_F(TracingTest, CallsAreCountedByFunctionAndKernelAndLeaksNamedWithTheirMake
         auto& [count, failed] = rows[line.substr(0, end)];
         double total = 0, shortest = 0, mean = 0, longest = 0;
         columns >> count >> total >> shortest >> mean >> longest >> failed;
+        const std::chrono::duration<double, std::micro> elapsed = std::chrono::steady_clock::now() - start;
         EXPECT_TRUE(columns && shortest <= mean && mean <= longest && longest <= total) << line;
+        EXPECT_LE(total, elapsed.count()) << line;
     }
     EXPECT_EQ(rows["clEnqueueNDRangeKernel"], std::pair(4, 1));
     EXPECT_EQ(rows["  Main"], std::pair(3, 1));
