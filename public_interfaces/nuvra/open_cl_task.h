@@ -34,9 +34,10 @@ public:
     /// device goes to the host's diagnostics.
     Result<void> Init(const OpenCLContextRef& context) const { return Invoke<&Operations::Init>(context); }
     /// Enqueues the work on a queue of the context; memory objects of the record must live until the queue
-    /// has finished. `parameters` is the task's own record below. Returns without waiting for the work;
-    /// only "prefixsum" and "image.scalebicubic", whose calls share buffers, wait: for what their latest call
-    /// enqueued on another queue, and on an out-of-order queue for each launch that the next one needs.
+    /// has finished. `parameters` is the task's own record below. Returns without waiting for the work. Only
+    /// "crc32c", "prefixsum" and "image.scalebicubic", whose calls share buffers unless there is little to
+    /// do, wait: for what their latest such call enqueued on another queue, and on an out-of-order queue for
+    /// each launch that the next one needs.
     ///
     /// Before any OpenCL call fails with CL_INVALID_VALUE for a null record, another version, a null pointer
     /// to memory or values out of range; CL_INVALID_PROGRAM unless the latest Init succeeded and nothing was
@@ -100,8 +101,9 @@ struct GammaImageParameters {
 /// "crc32c": advances a running CRC-32C (polynomial 0x1EDC6F41, reflected, as in RFC 3720) by the first
 /// `size` bytes of `data`. The register is the first 32-bit word of `crc`, a buffer of at least 4 bytes; the
 /// checksum is the register with all bits inverted after the last piece. The pieces of one checksum must go
-/// to one in-order queue, or the caller waits for each. One work-item does it: a long piece can
-/// exceed a driver's time limit for kernels.
+/// to one in-order queue, or the caller waits for each. From 1 MiB on, or 64 KiB on other devices than
+/// processors, a piece is cut into up to 8192 parts of at most 256 KiB, with a work-item for each. Host
+/// memory that is used in place should be aligned to 4 bytes: other memory is gone through a byte at a time.
 struct Crc32cParameters {
     Int64 version = 1;
     const OpenCLMemoryObjectRef* data = nullptr;

@@ -39,7 +39,7 @@ TEST_F(UnixTracingTest, WhatIsAskedForIsRecordedFailuresStandOutAndLeaksAreTheEx
 
     const Outcome leaking = RunFake("crc32c words --leak-check", "FAKE_FAIL=clReleaseKernel=-5");
     EXPECT_EQ(leaking.status, 1);
-    ExpectHas(leaking.err, " made, 1 not released\n  kernel#1 CalculateCRC (0x");
+    ExpectHas(leaking.err, " made, 3 not released\n  kernel#1 CalculateCRC (0x");
     ExpectHas(leaking.err, ": clCreateKernel(program=program#1 ");
 
     // A failing build shows the compiler's words too, and stands out.

@@ -145,14 +145,24 @@ TEST_F(GoldenTest, ClearMemory) {
     ExpectGolden("clearmem");
 }
 
-TEST_F(GoldenTest, TasksOfOneKernel) {
+TEST_F(GoldenTest, Checksum) {
     const OpenCLMemoryObjectRef output = cl.context.CreateBuffer(1, 4).GetValue();
-    const OpenCLMemoryObjectRef large = MakeImage(1034, 2048);
+    const OpenCLCommandQueueRef unordered =
+        cl.context.CreateCommandQueue(OpenCLQueueFlags::OUT_OF_ORDER_EXEC_MODE).GetValue();
     TakeLog();
     GetTask("crc32c");
-    Execute("start", Crc32cParameters{1, &cl.buffer, &output, 9, true});
+    Execute("start", Crc32cParameters{1, &cl.buffer, &output, 65535, true});
     Execute("go on with a negative size", Crc32cParameters{1, &cl.buffer, &output, -1, false});
+    Execute("parts", Crc32cParameters{1, &cl.buffer, &output, 65537, true});
+    Execute("the most parts, out of order", Crc32cParameters{1, &cl.buffer, &output, INT32_MAX, false},
+            unordered);
     FreeTask();
+    ExpectGolden("crc32c");
+}
+
+TEST_F(GoldenTest, TasksOfOneKernel) {
+    const OpenCLMemoryObjectRef large = MakeImage(1034, 2048);
+    TakeLog();
     GetTask("image.invert");
     Execute("a rectangle", InvertImageParameters{1, &image, &smaller, 10, 20, 5, 4});
     FreeTask();

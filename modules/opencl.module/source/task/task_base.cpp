@@ -1,10 +1,9 @@
 #include "task/task_base.h"
 
-#include <cstdio>
-
 #include "nuvra/diagnostic.h"
 #include "nuvra/open_cl.h"
 #include "opencl_commandqueue.h"
+#include "opencl_device.h"
 
 namespace nuvra {
 
@@ -74,6 +73,15 @@ Result<void> OpenCLTaskBase::KeepOrder(const OpenCLCommandQueueRef& queue) {
     return queue.Finish();
 }
 
+bool OpenCLTaskBase::AreProcessors(const OpenCLContextRef& context) {
+    const BaseArray<cl_device_id>& devices = context.GetDevices();
+    return std::all_of(devices.begin(), devices.end(), [](cl_device_id device) {
+        cl_device_type type = 0;
+        return GetDeviceInfo(device, CL_DEVICE_TYPE, sizeof(type), &type, nullptr) == CL_SUCCESS &&
+               (type & CL_DEVICE_TYPE_CPU) != 0;
+    });
+}
+
 Result<void> OpenCLTaskBase::CompileProgram(const OpenCLContextRef& context, const char* source,
                                             const char* options, OpenCLProgramRef& program) {
     program = nullptr;
@@ -119,11 +127,8 @@ Result<void> OpenCLTaskBase::ReleaseAll(std::initializer_list<OpenCLKernelRef*> 
 }
 
 Result<void> OpenCLOneKernelTask::MakeKernel(const OpenCLContextRef& context, const char* taskName,
-                                             const char* source, const char* kernelName,
-                                             const char* definitions) {
-    char options[64];
-    std::snprintf(options, sizeof(options), "%s%s", kRelaxedMath, definitions);
-    NUVRA_RETURN_IF_ERROR(BuildProgram(context, taskName, source, options, _program));
+                                             const char* source, const char* kernelName) {
+    NUVRA_RETURN_IF_ERROR(BuildProgram(context, taskName, source, kRelaxedMath, _program));
     return CreateKernels(_program, {{kernelName, &_kernel}});
 }
 

@@ -40,6 +40,9 @@ protected:
     /// The build options of most tasks.
     static constexpr const char* kRelaxedMath = "-cl-fast-relaxed-math";
 
+    /// Whether all of the context's devices are processors; a device that does not tell is none.
+    static bool AreProcessors(const OpenCLContextRef& context);
+
     struct NamedKernel {
         const char* name;
         OpenCLKernelRef* kernel;
@@ -133,9 +136,9 @@ public:
     Result<void> FreeResources(const OpenCLContextRef& context);
 
 protected:
-    /// Builds the source with `kRelaxedMath`, followed by `definitions`, and creates the kernel.
+    /// Builds the source with `kRelaxedMath` and creates the kernel.
     Result<void> MakeKernel(const OpenCLContextRef& context, const char* taskName, const char* source,
-                            const char* kernelName, const char* definitions = "");
+                            const char* kernelName);
 
     OpenCLProgramRef _program;
     OpenCLKernelRef _kernel;
