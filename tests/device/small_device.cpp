@@ -7,7 +7,7 @@
 
 /// The system's OpenCL runtime with other devices: whatever else is looked up in this library is found in the
 /// one that it is linked with. The word "small" in NUVRA_TEST_DEVICE makes groups of 64 work-items and 1 KiB
-/// of local memory, "gpu" makes GPUs.
+/// of local memory, "gpu" makes GPUs, "cores" 16 compute units.
 extern "C" __attribute__((visibility("default"))) cl_int clGetDeviceInfo(cl_device_id device,
                                                                          cl_device_info which, size_t size,
                                                                          void* value, size_t* written) {
@@ -23,6 +23,8 @@ extern "C" __attribute__((visibility("default"))) cl_int clGetDeviceInfo(cl_devi
     }
     if (kind.find("gpu") != std::string_view::npos && which == CL_DEVICE_TYPE)
         *static_cast<cl_device_type*>(value) = CL_DEVICE_TYPE_GPU;
+    if (kind.find("cores") != std::string_view::npos && which == CL_DEVICE_MAX_COMPUTE_UNITS)
+        *static_cast<cl_uint*>(value) = 16;
     // The simulator's version begins with its name, which the module cannot read.
     constexpr std::string_view kName = "Oclgrind ";
     auto* text = static_cast<char*>(value);

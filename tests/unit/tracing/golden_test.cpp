@@ -212,12 +212,21 @@ TEST_F(GoldenTest, PrefixSum) {
                                     wantsTotal ? &total : nullptr});
         EXPECT_EQ(total, wantsTotal ? 0xEEEEEEEEU * 2 : 0) << count;
     }
-    const PrefixSumParameters record{1, &cl.buffer, &output, 16384, 5, false};
-    Execute("on another queue", record, next);
-    Execute("out of order, merged", PrefixSumParameters{1, &cl.buffer, &output, 16384, 5, true}, unordered);
+    Execute("on another queue", PrefixSumParameters{1, &cl.buffer, &output, 16384, 5, false}, next);
+    const PrefixSumParameters record{1, &cl.buffer, &output, 16384, 5, true};
+    Execute("out of order, merged", record, unordered);
     ASSERT_EQ(Outcome(unordered.Release()), "OK");
     Execute("after the queue's end", record);
     FreeTask();
+    fake::Info& info = fake.platforms[0]->devices[0]->info;
+    info[CL_DEVICE_TYPE] = fake::NumberBytes<cl_device_type>({CL_DEVICE_TYPE_CPU});
+    for (const cl_uint cores : {2U, 3U}) {
+        info[CL_DEVICE_MAX_COMPUTE_UNITS] = fake::NumberBytes<cl_uint>({cores});
+        ASSERT_EQ(Outcome(task.Init(cl.context)), "OK");
+        TakeLog();
+        Execute("strips of " + std::to_string(cores) + " cores",
+                PrefixSumParameters{1, &cl.buffer, &output, 1 << 29, (1 << 28) + 1, cores == 2});
+    }
     ExpectGolden("prefixsum");
 }
 

@@ -5,6 +5,7 @@
 #include "nuvra/open_cl.h"
 #include "opencl_device.h"
 #include "prefixsum.cl.h"
+#include "prefixsum_serial.cl.h"
 #include "task/task_base.h"
 
 namespace nuvra {
@@ -13,6 +14,9 @@ namespace {
 
 /// Exclusive prefix sums: blocks of four elements a work-item are scanned by a work-group each, their totals
 /// within chunks of 16384 elements, and the chunks' totals through further levels.
+///
+/// On processors, which run the work-items of a group in turn, barriers and a second pass over the sums cost
+/// more than the additions: there a work-item adds up a strip of the values as long as a core's share.
 class OpenCLTaskPrefixsum : public OpenCLTaskBase {
 public:
     static constexpr const char* kKey = "prefixsum";
@@ -32,15 +36,19 @@ public:
 
 private:
     /// The last two are level 1's; each further level has the next pair.
-    enum CachedBuffer : Int { BLOCK_SUMS, MERGED_SUMS, LEVEL_INPUT = 3, LEVEL_SUMS };
+    enum CachedBuffer : Int { BLOCK_SUMS, MERGED_SUMS, STRIP_TOTALS, LEVEL_INPUT, LEVEL_SUMS };
     struct Level;
     struct Call;
 
-    Result<void> BuildForGroupSize(const OpenCLContextRef& context, bool isSerial);
+    Result<void> BuildForStrips(const OpenCLContextRef& context);
+    Result<void> BuildForGroups(const OpenCLContextRef& context, const BaseArray<OpenCLDeviceRef>& devices);
+    Result<void> BuildForGroupSize(const OpenCLContextRef& context);
     Result<bool> DoDevicesGrantGroupSize(const BaseArray<OpenCLDeviceRef>& devices) const;
 
     Result<void> Launch(const Call& call, const OpenCLKernelRef& kernel, size_t globalSize,
                         bool inGroups) const;
+    Result<void> ScanStrips(Call& call) const;
+    Result<void> ScanLevels(Call& call);
     Result<void> ScanBlocks(const Call& call, const Level& level, size_t globalSize) const;
     Result<void> ScanSmall(const Call& call, const OpenCLMemoryObjectRef& sums) const;
     Result<void> MakeLevels(Call& call, const OpenCLMemoryObjectRef& sums);
@@ -48,6 +56,7 @@ private:
     Result<void> AddLevel(const Call& call, Int index) const;
     static Result<void> ReadTotal(const Call& call);
 
+    UInt32 _strips = 0;  ///< 0 where values are scanned by groups
     UInt32 _groupSize = 0;
     OpenCLProgramRef _program;
     OpenCLKernelRef _scanExclusiveLocal1;
@@ -58,6 +67,9 @@ private:
     OpenCLKernelRef _buildNextBuffer;
     OpenCLKernelRef _addLevel1;
     OpenCLKernelRef _addLevel2;
+    OpenCLKernelRef _sumStrips;
+    OpenCLKernelRef _scanStrips;
+    OpenCLKernelRef _scanStripsToPairs;
 };
 
 constexpr UInt32 kChunkShift = 14;
@@ -67,6 +79,12 @@ constexpr UInt32 kSmallestGroup = 64;
 constexpr UInt32 kLargestGroup = 4096;  // a block of four elements a work-item is then a whole chunk
 constexpr size_t kLocalBytes = 2 * sizeof(UInt32);  // of local memory a work-item of a scan
 constexpr Int kMaxLevels = 3;                       // of 2^31 elements
+constexpr UInt32 kVector = 8;                       // values that a strip's scan takes at once
+constexpr Int64 kStripsWorthwhile = 1 << 18;        // values
+// Adding up strips before they are scanned reads all values twice. Two cores lose by that: one alone nearly
+// takes what the memory gives.
+constexpr UInt32 kCoresWorthwhile = 3;
+constexpr UInt32 kStripsACore = 4;  // cores that others use, too, finish at different times
 
 /// The largest group within the device's limits; a kernel's own limit may be lower.
 Result<UInt32> FindGroupSize(const OpenCLDeviceRef& device) {
@@ -100,22 +118,41 @@ struct OpenCLTaskPrefixsum::Call {
 
 Result<void> OpenCLTaskPrefixsum::Init(const OpenCLContextRef& context) {
     BaseArray<OpenCLDeviceRef> devices;
-    _groupSize = kLargestGroup;
+    UInt32 cores = 0;
     for (const cl_device_id id : context.GetDevices()) {
         NUVRA_ASSIGN_OR_RETURN(const OpenCLDeviceRef device, OpenCL::GetDeviceFromId(id));
-        NUVRA_ASSIGN_OR_RETURN(const UInt32 groupSize, FindGroupSize(device));
-        _groupSize = std::min(_groupSize, groupSize);
+        cores = std::max(cores, device.Get()->numbers.maxComputeUnits);
         NUVRA_RETURN_IF_ERROR(devices.Append(device));
     }
     if (devices.IsEmpty()) return OpenCLError(CL_DEVICE_NOT_FOUND);
-    // A CPU runs the work-items of a group in turn: a serial scan costs it less than steps with barriers.
-    const bool isSerial = (devices[0].Get()->numbers.type & CL_DEVICE_TYPE_CPU) != 0;
+    const bool isSerial = AreProcessors(context);
+    _strips = 0;
+    if (!isSerial) return BuildForGroups(context, devices);
+    _strips = cores < kCoresWorthwhile ? 1 : cores * kStripsACore;
+    return BuildForStrips(context);
+}
+
+Result<void> OpenCLTaskPrefixsum::BuildForStrips(const OpenCLContextRef& context) {
+    _groupSize = 1;
+    NUVRA_RETURN_IF_ERROR(BuildProgram(context, kKey, kPrefixsumSerialSource, nullptr, _program));
+    return CreateKernels(_program, {{"sumStrips", &_sumStrips},
+                                    {"scanStrips", &_scanStrips},
+                                    {"scanStripsToPairs", &_scanStripsToPairs}});
+}
+
+Result<void> OpenCLTaskPrefixsum::BuildForGroups(const OpenCLContextRef& context,
+                                                 const BaseArray<OpenCLDeviceRef>& devices) {
+    _groupSize = kLargestGroup;
+    for (const OpenCLDeviceRef& device : devices) {
+        NUVRA_ASSIGN_OR_RETURN(const UInt32 groupSize, FindGroupSize(device));
+        _groupSize = std::min(_groupSize, groupSize);
+    }
     // Registers and local memory may limit a kernel to smaller groups than the device's maximum. The runtime
     // tells so for a built kernel, or refuses to build it.
     Result<void> firstBuild;
     OpenCLProgramRef firstProgram;
     for (; _groupSize >= kSmallestGroup; _groupSize /= 2) {
-        const Result<void> built = BuildForGroupSize(context, isSerial);
+        const Result<void> built = BuildForGroupSize(context);
         if (built.IsOk()) {
             NUVRA_ASSIGN_OR_RETURN(const bool isGranted, DoDevicesGrantGroupSize(devices));
             if (isGranted) return {};
@@ -129,11 +166,10 @@ Result<void> OpenCLTaskPrefixsum::Init(const OpenCLContextRef& context) {
     return firstBuild;
 }
 
-Result<void> OpenCLTaskPrefixsum::BuildForGroupSize(const OpenCLContextRef& context, bool isSerial) {
+Result<void> OpenCLTaskPrefixsum::BuildForGroupSize(const OpenCLContextRef& context) {
     char options[128];
-    std::snprintf(options, sizeof(options), "-D WORKGROUP_SIZE=%d -D PREFIX_SUM_ARRAY_SHIFT=%d%s",
-                  static_cast<int>(_groupSize), static_cast<int>(kChunkShift),
-                  isSerial ? " -D SERIAL_SCAN" : "");
+    std::snprintf(options, sizeof(options), "-D WORKGROUP_SIZE=%d -D PREFIX_SUM_ARRAY_SHIFT=%d",
+                  static_cast<int>(_groupSize), static_cast<int>(kChunkShift));
     NUVRA_RETURN_IF_ERROR(CompileProgram(context, kPrefixsumSource, options, _program));
     return CreateKernels(_program, {{"scanExclusiveLocal1", &_scanExclusiveLocal1},
                                     {"scanExclusiveLocal2", &_scanExclusiveLocal2},
@@ -182,22 +218,48 @@ Result<void> OpenCLTaskPrefixsum::Execute(const OpenCLContextRef& context, const
     NUVRA_RETURN_IF_ERROR(CheckBuffer(record->output, padded * (record->merge ? 8 : 4)));
 
     Call call{*record, {*this, context, queue}};
-    OpenCLMemoryObjectRef sums = *record->output;
-    if (record->merge) {
-        NUVRA_ASSIGN_OR_RETURN(sums, call.turn.GetBuffer(padded * 4, MERGED_SUMS));
+    NUVRA_RETURN_IF_ERROR(_strips > 0 ? ScanStrips(call) : ScanLevels(call));
+    return record->total != nullptr ? ReadTotal(call) : Result<void>();
+}
+
+/// A single strip needs no totals: its kernel does not read the buffer that stands in their place.
+Result<void> OpenCLTaskPrefixsum::ScanStrips(Call& call) const {
+    const PrefixSumParameters& record = call.record;
+    const auto vectors = static_cast<UInt32>((record.count + kVector - 1) / kVector);
+    const UInt32 most = record.count < kStripsWorthwhile ? 1 : _strips;
+    const UInt32 stripVectors = (vectors + most - 1) / most;
+    const UInt32 strips = (vectors + stripVectors - 1) / stripVectors;
+    OpenCLMemoryObjectRef totals = *record.input;
+    if (strips > 1) {
+        NUVRA_ASSIGN_OR_RETURN(totals, call.turn.GetBuffer(Int{strips} * 4, STRIP_TOTALS));
+        NUVRA_RETURN_IF_ERROR(_sumStrips.SetArg(0, totals));
+        NUVRA_RETURN_IF_ERROR(_sumStrips.SetArg(1, *record.input));
+        NUVRA_RETURN_IF_ERROR(_sumStrips.SetArg(2, &stripVectors, 1));
+        NUVRA_RETURN_IF_ERROR(Launch(call, _sumStrips, strips - 1, true));
+    }
+    const OpenCLKernelRef& scan = record.merge ? _scanStripsToPairs : _scanStrips;
+    NUVRA_RETURN_IF_ERROR(scan.SetArg(0, *record.output));
+    NUVRA_RETURN_IF_ERROR(scan.SetArg(1, *record.input));
+    NUVRA_RETURN_IF_ERROR(scan.SetArg(2, totals));
+    NUVRA_RETURN_IF_ERROR(scan.SetArg(3, &vectors, 1));
+    NUVRA_RETURN_IF_ERROR(scan.SetArg(4, &stripVectors, 1));
+    return Launch(call, scan, strips, true);
+}
+
+Result<void> OpenCLTaskPrefixsum::ScanLevels(Call& call) {
+    const PrefixSumParameters& record = call.record;
+    OpenCLMemoryObjectRef sums = *record.output;
+    if (record.merge) {
+        NUVRA_ASSIGN_OR_RETURN(sums, call.turn.GetBuffer(record.paddedCount * 4, MERGED_SUMS));
     }
     const Int64 block = Int64{4} * _groupSize;
-    const Int64 blocks = std::max({16777216 / block, kChunk, padded / block});
+    if (block >= record.count) return ScanSmall(call, sums);
+    const Int64 blocks = std::max({16777216 / block, kChunk, record.paddedCount / block});
     NUVRA_ASSIGN_OR_RETURN(call.blockSums, call.turn.GetBuffer(blocks * 4, BLOCK_SUMS));
-
-    if (block >= record->count) {
-        NUVRA_RETURN_IF_ERROR(ScanSmall(call, sums));
-    } else {
-        NUVRA_RETURN_IF_ERROR(MakeLevels(call, sums));
-        for (Int k = 0; k < call.levelCount; k++) NUVRA_RETURN_IF_ERROR(ScanLevel(call, k));
-        for (Int k = call.levelCount - 1; k > 0; k--) NUVRA_RETURN_IF_ERROR(AddLevel(call, k));
-    }
-    return record->total != nullptr ? ReadTotal(call) : Result<void>();
+    NUVRA_RETURN_IF_ERROR(MakeLevels(call, sums));
+    for (Int k = 0; k < call.levelCount; k++) NUVRA_RETURN_IF_ERROR(ScanLevel(call, k));
+    for (Int k = call.levelCount - 1; k > 0; k--) NUVRA_RETURN_IF_ERROR(AddLevel(call, k));
+    return {};
 }
 
 /// Every launch needs the ones before it.
@@ -325,9 +387,10 @@ Result<void> OpenCLTaskPrefixsum::ReadTotal(const Call& call) {
 }
 
 Result<void> OpenCLTaskPrefixsum::FreeResources(const OpenCLContextRef&) {
-    return ReleaseAll({&_scanExclusiveLocal1, &_scanExclusiveLocal2, &_uniformUpdate1, &_uniformUpdate2,
-                       &_mergeResult, &_buildNextBuffer, &_addLevel1, &_addLevel2},
-                      _program);
+    return ReleaseAll(
+        {&_scanExclusiveLocal1, &_scanExclusiveLocal2, &_uniformUpdate1, &_uniformUpdate2, &_mergeResult,
+         &_buildNextBuffer, &_addLevel1, &_addLevel2, &_sumStrips, &_scanStrips, &_scanStripsToPairs},
+        _program);
 }
 
 Data OpenCLTaskPrefixsum::QueryParameter(Int64 selector, const Data& value) {
