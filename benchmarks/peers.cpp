@@ -33,6 +33,17 @@ Way Repeat(const char* name, Job job) {
             }};
 }
 
+/// The number of bytes is a multiple of 8.
+__attribute__((target("sse4.2"))) unsigned long long InstructionCrc(const std::vector<unsigned char>& bytes) {
+    unsigned long long crc = 0xFFFFFFFF;
+    for (size_t i = 0; i < bytes.size(); i += 8) {
+        unsigned long long word = 0;
+        std::memcpy(&word, &bytes[i], 8);
+        crc = __builtin_ia32_crc32di(crc, word);
+    }
+    return crc;
+}
+
 }  // namespace
 
 Way MakeMemset(size_t size) {
@@ -79,6 +90,11 @@ Way MakeTableCrc(size_t size) {
         for (const unsigned char byte : *bytes) crc = (crc >> 8) ^ table[(crc ^ byte) & 0xFF];
         benchmark::DoNotOptimize(crc);
     });
+}
+
+Way MakeInstructionCrc(size_t size) {
+    const auto bytes = std::make_shared<std::vector<unsigned char>>(size, static_cast<unsigned char>(1));
+    return Repeat("instruction", [bytes] { benchmark::DoNotOptimize(InstructionCrc(*bytes)); });
 }
 
 }  // namespace nuvra::bench

@@ -18,6 +18,8 @@ Way MakeStandardScan(size_t count);
 Way MakeBoostScan(cl_device_id device, size_t count);
 /// A byte at a time through a table of 256.
 Way MakeTableCrc(size_t size);
+/// The processor's own instruction, 8 bytes at a time.
+Way MakeInstructionCrc(size_t size);
 
 /// OpenCV's jobs on 8-bit RGBA pictures, on the processor or, where OpenCV has a kernel, on an OpenCL device.
 enum class Runs { ON_PROCESSOR, ON_OPENCL };

@@ -97,8 +97,15 @@ std::vector<Row> Tasks::GetCrcRows() {
     Crc32cParameters parameters;
     parameters.data = &_memory.emplace_back(MakeBuffer(kCrcSize));
     parameters.crc = &_memory.emplace_back(MakeBuffer(4));
-    parameters.size = kCrcSize;
-    return {MakeRow("CRC-32C", "crc32c", parameters, {MakeTableCrc(kCrcSize)})};
+    std::vector<Row> rows;
+    for (const auto& [name, size] : {std::pair("CRC-32C of 2000 bytes", size_t{2000}),
+                                     {"CRC-32C of 20 KB", 20000},
+                                     {"CRC-32C of 900 KB, one work-item", 900000},
+                                     {"CRC-32C of 64 MiB", kCrcSize}}) {
+        parameters.size = static_cast<Int32>(size);
+        rows.push_back(MakeRow(name, "crc32c", parameters, {MakeTableCrc(size), MakeInstructionCrc(size)}));
+    }
+    return rows;
 }
 
 Row Tasks::MakeScaleRow(const char* name, const char* key, int width, int height) {

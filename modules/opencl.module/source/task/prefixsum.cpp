@@ -125,9 +125,8 @@ Result<void> OpenCLTaskPrefixsum::Init(const OpenCLContextRef& context) {
         NUVRA_RETURN_IF_ERROR(devices.Append(device));
     }
     if (devices.IsEmpty()) return OpenCLError(CL_DEVICE_NOT_FOUND);
-    const bool isSerial = AreProcessors(context);
     _strips = 0;
-    if (!isSerial) return BuildForGroups(context, devices);
+    if (!AreProcessors(context)) return BuildForGroups(context, devices);
     _strips = cores < kCoresWorthwhile ? 1 : cores * kStripsACore;
     return BuildForStrips(context);
 }
