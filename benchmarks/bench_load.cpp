@@ -3,8 +3,8 @@
 
 #include <cstdio>
 
-#include "dynamic_library.h"
 #include "framework.h"
+#include "nuvra/host/dynamic_library.h"
 #include "table.h"
 
 namespace nuvra::bench {

@@ -1,6 +1,6 @@
-#include "dynamic_library.h"
 #include "format.h"
 #include "no_throw.h"
+#include "nuvra/host/dynamic_library.h"
 #include "nuvra/host/file_name.h"
 #include "services.h"
 #include "settings.h"

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "dynamic_library.h"
 #include "nuvra/data.h"
+#include "nuvra/host/dynamic_library.h"
 #include "object_class.h"
 
 namespace nuvra::host {

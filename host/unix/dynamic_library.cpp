@@ -1,4 +1,4 @@
-#include "dynamic_library.h"
+#include "nuvra/host/dynamic_library.h"
 
 #include <dlfcn.h>
 
@@ -29,7 +29,7 @@ std::string LastError() {
 }  // namespace
 
 DynamicLibrary DynamicLibrary::Open(const std::string& name, LibraryUse use, std::string& reason) {
-    int flags = RTLD_NOW | RTLD_LOCAL;
+    int flags = (use == LibraryUse::PART ? RTLD_LAZY : RTLD_NOW) | RTLD_LOCAL;
     if (use == LibraryUse::RUNTIME && kRuntimesStayResident) flags |= RTLD_NODELETE;
     DynamicLibrary library;
     library._handle = dlopen(name.c_str(), flags);

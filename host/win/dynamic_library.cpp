@@ -1,4 +1,4 @@
-#include "dynamic_library.h"
+#include "nuvra/host/dynamic_library.h"
 
 #include <windows.h>
 

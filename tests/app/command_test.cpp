@@ -53,6 +53,17 @@ TEST_F(UnixCommandTest, TheDeviceIsTheFirstGpuUnlessOneIsNamed) {
     EXPECT_EQ(platforms[0]["devices"][0]["number"], 2);
 }
 
+TEST_F(UnixCommandTest, NeitherPicturesNorTheSystemsRuntimeAreLoadedBeforeACommandNeedsThem) {
+    // No picture library lies beside this program.
+    RunShell("mkdir bin; cp \"$PROGRAM\" " MODULE_FILE " bin");
+    setenv("PROGRAM", "bin/nuvra-cl", 1);
+    ExpectRefusals({{"chart a.png", 1, "pictures.so\", which cannot be opened ("},
+                    {"chart a.png", 1, "and needs Debian's package libopenimageio"}});
+    const Outcome outcome = RunFake("tasks", "LD_DEBUG=files");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.err.find("libOpenCL.so"), std::string::npos);
+}
+
 TEST_F(CommandTest, HelpTellsEveryCommandAndItsOptions) {
     const std::string help = Run("--help").out;
     for (const std::string command : {"devices", "tasks", "invert", "gamma", "scale", "stereo", "crc32c",

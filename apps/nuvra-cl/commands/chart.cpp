@@ -7,7 +7,7 @@
 #include "console/command.h"
 #include "console/failure.h"
 #include "console/values.h"
-#include "pictures/picture.h"
+#include "pictures/picture_file.h"
 
 namespace nuvra::app {
 

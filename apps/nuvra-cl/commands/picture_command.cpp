@@ -7,6 +7,7 @@
 #include "console/values.h"
 #include "device/pixel_transfer.h"
 #include "device/tiles.h"
+#include "pictures/picture_file.h"
 
 namespace nuvra::app {
 

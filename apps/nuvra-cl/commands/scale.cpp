@@ -9,7 +9,7 @@
 #include "console/values.h"
 #include "device/pixel_transfer.h"
 #include "device/tiles.h"
-#include "pictures/picture.h"
+#include "pictures/picture_file.h"
 #include "pictures/scale_plan.h"
 
 namespace nuvra::app {

@@ -5,7 +5,7 @@
 #include "console/command.h"
 #include "console/failure.h"
 #include "nuvra/host/file_name.h"
-#include "pictures/sheet_drawing.h"
+#include "pictures/picture_file.h"
 
 namespace nuvra::app {
 
@@ -41,7 +41,7 @@ Entry MakeEntry(const std::string& name, const MemoryLimit& limit, const Environ
     return {host::ToText(host::ToPath(name).filename()),
             std::to_string(picture.GetWidth()) + " x " + std::to_string(picture.GetHeight()) + ", " +
                 std::to_string(picture.layout.channels.size()) + " x " + picture.fileType,
-            WithMemoryFor([&] { return Shrink(picture, shrink(width), shrink(height)); },
+            WithMemoryFor([&] { return GetPictureLibrary().shrink(picture, shrink(width), shrink(height)); },
                           "cannot shrink " + Quote(name) + ": there is not enough memory")};
 }
 
@@ -66,8 +66,9 @@ void DrawThumbnail(const Picture& sheet, const Thumbnail& thumbnail, int left, i
 
 bool DrawLabel(Picture& sheet, const Entry& entry, int left, int top) {
     const int middle = left + kThumbnailWidth / 2;
-    return DrawTexts(sheet, {{entry.name, middle, top + 18, 16, kThumbnailWidth, kInk},
-                             {entry.details, middle, top + 36, 13, kThumbnailWidth, kPaleInk}});
+    return GetPictureLibrary().drawTexts(sheet,
+                                         {{entry.name, middle, top + 18, 16, kThumbnailWidth, kInk},
+                                          {entry.details, middle, top + 36, 13, kThumbnailWidth, kPaleInk}});
 }
 
 class SheetCommand : public Command {

@@ -6,7 +6,7 @@
 #include "console/progress.h"
 #include "device/pixel_transfer.h"
 #include "device/tiles.h"
-#include "pictures/picture.h"
+#include "pictures/picture_file.h"
 
 namespace nuvra::app {
 

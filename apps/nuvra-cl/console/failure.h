@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "console/words.h"
 #include "nuvra/result.h"
 
 namespace nuvra::app {
@@ -21,21 +22,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// The text in double quotes, on one line: control characters become question marks.
-std::string Quote(std::string_view text);
-
 /// Writes on standard error; a failed write is ignored.
 void WriteError(std::string_view text);
 
 /// Prints "nuvra-cl: MESSAGE" on standard error, as one line of at most 500 bytes: a longer one loses its
 /// middle.
 void PrintError(const std::string& message);
-
-/// The first line of a library's message, or `otherwise` when it has none.
-std::string FirstLine(std::string_view message, std::string_view otherwise);
-
-/// What an errno value means.
-std::string DescribeSystemError(int code);
 
 /// The code of an error by name and number, "CL_OUT_OF_RESOURCES (-5)" for example, and the text of an error
 /// that has no code.

@@ -2,6 +2,7 @@
 
 #include "nuvra/host/file_name.h"
 #include "system/drivers.h"
+#include "system/program_files.h"
 
 namespace nuvra::app {
 
@@ -32,22 +33,11 @@ host::Options MakeHostOptions(Environment& environment) {
     return options;
 }
 
-/// The module lies beside the program or in the neighbouring folder "lib" once installed, and where it was
-/// built before.
-fs::path FindModule(const std::string& wanted) {
-    if (!wanted.empty()) return host::ToPath(wanted);
-    const fs::path folder = GetProgramPath().parent_path();
-    const fs::path file = fs::path(NUVRA_MODULE_PATH).filename();
-    std::error_code error;
-    for (const fs::path& candidate : {folder / file, folder / ".." / "lib" / file})
-        if (fs::exists(candidate, error)) return candidate;
-    return folder / NUVRA_MODULE_PATH;
-}
-
 }  // namespace
 
 Session::Session(Environment& environment) : _environment(environment), _host(MakeHostOptions(environment)) {
-    const fs::path module = FindModule(environment.options.module);
+    const std::string& wanted = environment.options.module;
+    const fs::path module = wanted.empty() ? FindProgramFile(NUVRA_MODULE_PATH) : host::ToPath(wanted);
     Check(_host.AddProgram(g_program), "cannot start");
     Check(_host.LoadModules(module), "cannot start");
     Check(_host.Start(), "cannot start");

@@ -1,44 +1,15 @@
 #include "pictures/picture.h"
 
-#include <cerrno>
 #include <limits>
 
 #include "console/failure.h"
-#include "nuvra/host/file_name.h"
 #include "pictures/geometry.h"
-#include "system/system.h"
 
 namespace nuvra::app {
 
-namespace {
-
-/// Null for a regular file.
-const char* DescribeKind(std::filesystem::file_type type) {
-    switch (type) {
-        case std::filesystem::file_type::regular:
-            return nullptr;
-        case std::filesystem::file_type::directory:
-            return "folder";
-        case std::filesystem::file_type::fifo:
-            return "pipe";
-        case std::filesystem::file_type::socket:
-            return "socket";
-        default:
-            return "device";
-    }
-}
-
-}  // namespace
-
-PictureClaim GetClaim(const PictureLayout& layout, const SampleType& type) {
-    return {layout.width, layout.height,
-            static_cast<double>(layout.width) * static_cast<double>(layout.height) *
-                static_cast<double>(layout.channels.size() * type.bytes)};
-}
-
 Picture MakePicture(const PictureLayout& layout, Samples samples, const std::string& name) {
     const SampleType& type = GetSampleType(samples);
-    Picture picture{layout, name, "png", type.name, &type, nullptr, nullptr};
+    Picture picture{{layout, name, "png", type.name, &type, nullptr}, nullptr};
     if (layout.width < 1 || layout.height < 1)
         throw Failure("cannot work on " + Quote(name) + ": it has no pixels");
     const double bytes = GetClaim(layout, type).bytes;
@@ -52,7 +23,7 @@ Picture MakePicture(const PictureLayout& layout, Samples samples, const std::str
     return picture;
 }
 
-Picture MakePictureLike(const Picture& other, Int64 width, Int64 height, const std::string& name,
+Picture MakePictureLike(const PictureHead& other, Int64 width, Int64 height, const std::string& name,
                         const MemoryLimit& limit) {
     PictureLayout layout = other.layout;
     layout.width = width;
@@ -65,22 +36,7 @@ Picture MakePictureLike(const Picture& other, Int64 width, Int64 height, const s
     return picture;
 }
 
-void CheckIsFile(const std::string& name) {
-    const auto fail = [&](const std::string& why) {
-        throw Failure("cannot read " + Quote(name) + ": " + why);
-    };
-    const std::filesystem::path path = host::ToPath(name);
-    std::error_code error;
-    const auto status = std::filesystem::status(path, error);
-    if (!std::filesystem::exists(status)) fail(error ? error.message() : "there is no such file");
-    if (const char* kind = DescribeKind(status.type()))
-        fail(std::string("it is a ") + kind + "; pictures are read from files");
-    std::FILE* file = host::OpenFile(path, "rb");
-    if (file == nullptr) fail(DescribeSystemError(errno));
-    std::fclose(file);
-}
-
-void CheckRectangle(const Rectangle& rectangle, const Picture& picture) {
+void CheckRectangle(const Rectangle& rectangle, const PictureHead& picture) {
     const auto [x, y, width, height] = rectangle;
     if (width > 0 && height > 0 && x >= 0 && y >= 0 && width <= picture.GetWidth() - x &&
         height <= picture.GetHeight() - y)

@@ -15,9 +15,6 @@ struct Thumbnail {
     std::vector<float> rgba{};
 };
 
-/// Throws a `Failure` when the library cannot do it.
-Thumbnail Shrink(const Picture& picture, int width, int height);
-
 /// A line of text on an 8-bit RGB picture.
 struct TextLine {
     std::string text;
@@ -27,12 +24,6 @@ struct TextLine {
     int width;         ///< pixels; a longer text is shortened in its middle
     const float* ink;  ///< red, green and blue
 };
-
-/// Draws the lines in one font. False when there is none.
-bool DrawTexts(Picture& sheet, const std::vector<TextLine>& lines);
-
-/// How to get a font, as the end of a sentence.
-extern const char* const kFontAdvice;
 
 /// The text, shortened in its middle until `measure` calls it no wider than `width`.
 template <class Measure>

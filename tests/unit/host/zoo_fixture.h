@@ -1,6 +1,6 @@
 #pragma once
 
-#include "dynamic_library.h"
+#include "nuvra/host/dynamic_library.h"
 #include "test_host.h"
 #include "zoo.h"
 

@@ -1,18 +1,12 @@
 #include <OpenImageIO/imagebufalgo.h>
 
 #include <cmath>
-#include <filesystem>
 
 #include "console/failure.h"
-#include "console/progress.h"
-#include "nuvra/host/file_name.h"
 #include "pictures/openimageio/picture_claim.h"
-#include "pictures/openimageio/picture_origin.h"
-#include "system/system.h"
+#include "pictures/openimageio/picture_files.h"
 
 namespace nuvra::app {
-
-const char* const kReadFormats = "PNG, JPEG, TIFF, OpenEXR and more";
 
 namespace {
 
@@ -64,57 +58,57 @@ std::unique_ptr<OIIO::ImageInput> Open(const std::string& name, OIIO::ImageSpec&
     return input;
 }
 
-void ReadSamples(OIIO::ImageInput& input, const Picture& picture, std::FILE* terminal) {
-    struct Reading {
-        Progress progress;
-        OIIO::ImageInput& input;
-    } reading{{terminal, "reading " + host::ToText(host::ToPath(picture.name).filename()), 1000}, input};
-    // Some readers fill in missing pixels, report an error and still return true: stop at the first error.
-    const auto show = [](void* shown, float done) {
-        auto& [progress, reader] = *static_cast<Reading*>(shown);
-        progress.Show(static_cast<Int64>(done * 1000));
-        return reader.has_error();
-    };
-    const bool isRead = input.read_image(
-        0, 0, 0, static_cast<int>(picture.layout.channels.size()), ToOpenImageIO(picture.type->samples),
-        picture.samples.get(), OIIO::AutoStride, OIIO::AutoStride, OIIO::AutoStride, show, &reading);
-    if (!isRead || input.has_error())
-        Fail(picture.name,
-             "it is damaged or cut short (" + FirstLine(input.geterror(), "no reason given") + ")");
+class Reader : public PictureReader {
+public:
+    Reader(const std::string& name, const CheckClaim& check);
+    void Read(Int64 begin, Int64 end, unsigned char* pixels) override;
+
+private:
+    OIIO::ImageSpec _spec;
+    std::unique_ptr<OIIO::ImageInput> _input;
+};
+
+Reader::Reader(const std::string& name, const CheckClaim& check) {
+    if (const auto claim = ReadClaim(name)) check(*claim);
+    _input = Open(name, _spec);
+    const SampleType& type = GetSampleType(ChooseSamples(_spec.format));
+    head = {{_spec.width, _spec.height, _spec.channelnames, _spec.alpha_channel},
+            name,
+            _input->format_name(),
+            _spec.format.c_str(),
+            &type,
+            std::make_shared<PictureOrigin>(PictureOrigin{_spec})};
+    static_cast<void>(ChannelMap(head.layout, name));
+    check(GetReadingClaim(_spec, head.format, GetClaim(head.layout, type)));
+    step = GetRowStep(_spec);
 }
 
-Picture ReadWithin(const std::string& name, const MemoryLimit& limit, std::FILE* terminal) {
-    if (const auto claim = ReadClaim(name)) limit.CheckFile(name, *claim);
-    OIIO::ImageSpec spec;
-    const auto input = Open(name, spec);
-    const PictureLayout layout{spec.width, spec.height, spec.channelnames, spec.alpha_channel};
-    static_cast<void>(ChannelMap(layout, name));
-    const Samples samples = ChooseSamples(spec.format);
-    limit.CheckFile(name,
-                    GetReadingClaim(spec, input->format_name(), GetClaim(layout, GetSampleType(samples))));
-    Picture picture = MakePicture(layout, samples, name);
-    picture.format = input->format_name();
-    picture.fileType = spec.format.c_str();
-    picture.origin = std::make_shared<PictureOrigin>(PictureOrigin{spec});
-    ReadSamples(*input, picture, terminal);
-    if (picture.format == "webp" && spec.alpha_channel >= 0) {
+void Reader::Read(Int64 begin, Int64 end, unsigned char* pixels) {
+    const int top = _spec.y + static_cast<int>(begin);
+    const int bottom = _spec.y + static_cast<int>(end);
+    const OIIO::TypeDesc type = ToOpenImageIO(head.type->samples);
+    const bool isRead =
+        _spec.tile_width > 0
+            ? _input->read_tiles(0, 0, _spec.x, _spec.x + _spec.width, top, bottom, _spec.z, _spec.z + 1, 0,
+                                 _spec.nchannels, type, pixels)
+            : _input->read_scanlines(0, 0, top, bottom, _spec.z, 0, _spec.nchannels, type, pixels);
+    // Some readers fill in missing pixels, report an error and still return true.
+    if (!isRead || _input->has_error())
+        Fail(head.name,
+             "it is damaged or cut short (" + FirstLine(_input->geterror(), "no reason given") + ")");
+    if (head.format == "webp" && _spec.alpha_channel >= 0) {
         // This reader premultiplies, whatever it is asked for.
-        OIIO::ImageBuf multiplied(spec, picture.samples.get());
+        OIIO::ImageSpec rows = _spec;
+        rows.height = bottom - top;
+        OIIO::ImageBuf multiplied(rows, pixels);
         OIIO::ImageBufAlgo::unpremult(multiplied, multiplied);
     }
-    return picture;
 }
 
 }  // namespace
 
-Picture ReadPicture(const std::string& name, const MemoryLimit& limit, const Environment& environment) {
-    CheckIsFile(name);
-    const LibraryJob job("the library that reads pictures failed on " + Quote(name));
-    const SilencedStandardError silence;
-    const auto size = static_cast<double>(std::filesystem::file_size(host::ToPath(name)));
-    return WithMemoryFor([&] { return ReadWithin(name, limit, environment.terminal); },
-                         "cannot read " + Quote(name) + " of " + DescribeBytes(size) +
-                             ": it is damaged or needs more memory than there is");
+std::unique_ptr<PictureReader> OpenReader(const std::string& name, const CheckClaim& check) {
+    return std::make_unique<Reader>(name, check);
 }
 
 }  // namespace nuvra::app

@@ -4,18 +4,11 @@
 #include <vector>
 
 #include "console/failure.h"
-#include "console/output_file.h"
-#include "console/progress.h"
 #include "nuvra/host/file_name.h"
-#include "pictures/geometry.h"
 #include "pictures/openimageio/checked_file.h"
-#include "pictures/openimageio/picture_origin.h"
-#include "system/system.h"
+#include "pictures/openimageio/picture_files.h"
 
 namespace nuvra::app {
-
-const char* const kWrittenFormats = "PNG, JPEG, TIFF, OpenEXR and more";
-const char* const kMetadataHelp = "Metadata is kept where the format of OUT has a place for it.";
 
 namespace {
 
@@ -58,14 +51,12 @@ constexpr SideLimit kSideLimits[] = {
 /// Formats that write no file: "null" and text on the terminal.
 constexpr std::string_view kNoFormats[] = {"null", "term"};
 
-/// One attempt at writing a picture to one file.
-class Writer {
+class Writer : public PictureWriter {
 public:
-    Writer(const OutputFile& file, const std::string& format, const Picture& picture, std::string name)
-        : _file(file), _format(format), _picture(picture), _name(std::move(name)) {}
-
-    /// Writes the picture; the result says what was not kept.
-    std::string Write(std::FILE* terminal);
+    Writer(const std::filesystem::path& file, const std::string& format, const std::string& name,
+           const PictureHead& picture);
+    void Write(Int64 begin, Int64 end, const unsigned char* pixels) override;
+    std::string Finish() override;
 
 private:
     bool Open(TypeDesc type);
@@ -73,14 +64,16 @@ private:
     OIIO::ImageSpec MakeSpec(TypeDesc type) const;
     void CheckSides() const;
     void CheckResult(bool withPixels) const;
+    [[noreturn]] void FailWriting();
     [[noreturn]] void Fail(const std::string& reason) const {
         throw Failure("cannot write " + Quote(_name) + ": " + reason);
     }
 
-    const OutputFile& _file;
-    const std::string& _format;
-    const Picture& _picture;
-    std::string _name;
+    const std::filesystem::path _file;
+    const std::string _format;
+    const std::string _name;
+    const PictureHead& _picture;
+    bool _isExact = true;                   ///< whether the samples keep their values
     std::unique_ptr<CheckedFile> _checked;  ///< empty where the format's writer opens its file itself
     std::unique_ptr<OIIO::ImageOutput> _output;
 };
@@ -92,7 +85,7 @@ TypeDesc Writer::GetFileType() const {
 }
 
 /// The description of the file that the picture came from, with the picture's own size.
-OIIO::ImageSpec DescribePicture(const Picture& picture) {
+OIIO::ImageSpec DescribePicture(const PictureHead& picture) {
     const auto width = static_cast<int>(picture.GetWidth());
     const auto height = static_cast<int>(picture.GetHeight());
     if (picture.origin == nullptr) {
@@ -134,10 +127,10 @@ bool Writer::Open(TypeDesc type) {
     _checked = nullptr;
     // TIFF's writer reads back what it has written: into a file for writing alone it puts a damaged picture.
     if (_output->supports("ioproxy") != 0 && _format != "tiff") {
-        _checked = std::make_unique<CheckedFile>(_file.GetPath());
+        _checked = std::make_unique<CheckedFile>(_file);
         _output->set_ioproxy(_checked.get());
     }
-    return _output->open(_file.GetPath().string(), MakeSpec(type));
+    return _output->open(_file.string(), MakeSpec(type));
 }
 
 void Writer::CheckSides() const {
@@ -148,7 +141,9 @@ void Writer::CheckSides() const {
                  " pixels, and the picture has " + DescribeSize(_picture.GetWidth(), _picture.GetHeight()));
 }
 
-std::string Writer::Write(std::FILE* terminal) {
+Writer::Writer(const std::filesystem::path& file, const std::string& format, const std::string& name,
+               const PictureHead& picture)
+    : _file(file), _format(format), _name(name), _picture(picture) {
     CheckSides();
     if (_format == "webp" && _picture.layout.alpha >= 0)
         Fail("the format's writer divides colours by alpha whatever it is told; choose PNG or TIFF");
@@ -161,30 +156,46 @@ std::string Writer::Write(std::FILE* terminal) {
         if (_output->has_error()) Fail(FirstLine(_output->geterror(), ""));
         break;  // some formats have but one type of their own
     }
-    Progress progress(terminal, "writing " + host::ToText(host::ToPath(_name).filename()), 1000);
-    const auto show = [](void* shown, float done) {
-        static_cast<Progress*>(shown)->Show(static_cast<Int64>(done * 1000));
-        return false;
-    };
+    _isExact = choice < substitutes.exactCount;
+    step = GetRowStep(_output->spec());
+}
+
+void Writer::Write(Int64 begin, Int64 end, const unsigned char* pixels) {
+    const OIIO::ImageSpec& spec = _output->spec();
+    const int top = spec.y + static_cast<int>(begin);
+    const int bottom = spec.y + static_cast<int>(end);
+    const TypeDesc type = ToOpenImageIO(_picture.type->samples);
     const bool isWritten =
-        _output->write_image(ToOpenImageIO(_picture.type->samples), _picture.samples.get(), OIIO::AutoStride,
-                             OIIO::AutoStride, OIIO::AutoStride, show, &progress);
+        spec.tile_width > 0
+            ? _output->write_tiles(spec.x, spec.x + spec.width, top, bottom, spec.z, spec.z + 1, type, pixels)
+            : _output->write_scanlines(top, bottom, spec.z, type, pixels);
+    if (!isWritten) FailWriting();
+}
+
+std::string Writer::Finish() {
     const bool isClosed = _output->close();
     const int systemError = _checked != nullptr ? _checked->Finish() : 0;
     if (systemError != 0) Fail(DescribeSystemError(systemError));
     // TIFF's writer reports an error for a picture without Exif data; the file is complete.
-    if (!isWritten || !isClosed) Fail(FirstLine(_output->geterror(), "the writer gave no reason"));
+    if (!isClosed) FailWriting();
     CheckResult(_checked == nullptr);
-    if (choice < substitutes.exactCount) return {};
+    if (_isExact) return {};
     return Quote(_name) + " holds " + _output->spec().format.c_str() + " samples, to which the " +
            _picture.fileType + " samples were rounded";
+}
+
+/// A full disk is the better reason.
+void Writer::FailWriting() {
+    std::string reason = FirstLine(_output->geterror(), "the writer gave no reason");
+    const int systemError = _checked != nullptr ? _checked->Finish() : 0;
+    Fail(systemError != 0 ? DescribeSystemError(systemError) : reason);
 }
 
 /// Reads the written file back: some writers drop channels or write files that no reader opens, and those
 /// without a `CheckedFile` miss a full disk. A block that was not written reads as zeros, so a full disk
 /// is an error whatever the reader says.
 void Writer::CheckResult(bool withPixels) const {
-    const auto input = OIIO::ImageInput::open(_file.GetPath().string());
+    const auto input = OIIO::ImageInput::open(_file.string());
     if (input == nullptr)
         Fail("the format's writer made a file that cannot be read (" +
              FirstLine(OIIO::geterror(), "no reason given") + ")");
@@ -200,14 +211,15 @@ void Writer::CheckResult(bool withPixels) const {
              " channels");
     if (!withPixels) return;
     constexpr std::uintmax_t kSpare = 64 << 10;
-    if (std::filesystem::space(_file.GetPath()).available < kSpare) Fail(DescribeSystemError(ENOSPC));
+    if (std::filesystem::space(_file).available < kSpare) Fail(DescribeSystemError(ENOSPC));
     std::vector<unsigned char> pixels(spec.image_bytes());
     if (!input->read_image(0, 0, 0, spec.nchannels, spec.format, pixels.data()) || input->has_error())
         Fail("the format's writer made a damaged file");
 }
 
-/// The format that the extension names, or else the picture's own.
-std::string ChooseFormat(const std::string& name, const Picture& picture) {
+}  // namespace
+
+std::string ChooseFormat(const std::string& name, const PictureHead& picture) {
     const std::string extension = host::ToText(host::ToPath(name).extension());
     const auto output = OIIO::ImageOutput::create(extension.empty() ? picture.format : name);
     if (output != nullptr && std::ranges::find(kNoFormats, output->format_name()) == std::end(kNoFormats))
@@ -217,20 +229,9 @@ std::string ChooseFormat(const std::string& name, const Picture& picture) {
                   Quote(extension.empty() ? picture.format : extension.substr(1)));
 }
 
-}  // namespace
-
-void WritePicture(const std::string& name, const Picture& picture, Environment& environment) {
-    const std::string format = ChooseFormat(name, picture);
-    OutputFile file(name, OutputFile::Access::RANDOM, "." + format);
-    std::string loss;
-    {
-        const LibraryJob job("the library that writes pictures failed on " + Quote(name));
-        const SilencedStandardError silence;
-        loss = WithMemoryFor([&] { return Writer(file, format, picture, name).Write(environment.terminal); },
-                             "cannot write " + Quote(name) + ": there is not enough memory");
-    }
-    file.Commit();
-    if (!loss.empty()) environment.notes.push_back(loss);
+std::unique_ptr<PictureWriter> OpenWriter(const std::filesystem::path& file, const std::string& format,
+                                          const std::string& name, const PictureHead& picture) {
+    return std::make_unique<Writer>(file, format, name, picture);
 }
 
 }  // namespace nuvra::app

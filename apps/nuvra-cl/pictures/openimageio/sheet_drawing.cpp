@@ -1,9 +1,7 @@
-#include "pictures/sheet_drawing.h"
-
 #include <OpenImageIO/imagebufalgo.h>
 
 #include "console/failure.h"
-#include "pictures/openimageio/picture_origin.h"
+#include "pictures/openimageio/picture_files.h"
 
 namespace nuvra::app {
 
@@ -11,8 +9,6 @@ using OIIO::ImageBuf;
 using OIIO::ImageSpec;
 using OIIO::TypeDesc;
 namespace Algo = OIIO::ImageBufAlgo;
-
-const char* const kFontAdvice = "install fonts-dejavu-core";
 
 namespace {
 

@@ -11,11 +11,9 @@
 
 #include "console/failure.h"
 #include "nuvra/host/file_name.h"
-#include "pictures/picture.h"
+#include "pictures/stb/picture_files.h"
 
 namespace nuvra::app {
-
-const char* const kReadFormats = "PNG, JPEG or BMP";
 
 namespace {
 
@@ -96,7 +94,7 @@ struct Decoded {
 };
 
 /// The reader takes memory for what the file claims before it looks for it.
-void CheckClaim(const std::string& name, const Bytes& bytes, const Format& format, const MemoryLimit& limit) {
+void CheckSize(const Bytes& bytes, const Format& format, const CheckClaim& check) {
     int width = 0;
     int height = 0;
     int channelCount = 0;
@@ -108,7 +106,7 @@ void CheckClaim(const std::string& name, const Bytes& bytes, const Format& forma
     const double copies = std::string_view(format.name) == "jpeg" ? 5 : 3;
     const int sampleBytes =
         stbi_is_16_bit_from_memory(bytes.data(), static_cast<int>(bytes.size())) != 0 ? 2 : 1;
-    limit.CheckFile(name, {width, height, copies * width * height * channelCount * sampleBytes});
+    check({width, height, copies * width * height * channelCount * sampleBytes});
 }
 
 Decoded Decode(const Bytes& bytes) {
@@ -127,28 +125,48 @@ Decoded Decode(const Bytes& bytes) {
     return decoded;
 }
 
+/// The whole picture, decoded when the file is opened.
+class Reader : public PictureReader {
+public:
+    Reader(const std::string& name, const CheckClaim& check) {
+        const Bytes bytes = ReadBytes(name);
+        const Format* format = FindFormat(bytes);
+        if (format == nullptr) Fail(name, std::string("it is no picture (known are ") + kReadFormats + ")");
+        if (!format->isWhole(bytes)) Fail(name, "it is damaged or cut short");
+        CheckSize(bytes, *format, check);
+        const Decoded decoded = Decode(bytes);
+        _pixels.reset(static_cast<unsigned char*>(decoded.pixels));
+        if (_pixels == nullptr) {
+            const char* reason = stbi_failure_reason();
+            Fail(name, "it is damaged or cut short (" +
+                           FirstLine(reason != nullptr ? reason : "", "no reason given") + ")");
+        }
+        const SampleType& type = GetSampleType(decoded.samples);
+        head = {MakeLayout(decoded.width, decoded.height, decoded.channelCount),
+                name,
+                format->name,
+                type.name,
+                &type,
+                nullptr};
+    }
+
+    void Read(Int64 begin, Int64 end, unsigned char* pixels) override {
+        const size_t rowBytes = head.GetRowBytes();
+        std::memcpy(pixels, _pixels.get() + static_cast<size_t>(begin) * rowBytes,
+                    static_cast<size_t>(end - begin) * rowBytes);
+    }
+
+private:
+    struct Free {
+        void operator()(unsigned char* pixels) const { stbi_image_free(pixels); }
+    };
+    std::unique_ptr<unsigned char, Free> _pixels;
+};
+
 }  // namespace
 
-Picture ReadPicture(const std::string& name, const MemoryLimit& limit, const Environment&) {
-    CheckIsFile(name);
-    const Bytes bytes = ReadBytes(name);
-    const Format* format = FindFormat(bytes);
-    if (format == nullptr) Fail(name, std::string("it is no picture (known are ") + kReadFormats + ")");
-    if (!format->isWhole(bytes)) Fail(name, "it is damaged or cut short");
-    CheckClaim(name, bytes, *format, limit);
-    const Decoded decoded = Decode(bytes);
-    const std::unique_ptr<void, void (*)(void*)> pixels(decoded.pixels, stbi_image_free);
-    if (pixels == nullptr) {
-        const char* reason = stbi_failure_reason();
-        Fail(name, "it is damaged or cut short (" +
-                       FirstLine(reason != nullptr ? reason : "", "no reason given") + ")");
-    }
-    Picture picture =
-        MakePicture(MakeLayout(decoded.width, decoded.height, decoded.channelCount), decoded.samples, name);
-    picture.format = format->name;
-    const auto count = static_cast<size_t>(picture.GetWidth() * picture.GetHeight());
-    std::memcpy(picture.samples.get(), pixels.get(), count * picture.GetPixelBytes());
-    return picture;
+std::unique_ptr<PictureReader> OpenReader(const std::string& name, const CheckClaim& check) {
+    return std::make_unique<Reader>(name, check);
 }
 
 }  // namespace nuvra::app

@@ -2,21 +2,17 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 
 #include "console/failure.h"
-#include "console/output_file.h"
 #include "nuvra/host/file_name.h"
-#include "pictures/geometry.h"
-#include "pictures/picture.h"
+#include "pictures/stb/picture_files.h"
 #include "pictures/stb/png_writer.h"
 
 namespace nuvra::app {
-
-const char* const kWrittenFormats = "PNG, JPEG or BMP";
-const char* const kMetadataHelp =
-    "This build knows only PNG, JPEG and BMP, of which PNG alone has 16-bit samples; metadata is not kept.";
 
 namespace {
 
@@ -83,20 +79,16 @@ const Format kFormats[] = {
     {"bmp", {"bmp"}, false, {1, 3, 4}, 16384, EncodeBmp},
 };
 
-/// The format that the extension names, or else the picture's own.
-const Format& ChooseFormat(const std::string& name, const Picture& picture) {
-    const std::string extension = host::ToText(host::ToPath(name).extension());
-    const std::string asked = extension.empty() ? picture.format : extension.substr(1);
-    std::string wanted = asked;
+/// Null for an unknown one.
+const Format* FindFormat(std::string wanted) {
     for (char& c : wanted) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     for (const Format& format : kFormats)
         if (wanted == format.name || std::ranges::find(format.extensions, wanted) != format.extensions.end())
-            return format;
-    throw Failure("cannot write " + Quote(name) + ": no picture format that can be written is called " +
-                  Quote(asked));
+            return &format;
+    return nullptr;
 }
 
-void CheckFits(const std::string& name, const Format& format, const Picture& picture) {
+void CheckFits(const std::string& name, const Format& format, const PictureHead& picture) {
     const auto fail = [&](const std::string& what) {
         throw Failure("cannot write " + Quote(name) + ": the format " + format.name + what);
     };
@@ -108,35 +100,79 @@ void CheckFits(const std::string& name, const Format& format, const Picture& pic
              " pixels, and the picture has " + DescribeSize(picture.GetWidth(), picture.GetHeight()));
 }
 
-/// The 16-bit samples of a picture as bytes, each the closest one.
-std::vector<unsigned char> RoundToBytes(const Picture& picture) {
-    std::vector<unsigned char> bytes(static_cast<size_t>(picture.GetWidth() * picture.GetHeight()) *
-                                     picture.layout.channels.size());
+/// 16-bit samples as bytes, each the closest one.
+std::vector<unsigned char> RoundToBytes(const std::vector<unsigned char>& samples) {
+    std::vector<unsigned char> bytes(samples.size() / 2);
     for (size_t i = 0; i < bytes.size(); i++) {
         std::uint16_t word = 0;
-        std::memcpy(&word, picture.samples.get() + i * sizeof(word), sizeof(word));
+        std::memcpy(&word, samples.data() + i * sizeof(word), sizeof(word));
         bytes[i] = static_cast<unsigned char>((UInt32{word} * 255 + 32767) / 65535);
     }
     return bytes;
 }
 
+/// Keeps the picture until it is whole, as the encoders take it so.
+class Writer : public PictureWriter {
+public:
+    Writer(const std::filesystem::path& file, const Format& format, const std::string& name,
+           const PictureHead& picture)
+        : _file(file), _format(format), _name(name), _picture(picture) {
+        CheckFits(name, format, picture);
+        _samples.reserve(static_cast<size_t>(picture.GetHeight()) * picture.GetRowBytes());
+    }
+
+    void Write(Int64 begin, Int64 end, const unsigned char* pixels) override {
+        _samples.insert(_samples.end(), pixels,
+                        pixels + (end - begin) * static_cast<Int64>(_picture.GetRowBytes()));
+    }
+
+    std::string Finish() override {
+        const bool isRounded = _picture.type->samples == Samples::UINT16 && !_format.has16Bits;
+        if (isRounded) _samples = RoundToBytes(_samples);
+        Stream stream(host::OpenFile(_file, "wb"));
+        if (stream == nullptr) Fail();
+        const auto write = [&](const void* piece, size_t size) {
+            if (std::fwrite(piece, 1, size, stream.get()) != size) Fail();
+        };
+        _format.encode(write, {static_cast<int>(_picture.GetWidth()), static_cast<int>(_picture.GetHeight()),
+                               static_cast<int>(_picture.layout.channels.size()),
+                               isRounded ? 1 : _picture.type->bytes, _samples.data()});
+        if (std::fclose(stream.release()) != 0) Fail();
+        return isRounded ? Quote(_name) + " holds uint8 samples, to which the " + _picture.fileType +
+                               " samples were rounded"
+                         : "";
+    }
+
+private:
+    struct Close {
+        void operator()(std::FILE* stream) const { std::fclose(stream); }
+    };
+    using Stream = std::unique_ptr<std::FILE, Close>;
+
+    [[noreturn]] void Fail() const {
+        throw Failure("cannot write " + Quote(_name) + ": " + DescribeSystemError(errno));
+    }
+
+    const std::filesystem::path _file;
+    const Format& _format;
+    const std::string _name;
+    const PictureHead& _picture;
+    std::vector<unsigned char> _samples;
+};
+
 }  // namespace
 
-void WritePicture(const std::string& name, const Picture& picture, Environment& environment) {
-    const Format& format = ChooseFormat(name, picture);
-    CheckFits(name, format, picture);
-    const bool isRounded = picture.type->samples == Samples::UINT16 && !format.has16Bits;
-    std::vector<unsigned char> bytes;
-    if (isRounded) bytes = RoundToBytes(picture);
-    OutputFile file(name, OutputFile::Access::SEQUENTIAL);
-    format.encode([&](const void* piece, size_t size) { file.Write(piece, size); },
-                  {static_cast<int>(picture.GetWidth()), static_cast<int>(picture.GetHeight()),
-                   static_cast<int>(picture.layout.channels.size()), isRounded ? 1 : picture.type->bytes,
-                   isRounded ? bytes.data() : picture.samples.get()});
-    file.Commit();
-    if (isRounded)
-        environment.notes.push_back(Quote(name) + " holds uint8 samples, to which the " + picture.fileType +
-                                    " samples were rounded");
+std::string ChooseFormat(const std::string& name, const PictureHead& picture) {
+    const std::string extension = host::ToText(host::ToPath(name).extension());
+    const std::string asked = extension.empty() ? picture.format : extension.substr(1);
+    if (const Format* format = FindFormat(asked)) return format->name;
+    throw Failure("cannot write " + Quote(name) + ": no picture format that can be written is called " +
+                  Quote(asked));
+}
+
+std::unique_ptr<PictureWriter> OpenWriter(const std::filesystem::path& file, const std::string& format,
+                                          const std::string& name, const PictureHead& picture) {
+    return std::make_unique<Writer>(file, *FindFormat(format), name, picture);
 }
 
 }  // namespace nuvra::app

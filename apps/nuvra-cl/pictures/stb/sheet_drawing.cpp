@@ -1,5 +1,3 @@
-#include "pictures/sheet_drawing.h"
-
 #include <stb/stb_image_resize.h>
 #include <stb/stb_truetype.h>
 
@@ -12,10 +10,9 @@
 #include <iterator>
 
 #include "console/failure.h"
+#include "pictures/stb/picture_files.h"
 
 namespace nuvra::app {
-
-const char* const kFontAdvice = "install Arial, Tahoma or DejaVu Sans";
 
 namespace {
 

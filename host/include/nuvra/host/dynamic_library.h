@@ -9,6 +9,7 @@ namespace nuvra::host {
 enum class LibraryUse {
     MODULE,   ///< found through its exported list, unloaded at the end
     RUNTIME,  ///< opened for a module; may stay in memory after closing: see `kRuntimesStayResident`
+    PART,     ///< of the program; its functions are bound when they are first called, where the system can
 };
 
 /// Whether closing a runtime leaves it in memory. True in builds with a leak checker: leaks are suppressed by
