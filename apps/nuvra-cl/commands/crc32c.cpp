@@ -1,6 +1,8 @@
 #include <CLI/CLI.hpp>
+#include <array>
 #include <cerrno>
 #include <cinttypes>
+#include <future>
 #include <vector>
 
 #include "commands/checksum_list.h"
@@ -27,29 +29,31 @@ struct StreamCloser {
 };
 using Stream = std::unique_ptr<std::FILE, StreamCloser>;
 
-/// Checksums streams on a device, piece by piece through one buffer.
+/// Checksums streams on a device, piece by piece through two buffers in turn: one is filled while the other
+/// is summed up.
 class Checksummer {
 public:
     Checksummer(const Device& device, Int64 piece)
         : _device(device),
           _task(device.GetTask(kTask)),
-          _bytes(static_cast<size_t>(piece)),
-          _data(device.Check(device.context.CreateBuffer(OpenCLMemoryFlags::READ_ONLY, _bytes.size()),
-                             "make a buffer of " + std::to_string(piece) + " bytes")),
-          _crc(device.Check(device.context.CreateBuffer(OpenCLMemoryFlags::READ_WRITE, sizeof(UInt32)),
-                            "make a buffer")) {}
+          _filling(device.Check(device.context.CreateCommandQueue(), "make a command queue")),
+          _piece(static_cast<size_t>(piece)),
+          _data{MakeBuffer(OpenCLMemoryFlags::READ_ONLY | OpenCLMemoryFlags::ALLOC_HOST_PTR, _piece),
+                MakeBuffer(OpenCLMemoryFlags::READ_ONLY | OpenCLMemoryFlags::ALLOC_HOST_PTR, _piece)},
+          _crc(MakeBuffer(OpenCLMemoryFlags::READ_WRITE, sizeof(UInt32))) {}
 
     /// The checksum of what the stream holds. Throws a `Failure` that names it.
     UInt32 Run(std::FILE* stream, const std::string& name, Progress& progress) {
-        bool isFirst = true;
-        while (true) {
-            const size_t size = std::fread(_bytes.data(), 1, _bytes.size(), stream);
-            if (std::ferror(stream) != 0)
-                throw Failure("cannot read " + Quote(name) + ": " + DescribeSystemError(errno));
-            if (size > 0 || isFirst) Add(size, isFirst);
-            isFirst = false;
+        size_t size = Fill(_data[0], stream, name);
+        for (size_t piece = 0;; piece++) {
+            Add(_data[piece % 2], size, piece == 0);
             progress.Advance(static_cast<Int64>(size));
-            if (size < _bytes.size()) break;
+            if (size < _piece) break;
+            std::future<size_t> next =
+                std::async(std::launch::async, [&] { return Fill(_data[(piece + 1) % 2], stream, name); });
+            // Some runtimes start a task only when it is waited for.
+            _device.Check(_device.queue.Finish(), "wait for the checksum");
+            size = next.get();
         }
         UInt32 value = 0;
         _device.Check(_device.queue.EnqueueReadBuffer(_crc, true, 0, sizeof(value), &value),
@@ -58,12 +62,30 @@ public:
     }
 
 private:
-    void Add(size_t size, bool isFirst) {
-        if (size > 0)
-            _device.Check(_device.queue.EnqueueWriteBuffer(_data, true, 0, size, _bytes.data()),
-                          "fill the buffer");
+    OpenCLMemoryObjectRef MakeBuffer(UInt32 flags, size_t size) const {
+        return _device.Check(_device.context.CreateBuffer(flags, size),
+                             "make a buffer of " + std::to_string(size) + " bytes");
+    }
+
+    /// Reads the next bytes of the stream, as many as a piece has unless it ends, to where the device takes
+    /// them from.
+    size_t Fill(const OpenCLMemoryObjectRef& data, std::FILE* stream, const std::string& name) const {
+        void* bytes = _device.Check(
+            _filling.EnqueueMapBuffer(data, true, OpenCLMapFlags::WRITE_INVALIDATE_REGION, 0, _piece),
+            "map the buffer");
+        const size_t size = std::fread(bytes, 1, _piece, stream);
+        const int systemError = std::ferror(stream) != 0 ? errno : 0;
+        _device.Check(_filling.EnqueueUnmapMemObject(data, bytes), "fill the buffer");
+        _device.Check(_filling.Finish(), "fill the buffer");
+        if (systemError != 0)
+            throw Failure("cannot read " + Quote(name) + ": " + DescribeSystemError(systemError));
+        return size;
+    }
+
+    void Add(const OpenCLMemoryObjectRef& data, size_t size, bool isFirst) {
+        if (size == 0 && !isFirst) return;
         Crc32cParameters parameters;
-        parameters.data = &_data;
+        parameters.data = &data;
         parameters.crc = &_crc;
         parameters.size = static_cast<Int32>(size);
         parameters.start = isFirst;
@@ -72,8 +94,9 @@ private:
 
     const Device& _device;
     OpenCLTaskRef _task;
-    std::vector<unsigned char> _bytes;
-    OpenCLMemoryObjectRef _data;
+    OpenCLCommandQueueRef _filling;  ///< of its own: commands of one queue wait for each other
+    const size_t _piece;             ///< bytes
+    std::array<OpenCLMemoryObjectRef, 2> _data;
     OpenCLMemoryObjectRef _crc;
 };
 
