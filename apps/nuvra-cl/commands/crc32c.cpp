@@ -73,8 +73,15 @@ private:
         void* bytes = _device.Check(
             _filling.EnqueueMapBuffer(data, true, OpenCLMapFlags::WRITE_INVALIDATE_REGION, 0, _piece),
             "map the buffer");
-        const size_t size = std::fread(bytes, 1, _piece, stream);
-        const int systemError = std::ferror(stream) != 0 ? errno : 0;
+        size_t size = 0;
+        int systemError = 0;
+        while (true) {
+            size += std::fread(static_cast<char*>(bytes) + size, 1, _piece - size, stream);
+            systemError = std::ferror(stream) != 0 ? errno : 0;
+            if (systemError != EINTR) break;
+            // A runtime's handler of a signal ends the read, and behind it the program's ends the program.
+            std::clearerr(stream);
+        }
         _device.Check(_filling.EnqueueUnmapMemObject(data, bytes), "fill the buffer");
         _device.Check(_filling.Finish(), "fill the buffer");
         if (systemError != 0)
