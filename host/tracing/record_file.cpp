@@ -27,11 +27,12 @@ std::string ReadBeginning(const std::filesystem::path& path, size_t size) {
 }
 
 RecordFile::RecordFile(const std::filesystem::path& path, std::FILE* standard, Int64 patience)
-    : _path(path), _standard(standard), _patience(patience) {
-    _stream = path == "-" ? standard : OpenFile(path, "wb");
+    : _path(path), _patience(patience) {
+    // A program may silence its standard error for a while.
+    _stream = path == "-" ? CopyStream(standard) : OpenFile(path, "wb");
     if (_stream == nullptr)
         Fail(errno);
-    else if (_stream != _standard)
+    else
         std::setvbuf(_stream, nullptr, _IONBF, 0);  // the buffer here is enough
 }
 
@@ -51,7 +52,7 @@ void RecordFile::Close(std::string_view end) noexcept {
     Flush();
     Write(end);
     std::FILE* stream = std::exchange(_stream, nullptr);
-    if (stream != nullptr && stream != _standard && std::fclose(stream) != 0) Fail(errno);
+    if (stream != nullptr && std::fclose(stream) != 0) Fail(errno);
 }
 
 void RecordFile::Flush() noexcept {
@@ -70,10 +71,10 @@ void RecordFile::Write(std::string_view text) noexcept {
 
 void RecordFile::Fail(int systemError) noexcept {
     std::FILE* stream = std::exchange(_stream, nullptr);
-    if (stream != nullptr && stream != _standard) {
+    if (stream != nullptr) {
         std::fclose(stream);
         std::error_code ignored;
-        if (std::filesystem::is_regular_file(_path, ignored))
+        if (_path != "-" && std::filesystem::is_regular_file(_path, ignored))
             std::filesystem::resize_file(_path, static_cast<std::uintmax_t>(_written), ignored);
     }
     try {

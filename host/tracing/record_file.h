@@ -39,7 +39,6 @@ private:
     void Fail(int systemError) noexcept;
 
     std::filesystem::path _path;
-    std::FILE* _standard;  ///< not closed here
     Int64 _patience;
     std::FILE* _stream = nullptr;
     std::string _buffer;

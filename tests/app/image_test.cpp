@@ -55,6 +55,7 @@ TEST_F(UnixImageTest, EveryFormatAndSampleTypeIsInvertedExactly) {
     CheckInversions({
         {"tif", TypeDesc::UINT8, 16, 16, 4},
         {"tif", TypeDesc::DOUBLE, 31, 9, 3},
+        {"tif", TypeDesc::UINT16, 900, 1500, 4, "--rect 1,500,898,777", {1, 500, 898, 777}},  // several bands
         {"ppm", TypeDesc::UINT8, 9001, 3, 3, "--tile 20000"},  // beyond what images can be wide
         {"exr", TypeDesc::HALF, 31, 9, 1},
         {"exr", TypeDesc::FLOAT, 37, 33, 4, "--tile 16"},
@@ -132,6 +133,10 @@ TEST_F(UnixImageTest, ScalingKeepsTheAspectAndMirrorsAndPiecesChangeNothingElse)
           {"--factor 0.5 --mirror y", "--factor 0.5 --tile 50 --mirror y"},
           {"--factor 2 --mirror x", "--factor 2 --tile 90 --mirror x"}})
         EXPECT_TRUE(scale(one).values == scale(other).values) << one << " | " << other;
+    // Several bands of rows on both sides.
+    RunShell("$PROGRAM scale in.exr big.exr --size 768x2048 --dst 0,128,768,1536; mv big.exr in.exr");
+    const std::string part = "--src 2,100,766,1900 --size 766x1900 --dst 0,300,383,950 ";
+    EXPECT_TRUE(scale(part).values == scale(part + "--tile 400").values);
 }
 
 TEST_F(UnixImageTest, StereoPutsTheMeansOfBothPicturesSideBySide) {

@@ -2,12 +2,12 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <numeric>
 
 #include "console/progress.h"
 #include "console/values.h"
 #include "device/pixel_transfer.h"
 #include "device/tiles.h"
-#include "pictures/picture_file.h"
 
 namespace nuvra::app {
 
@@ -38,33 +38,48 @@ void PictureCommand::AddOptions(CLI::App& app) {
 }
 
 void PictureCommand::Run(Environment& environment) {
-    Picture picture = ReadPicture(_in, _limit, environment);
+    PictureInput in(_in, _limit);
+    const PictureHead& picture = in.GetHead();
     const Rectangle rectangle = _rectangle.value_or(Rectangle{0, 0, picture.GetWidth(), picture.GetHeight()});
     CheckRectangle(rectangle, picture);
+    PictureOutput out(_out, picture);
+    const Int64 rows = ChooseBand(picture, std::lcm(in.GetStep(), out.GetStep()));
+    // The first band is read while the runtime starts.
+    BandReader reader(in, rows);
+    BandWriter writer(out);
     {
         Session session(environment);
-        Work(session.OpenDevice(), picture, rectangle, environment.terminal);
+        Work(session.OpenDevice(), picture, rectangle, rows, reader, writer, environment.terminal);
     }
-    WritePicture(_out, picture, environment);
+    writer.Finish();
+    out.Commit(environment);
 }
 
-void PictureCommand::Work(const Device& device, Picture& picture, const Rectangle& rectangle,
-                          std::FILE* terminal) const {
+void PictureCommand::Work(const Device& device, const PictureHead& picture, const Rectangle& rectangle,
+                          Int64 rows, BandReader& reader, BandWriter& writer, std::FILE* terminal) const {
     const OpenCLTaskRef task = device.GetTask(_task);
     TileImages images(device);
-    const Extent wanted{std::min(rectangle.width, _tile), std::min(rectangle.height, _tile)};
+    const Extent wanted{std::min(rectangle.width, _tile), std::min({rectangle.height, rows, _tile})};
     const Extent size = images.Fit(wanted, [&](const Extent& limit) {
         return TilePlan{{picture.type, OpenCLMemoryFlags::READ_ONLY, limit},
                         {picture.type, OpenCLMemoryFlags::WRITE_ONLY, limit}};
     });
     PixelTransfer transfer(device, picture);
-    Progress progress(terminal, "working on " + device.name, rectangle.width * rectangle.height);
-    ForEachTile(rectangle, size, [&](const Rectangle& piece) {
-        transfer.Send(picture, piece, images[0]);
-        Execute({device, task, images[0], images[1], piece.width, piece.height});
-        transfer.Fetch(images[1], 0, 0, picture, piece);
-        progress.Advance(piece.width * piece.height);
-    });
+    Progress progress(terminal, "working on " + device.name, picture.GetHeight());
+    Int64 top = 0;
+    for (Picture band = reader.Take(top); band.samples != nullptr; band = reader.Take(top)) {
+        const Int64 bottom = top + band.GetHeight();
+        const Int64 begin = std::max(rectangle.y, top);
+        const Int64 end = std::min(rectangle.y + rectangle.height, bottom);
+        ForEachTile({rectangle.x, begin - top, rectangle.width, end - begin}, size,
+                    [&](const Rectangle& piece) {
+                        transfer.Send(band, piece, images[0], 0, 0);
+                        Execute({device, task, images[0], images[1], piece.width, piece.height});
+                        transfer.Fetch(images[1], 0, 0, band, piece);
+                    });
+        writer.Give(std::move(band));
+        progress.Show(bottom);
+    }
 }
 
 }  // namespace nuvra::app

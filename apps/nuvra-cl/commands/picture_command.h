@@ -5,8 +5,7 @@
 
 #include "console/command.h"
 #include "device/session.h"
-#include "pictures/geometry.h"
-#include "pictures/picture.h"
+#include "pictures/bands.h"
 
 namespace nuvra::app {
 
@@ -33,7 +32,8 @@ protected:
     virtual void Execute(const Tile& tile) const = 0;
 
 private:
-    void Work(const Device& device, Picture& picture, const Rectangle& rectangle, std::FILE* terminal) const;
+    void Work(const Device& device, const PictureHead& picture, const Rectangle& rectangle, Int64 rows,
+              BandReader& reader, BandWriter& writer, std::FILE* terminal) const;
 
     const char* const _task;
     std::string _in;

@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <optional>
 
 #include "console/command.h"
@@ -9,7 +10,7 @@
 #include "console/values.h"
 #include "device/pixel_transfer.h"
 #include "device/tiles.h"
-#include "pictures/picture_file.h"
+#include "pictures/bands.h"
 #include "pictures/scale_plan.h"
 
 namespace nuvra::app {
@@ -118,19 +119,29 @@ Rectangle ScaleCommand::ChooseDestination(const Extent& size, bool& mirrorX, boo
 
 /// The scaling to do; the rectangles have positive sides.
 struct Scaling {
-    const Picture& in;
-    Picture& out;
+    const PictureHead& in;
+    const PictureHead& out;
     Rectangle source;
     Rectangle destination;
     bool mirrorX;
     bool mirrorY;
 };
 
-/// Scales a rectangle of IN to one of OUT, piece by piece.
+void Clear(const Picture& picture) {
+    std::fill_n(picture.samples.get(), picture.GetBytes(), 0);
+}
+
+/// Scales a rectangle of IN to one of OUT. In one piece, the pixels go from band to band by way of the device
+/// alone; several pieces need both pictures in memory.
 class Scaler {
 public:
     Scaler(const Device& device, const std::string& filter, const Scaling& scaling)
-        : _device(device), _key("image.scale" + filter), _scaling(scaling), _images(device) {
+        : _device(device),
+          _key("image.scale" + filter),
+          _scaling(scaling),
+          _images(device),
+          _send(device, scaling.in),
+          _fetch(device, scaling.out) {
         const Rectangle& source = scaling.source;
         _extra = {source.x + source.width < scaling.in.GetWidth() ? 1 : 0,
                   source.y + source.height < scaling.in.GetHeight() ? 1 : 0};
@@ -138,7 +149,8 @@ public:
 
     /// Cuts both axes into pieces of at most `tile` pixels, or fewer where the device has no such images.
     void Plan(Int64 tile);
-    void Run(std::FILE* terminal);
+    /// Bands of OUT have `rows` rows.
+    void Run(BandReader& reader, BandWriter& writer, Int64 rows, std::FILE* terminal);
 
 private:
     bool Cut(const Extent& limit);
@@ -149,13 +161,18 @@ private:
                  {source.width + _extra.width, source.height + _extra.height}},
                 {_scaling.in.type, OpenCLMemoryFlags::WRITE_ONLY, destination}};
     }
+    void Execute(const OpenCLTaskRef& task, const ScalePiece& column, const ScalePiece& row) const;
     void RunPiece(const OpenCLTaskRef& task, const ScalePiece& column, const ScalePiece& row,
-                  PixelTransfer& send, PixelTransfer& fetch);
+                  const Picture& in, Picture& out);
+    void Send(const Picture& band, Int64 top);
+    void Fetch(Picture& band, Int64 top);
 
     const Device& _device;
     const std::string _key;
     const Scaling& _scaling;
     TileImages _images;
+    PixelTransfer _send;
+    PixelTransfer _fetch;
     /// What is sent behind each piece: rounding may take the last position one pixel further, which the
     /// picture may have.
     Extent _extra;
@@ -203,28 +220,86 @@ void Scaler::Plan(Int64 tile) {
     });
 }
 
-void Scaler::Run(std::FILE* terminal) {
+void Scaler::Run(BandReader& reader, BandWriter& writer, Int64 rows, std::FILE* terminal) {
     const OpenCLTaskRef task = _device.GetTask(_key.c_str());
-    PixelTransfer send(_device, _scaling.in);
-    PixelTransfer fetch(_device, _scaling.out);
-    Progress progress(terminal, "scaling on " + _device.name,
-                      static_cast<Int64>(_columns.size() * _rows.size()));
-    for (const ScalePiece& row : _rows) {
-        for (const ScalePiece& column : _columns) {
-            RunPiece(task, column, row, send, fetch);
-            progress.Advance(1);
+    const Int64 height = _scaling.out.GetHeight();
+    const bool isOnePiece = _columns.size() * _rows.size() == 1;
+    Picture in;
+    Picture out;
+    if (!isOnePiece) {
+        in = MakeBand(_scaling.in, _scaling.in.GetHeight());
+        out = MakeBand(_scaling.out, height);
+        Clear(out);
+    }
+    Progress progress(terminal, "scaling on " + _device.name, _scaling.in.GetHeight() + 2 * height);
+    Int64 top = 0;
+    for (Picture band = reader.Take(top); band.samples != nullptr; band = reader.Take(top)) {
+        if (isOnePiece)
+            Send(band, top);
+        else
+            std::memcpy(in.GetPixel(0, top), band.samples.get(), band.GetBytes());
+        progress.Advance(band.GetHeight());
+    }
+    if (isOnePiece) {
+        Execute(task, _columns.front(), _rows.front());
+        progress.Advance(height);
+    } else {
+        for (const ScalePiece& row : _rows) {
+            for (const ScalePiece& column : _columns) RunPiece(task, column, row, in, out);
+            progress.Advance(row.coreEnd - row.coreBegin);
         }
+    }
+    for (top = 0; top < height; top += rows) {
+        Picture band = MakeBand(_scaling.out, std::min(rows, height - top));
+        if (isOnePiece) {
+            Clear(band);
+            Fetch(band, top);
+        } else {
+            std::memcpy(band.samples.get(), out.GetPixel(0, top), band.GetBytes());
+        }
+        progress.Advance(band.GetHeight());
+        writer.Give(std::move(band));
     }
 }
 
+/// Sends what the only piece takes of a band whose first row is `top`.
+void Scaler::Send(const Picture& band, Int64 top) {
+    const Rectangle& source = _scaling.source;
+    const Int64 begin = std::max(source.y, top);
+    const Int64 end = std::min(source.y + source.height + _extra.height, top + band.GetHeight());
+    if (begin < end)
+        _send.Send(band, {source.x, begin - top, source.width + _extra.width, end - begin}, _images[0], 0,
+                   begin - source.y);
+}
+
+void Scaler::Fetch(Picture& band, Int64 top) {
+    const Rectangle& destination = _scaling.destination;
+    const Int64 begin = std::max(destination.y, top);
+    const Int64 end = std::min(destination.y + destination.height, top + band.GetHeight());
+    if (begin < end)
+        _fetch.Fetch(_images[1], 0, begin - destination.y, band,
+                     {destination.x, begin - top, destination.width, end - begin});
+}
+
 void Scaler::RunPiece(const OpenCLTaskRef& task, const ScalePiece& column, const ScalePiece& row,
-                      PixelTransfer& send, PixelTransfer& fetch) {
-    const auto& [in, out, source, destination, mirrorX, mirrorY] = _scaling;
+                      const Picture& in, Picture& out) {
+    const Rectangle& source = _scaling.source;
+    const Rectangle& destination = _scaling.destination;
     _images.Make(PlanImages({column.sourceExtent, row.sourceExtent}, {column.extent, row.extent}));
-    send.Send(in,
-              {source.x + column.source, source.y + row.source, column.sourceExtent + _extra.width,
-               row.sourceExtent + _extra.height},
-              _images[0]);
+    _send.Send(in,
+               {source.x + column.source, source.y + row.source, column.sourceExtent + _extra.width,
+                row.sourceExtent + _extra.height},
+               _images[0], 0, 0);
+    Execute(task, column, row);
+    _fetch.Fetch(_images[1], column.coreBegin - column.destination, row.coreBegin - row.destination, out,
+                 {destination.x + column.coreBegin, destination.y + row.coreBegin,
+                  column.coreEnd - column.coreBegin, row.coreEnd - row.coreBegin});
+}
+
+/// Scales what the images hold.
+void Scaler::Execute(const OpenCLTaskRef& task, const ScalePiece& column, const ScalePiece& row) const {
+    const bool mirrorX = _scaling.mirrorX;
+    const bool mirrorY = _scaling.mirrorY;
     ScaleParameters parameters;
     parameters.source = &_images[0];
     parameters.destination = &_images[1];
@@ -235,31 +310,33 @@ void Scaler::RunPiece(const OpenCLTaskRef& task, const ScalePiece& column, const
     parameters.dstWidth = mirrorX ? -column.extent : column.extent;
     parameters.dstHeight = mirrorY ? -row.extent : row.extent;
     _device.Run(task, _key.c_str(), &parameters);
-    fetch.Fetch(_images[1], column.coreBegin - column.destination, row.coreBegin - row.destination, out,
-                {destination.x + column.coreBegin, destination.y + row.coreBegin,
-                 column.coreEnd - column.coreBegin, row.coreEnd - row.coreBegin});
 }
 
 void ScaleCommand::Run(Environment& environment) {
-    const Picture in = ReadPicture(_in, _limit, environment);
-    const Rectangle source = _source.value_or(Rectangle{0, 0, in.GetWidth(), in.GetHeight()});
-    CheckRectangle(source, in);
+    PictureInput in(_in, _limit);
+    const PictureHead& picture = in.GetHead();
+    const Rectangle source = _source.value_or(Rectangle{0, 0, picture.GetWidth(), picture.GetHeight()});
+    CheckRectangle(source, picture);
     const Extent size = ChooseSize(source);
     bool mirrorX = false;
     bool mirrorY = false;
     const Rectangle destination = ChooseDestination(size, mirrorX, mirrorY);
-    Picture out = MakePictureLike(in, size.width, size.height, _out, _limit);
-    CheckRectangle(destination, out);
-    std::fill_n(out.samples.get(), static_cast<size_t>(size.width * size.height) * out.GetPixelBytes(), 0);
+    const PictureHead scaled = DescribeLike(picture, size.width, size.height, _out, _limit);
+    CheckRectangle(destination, scaled);
+    PictureOutput out(_out, scaled);
+    // The first band is read while the runtime starts.
+    BandReader reader(in, ChooseBand(picture, in.GetStep()));
+    BandWriter writer(out);
     {
         Session session(environment);
         const Device device = session.OpenDevice();
-        const Scaling scaling{in, out, source, destination, mirrorX, mirrorY};
+        const Scaling scaling{picture, scaled, source, destination, mirrorX, mirrorY};
         Scaler scaler(device, _filter, scaling);
         scaler.Plan(_tile);
-        scaler.Run(environment.terminal);
+        scaler.Run(reader, writer, ChooseBand(scaled, out.GetStep()), environment.terminal);
     }
-    WritePicture(_out, out, environment);
+    writer.Finish();
+    out.Commit(environment);
 }
 
 }  // namespace

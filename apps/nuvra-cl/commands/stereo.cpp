@@ -38,7 +38,8 @@ public:
             throw Failure("the pictures differ in size: " + Quote(_left) + " has " +
                           DescribeSize(left.GetWidth(), left.GetHeight()) + " pixels, " + Quote(_right) +
                           " has " + DescribeSize(right.GetWidth(), right.GetHeight()));
-        Picture out = MakePictureLike(left, left.GetWidth(), left.GetHeight(), _out, _limit);
+        Picture out =
+            MakeBand(DescribeLike(left, left.GetWidth(), left.GetHeight(), _out, _limit), left.GetHeight());
         {
             Session session(environment);
             Compose(session.OpenDevice(), left, right, out, environment.terminal);
@@ -71,8 +72,8 @@ private:
         Progress progress(terminal, "working on " + device.name, whole.width * whole.height);
         ForEachTile(whole, size, [&](const Rectangle& piece) {
             images.Make(planTile({piece.width, piece.height}));
-            leftTransfer.Send(left, piece, images[0]);
-            rightTransfer.Send(right, piece, images[1]);
+            leftTransfer.Send(left, piece, images[0], 0, 0);
+            rightTransfer.Send(right, piece, images[1], 0, 0);
             StereoSbsParameters parameters;
             parameters.first = &images[0];
             parameters.second = &images[1];

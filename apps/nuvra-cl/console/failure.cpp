@@ -5,11 +5,12 @@
 #include "nuvra/host/error_names.h"
 #include "nuvra/host/file_write.h"
 #include "nuvra/open_cl_error.h"
+#include "system/system.h"
 
 namespace nuvra::app {
 
 void WriteError(std::string_view text) {
-    static_cast<void>(host::WriteAll(stderr, text));
+    static_cast<void>(host::WriteAll(GetErrorStream(), text));
 }
 
 void PrintError(const std::string& message) {

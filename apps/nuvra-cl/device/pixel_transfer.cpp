@@ -15,7 +15,7 @@ struct Region {
 
 }  // namespace
 
-PixelTransfer::PixelTransfer(const Device& device, const Picture& picture)
+PixelTransfer::PixelTransfer(const Device& device, const PictureHead& picture)
     : _device(device), _channels(picture.layout, picture.name), _type(*picture.type) {}
 
 unsigned char* PixelTransfer::GetRow(Int64 row, Int64 width) {
@@ -23,12 +23,13 @@ unsigned char* PixelTransfer::GetRow(Int64 row, Int64 width) {
 }
 
 void PixelTransfer::Send(const Picture& picture, const Rectangle& rectangle,
-                         const OpenCLMemoryObjectRef& image) {
-    const auto& [x, y, width, height] = rectangle;
-    _rgba.resize(static_cast<size_t>(width * height) * 4 * _type.bytes);
-    for (Int64 i = 0; i < height; i++)
-        _channels.ToDevice(_type, picture.GetPixel(x, y + i), GetRow(i, width), static_cast<size_t>(width));
-    const Region region(0, 0, rectangle);
+                         const OpenCLMemoryObjectRef& image, Int64 x, Int64 y) {
+    const Int64 width = rectangle.width;
+    _rgba.resize(static_cast<size_t>(width * rectangle.height) * 4 * _type.bytes);
+    for (Int64 i = 0; i < rectangle.height; i++)
+        _channels.ToDevice(_type, picture.GetPixel(rectangle.x, rectangle.y + i), GetRow(i, width),
+                           static_cast<size_t>(width));
+    const Region region(x, y, rectangle);
     _device.Check(
         _device.queue.EnqueueWriteImage(image, true, region.origin, region.size, 0, 0, _rgba.data()),
         "send the picture to an image");

@@ -12,10 +12,11 @@ class PixelTransfer {
 public:
     /// For pictures with the channels and the sample type of `picture`. Throws a `Failure` for channels that
     /// have no place in RGBA.
-    PixelTransfer(const Device& device, const Picture& picture);
+    PixelTransfer(const Device& device, const PictureHead& picture);
 
-    /// Writes a rectangle of the picture to the upper left corner of the image.
-    void Send(const Picture& picture, const Rectangle& rectangle, const OpenCLMemoryObjectRef& image);
+    /// Writes a rectangle of the picture to the pixels of the image from (x, y) on.
+    void Send(const Picture& picture, const Rectangle& rectangle, const OpenCLMemoryObjectRef& image, Int64 x,
+              Int64 y);
     /// Reads the pixels of the image from (x, y) on into a rectangle of the picture.
     void Fetch(const OpenCLMemoryObjectRef& image, Int64 x, Int64 y, Picture& picture,
                const Rectangle& rectangle);

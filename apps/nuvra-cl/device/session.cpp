@@ -3,6 +3,7 @@
 #include "nuvra/host/file_name.h"
 #include "system/drivers.h"
 #include "system/program_files.h"
+#include "system/system.h"
 
 namespace nuvra::app {
 

@@ -8,7 +8,7 @@
 #include "console/failure.h"
 #include "device/device_list.h"
 #include "nuvra/host/host.h"
-#include "system/system.h"
+#include "system/library_job.h"
 
 namespace nuvra::app {
 

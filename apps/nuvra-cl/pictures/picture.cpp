@@ -23,17 +23,24 @@ Picture MakePicture(const PictureLayout& layout, Samples samples, const std::str
     return picture;
 }
 
-Picture MakePictureLike(const PictureHead& other, Int64 width, Int64 height, const std::string& name,
-                        const MemoryLimit& limit) {
-    PictureLayout layout = other.layout;
-    layout.width = width;
-    layout.height = height;
-    limit.CheckResult(name, GetClaim(layout, *other.type));
-    Picture picture = MakePicture(layout, other.type->samples, name);
-    picture.format = other.format;
-    picture.fileType = other.fileType;
-    picture.origin = other.origin;
-    return picture;
+PictureHead DescribeLike(const PictureHead& other, Int64 width, Int64 height, const std::string& name,
+                         const MemoryLimit& limit) {
+    PictureHead head = other;
+    head.name = name;
+    head.layout.width = width;
+    head.layout.height = height;
+    limit.CheckResult(name, GetClaim(head.layout, *head.type));
+    return head;
+}
+
+Picture MakeBand(const PictureHead& picture, Int64 rows) {
+    PictureLayout layout = picture.layout;
+    layout.height = rows;
+    Picture band = MakePicture(layout, picture.type->samples, picture.name);
+    band.format = picture.format;
+    band.fileType = picture.fileType;
+    band.origin = picture.origin;
+    return band;
 }
 
 void CheckRectangle(const Rectangle& rectangle, const PictureHead& picture) {

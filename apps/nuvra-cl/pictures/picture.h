@@ -32,6 +32,7 @@ struct PictureHead {
 struct Picture : PictureHead {
     std::unique_ptr<unsigned char[]> samples;
 
+    size_t GetBytes() const { return GetRowBytes() * static_cast<size_t>(layout.height); }
     unsigned char* GetPixel(Int64 x, Int64 y) const {
         return samples.get() + static_cast<size_t>(y * GetWidth() + x) * GetPixelBytes();
     }
@@ -48,10 +49,12 @@ inline PictureClaim GetClaim(const PictureLayout& layout, const SampleType& type
 /// the samples cannot be held.
 Picture MakePicture(const PictureLayout& layout, Samples samples, const std::string& name);
 
-/// The same for another picture's channels, samples, format and metadata, with a size of its own and within
-/// the limit.
-Picture MakePictureLike(const PictureHead& other, Int64 width, Int64 height, const std::string& name,
-                        const MemoryLimit& limit);
+/// A picture like another, of a size and a name of its own, within the limit.
+PictureHead DescribeLike(const PictureHead& other, Int64 width, Int64 height, const std::string& name,
+                         const MemoryLimit& limit);
+
+/// So many rows of a picture, their samples not initialised.
+Picture MakeBand(const PictureHead& picture, Int64 rows);
 
 /// Throws a `Failure` for an empty rectangle and for one that leaves the picture.
 void CheckRectangle(const Rectangle& rectangle, const PictureHead& picture);

@@ -7,6 +7,7 @@
 #include "console/failure.h"
 #include "console/progress.h"
 #include "nuvra/host/file_name.h"
+#include "system/library_job.h"
 #include "system/system.h"
 
 namespace nuvra::app {
@@ -134,8 +135,7 @@ Int64 ChooseBand(const PictureHead& picture, Int64 step) {
 Picture ReadPicture(const std::string& name, const MemoryLimit& limit, const Environment& environment) {
     PictureInput input(name, limit);
     const PictureHead& head = input.GetHead();
-    Picture picture = MakePicture(head.layout, head.type->samples, name);
-    static_cast<PictureHead&>(picture) = head;
+    Picture picture = MakeBand(head, head.GetHeight());
     ForEachBand(picture, input.GetStep(), environment.terminal, "reading " + GetFileName(name),
                 [&](Int64 begin, Int64 end) { input.Read(begin, end, picture.GetPixel(0, begin)); });
     return picture;

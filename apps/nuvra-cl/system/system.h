@@ -44,35 +44,17 @@ void RemoveWhenInterrupted(const std::filesystem::path& path);
 /// program; where a library ends it, for two seconds at most. At most one action a program.
 void RunWhenInterrupted(std::function<void()> action);
 
-/// Names what a library works on for as long as this lives. If the library ends the program meanwhile, one
-/// line says so, even while standard error is silenced. A crash keeps its signal; after an `exit` the status
-/// is 1.
-class LibraryJob {
-public:
-    /// `failure` is the beginning of the line: "the library that reads pictures failed on "x.png"".
-    explicit LibraryJob(const std::string& failure);
-    ~LibraryJob();
-    LibraryJob(const LibraryJob&) = delete;
-    LibraryJob& operator=(const LibraryJob&) = delete;
+/// Standard error, also while it is silenced.
+std::FILE* GetErrorStream();
 
-    const char* GetLine() const { return _line.c_str(); }
-
-private:
-    const std::string _line;
-    const LibraryJob* const _outer;
-};
-
-/// Discards standard error for as long as it lives: picture libraries print there what the program then
-/// says in its own words.
+/// Discards standard error for as long as one of these lives, on whichever thread: picture libraries print
+/// there what the program then says in its own words.
 class SilencedStandardError {
 public:
     SilencedStandardError();
     ~SilencedStandardError();
     SilencedStandardError(const SilencedStandardError&) = delete;
     SilencedStandardError& operator=(const SilencedStandardError&) = delete;
-
-private:
-    int _saved = -1;
 };
 
 }  // namespace nuvra::app

@@ -51,4 +51,11 @@ std::FILE* OpenFile(const std::filesystem::path& path, const char* mode) {
     return nullptr;
 }
 
+std::FILE* CopyStream(std::FILE* stream) {
+    const int copy = _dup(_fileno(stream));
+    std::FILE* opened = copy < 0 ? nullptr : _fdopen(copy, "w");
+    if (opened == nullptr && copy >= 0) _close(copy);
+    return opened;
+}
+
 }  // namespace nuvra::host

@@ -25,6 +25,11 @@ inline Int64 GetRowStep(const OIIO::ImageSpec& spec) {
     return spec.tile_width > 0 ? std::max(spec.tile_height, 1) : 1;
 }
 
+/// Reads all channels of the rows [begin, end), which are whole tiles where the file has tiles. False where
+/// they are damaged.
+bool ReadRows(OIIO::ImageInput& input, const OIIO::ImageSpec& spec, Int64 begin, Int64 end,
+              OIIO::TypeDesc type, void* pixels);
+
 std::unique_ptr<PictureReader> OpenReader(const std::string& name, const CheckClaim& check);
 std::string ChooseFormat(const std::string& name, const PictureHead& picture);
 std::unique_ptr<PictureWriter> OpenWriter(const std::filesystem::path& file, const std::string& format,

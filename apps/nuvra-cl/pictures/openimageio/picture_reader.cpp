@@ -84,28 +84,32 @@ Reader::Reader(const std::string& name, const CheckClaim& check) {
 }
 
 void Reader::Read(Int64 begin, Int64 end, unsigned char* pixels) {
-    const int top = _spec.y + static_cast<int>(begin);
-    const int bottom = _spec.y + static_cast<int>(end);
-    const OIIO::TypeDesc type = ToOpenImageIO(head.type->samples);
-    const bool isRead =
-        _spec.tile_width > 0
-            ? _input->read_tiles(0, 0, _spec.x, _spec.x + _spec.width, top, bottom, _spec.z, _spec.z + 1, 0,
-                                 _spec.nchannels, type, pixels)
-            : _input->read_scanlines(0, 0, top, bottom, _spec.z, 0, _spec.nchannels, type, pixels);
-    // Some readers fill in missing pixels, report an error and still return true.
-    if (!isRead || _input->has_error())
+    if (!ReadRows(*_input, _spec, begin, end, ToOpenImageIO(head.type->samples), pixels))
         Fail(head.name,
              "it is damaged or cut short (" + FirstLine(_input->geterror(), "no reason given") + ")");
     if (head.format == "webp" && _spec.alpha_channel >= 0) {
         // This reader premultiplies, whatever it is asked for.
         OIIO::ImageSpec rows = _spec;
-        rows.height = bottom - top;
+        rows.height = static_cast<int>(end - begin);
         OIIO::ImageBuf multiplied(rows, pixels);
         OIIO::ImageBufAlgo::unpremult(multiplied, multiplied);
     }
 }
 
 }  // namespace
+
+bool ReadRows(OIIO::ImageInput& input, const OIIO::ImageSpec& spec, Int64 begin, Int64 end,
+              OIIO::TypeDesc type, void* pixels) {
+    const int top = spec.y + static_cast<int>(begin);
+    const int bottom = spec.y + static_cast<int>(end);
+    const bool isRead =
+        spec.tile_width > 0
+            ? input.read_tiles(0, 0, spec.x, spec.x + spec.width, top, bottom, spec.z, spec.z + 1, 0,
+                               spec.nchannels, type, pixels)
+            : input.read_scanlines(0, 0, top, bottom, spec.z, 0, spec.nchannels, type, pixels);
+    // Some readers fill in missing pixels, report an error and still return true.
+    return isRead && !input.has_error();
+}
 
 std::unique_ptr<PictureReader> OpenReader(const std::string& name, const CheckClaim& check) {
     return std::make_unique<Reader>(name, check);

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cerrno>
+#include <numeric>
 #include <string_view>
 #include <vector>
 
@@ -212,9 +213,13 @@ void Writer::CheckResult(bool withPixels) const {
     if (!withPixels) return;
     constexpr std::uintmax_t kSpare = 64 << 10;
     if (std::filesystem::space(_file).available < kSpare) Fail(DescribeSystemError(ENOSPC));
-    std::vector<unsigned char> pixels(spec.image_bytes());
-    if (!input->read_image(0, 0, 0, spec.nchannels, spec.format, pixels.data()) || input->has_error())
-        Fail("the format's writer made a damaged file");
+    const Int64 rows = std::lcm(GetRowStep(spec), Int64{64});
+    std::vector<unsigned char> pixels(static_cast<size_t>(rows) * spec.scanline_bytes());
+    bool isWhole = true;
+    for (Int64 row = 0; row < spec.height && isWhole; row += rows)
+        isWhole =
+            ReadRows(*input, spec, row, std::min<Int64>(row + rows, spec.height), spec.format, pixels.data());
+    if (!isWhole) Fail("the format's writer made a damaged file");
 }
 
 }  // namespace

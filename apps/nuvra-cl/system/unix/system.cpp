@@ -12,10 +12,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <mutex>
 #include <string>
 #include <system_error>
 #include <thread>
 #include <utility>
+
+#include "nuvra/host/file_name.h"
+#include "system/library_job.h"
 
 namespace nuvra::app {
 
@@ -25,11 +29,13 @@ namespace {
 char g_removedPath[4096];
 volatile std::sig_atomic_t g_hasRemovedPath = 0;
 
-/// The innermost `LibraryJob`.
-std::atomic<const LibraryJob*> g_job{nullptr};
-
 /// The real standard error, also while it is silenced.
 volatile std::sig_atomic_t g_errors = STDERR_FILENO;
+
+/// A stream there, made when it is silenced first.
+std::atomic<std::FILE*> g_errorStream{nullptr};
+std::mutex g_silenceLock;
+int g_silences = 0;  ///< that live now
 
 /// Printed before a line there: clears the progress bar on a terminal.
 const char* g_lineStart = "";
@@ -54,11 +60,15 @@ void RemovePath() {
     if (g_hasRemovedPath != 0) unlink(g_removedPath);
 }
 
+void WriteText(const char* text) {
+    if (write(g_errors, text, std::strlen(text)) < 0) return;
+}
+
 void TellJob(const char* how) {
-    const LibraryJob* job = g_job;
-    if (job == nullptr) return;
-    for (const char* text : {g_lineStart, job->GetLine(), how})
-        if (write(g_errors, text, std::strlen(text)) < 0) return;
+    if (!IsLibraryAtWork()) return;
+    WriteText(g_lineStart);
+    TellLibraryJobs(WriteText);
+    WriteText(how);
 }
 
 void EndProgram(int signal) {
@@ -83,16 +93,6 @@ struct KeptSignal {
     struct sigaction library = {};  ///< what stood in the place of `own`
 };
 KeptSignal g_keptSignals[] = {{SIGABRT}, {SIGQUIT}, {SIGXCPU}};
-
-void KeepSignals() {
-    for (KeptSignal& kept : g_keptSignals) {
-        struct sigaction current = {};
-        if (sigaction(kept.signal, nullptr, &current) != 0 || current.sa_sigaction == kept.own.sa_sigaction)
-            continue;
-        kept.library = current;
-        sigaction(kept.signal, &kept.own, nullptr);
-    }
-}
 
 /// A compiler removes its own files then.
 void CallLibrary(int signal, siginfo_t* info, void* context) {
@@ -132,7 +132,7 @@ void EndByCrash(int signal, siginfo_t* info, void* context) {
 /// A runtime's compiler, for example, ends the program when it cannot write its own files.
 void EndByExit() {
     RemovePath();
-    if (g_job == nullptr) return;
+    if (!IsLibraryAtWork()) return;
     std::signal(SIGPIPE, SIG_IGN);
     std::fflush(stdout);
     TellJob(" (it ended the program)\n");
@@ -185,13 +185,8 @@ std::FILE* GetStandardInput() {
 
 std::FILE* OpenTerminal() {
     if (isatty(STDERR_FILENO) == 0) return nullptr;
-    const int copy = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
-    if (copy < 0) return nullptr;
-    std::FILE* terminal = fdopen(copy, "w");
-    if (terminal == nullptr)
-        close(copy);
-    else
-        g_lineStart = "\r\033[K";
+    std::FILE* terminal = host::CopyStream(stderr);
+    if (terminal != nullptr) g_lineStart = "\r\033[K";
     return terminal;
 }
 
@@ -228,31 +223,39 @@ void RunWhenInterrupted(std::function<void()> action) {
     }
 }
 
-LibraryJob::LibraryJob(const std::string& failure) : _line("nuvra-cl: " + failure), _outer(g_job) {
-    KeepSignals();
-    g_job = this;
+void KeepSignals() {
+    static std::mutex lock;
+    const std::lock_guard guard(lock);
+    for (KeptSignal& kept : g_keptSignals) {
+        struct sigaction current = {};
+        if (sigaction(kept.signal, nullptr, &current) != 0 || current.sa_sigaction == kept.own.sa_sigaction)
+            continue;
+        kept.library = current;
+        sigaction(kept.signal, &kept.own, nullptr);
+    }
 }
 
-LibraryJob::~LibraryJob() {
-    KeepSignals();
-    g_job = _outer;
+std::FILE* GetErrorStream() {
+    std::FILE* stream = g_errorStream;
+    return stream != nullptr ? stream : stderr;
 }
 
 SilencedStandardError::SilencedStandardError() {
+    const std::lock_guard guard(g_silenceLock);
+    if (g_silences++ > 0) return;
+    if (g_errorStream == nullptr) g_errorStream = host::CopyStream(stderr);
     const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (nothing < 0) return;
     std::fflush(stderr);
-    _saved = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
-    if (_saved >= 0 && dup2(nothing, STDERR_FILENO) >= 0 && g_errors == STDERR_FILENO) g_errors = _saved;
-    close(nothing);
+    if (g_errorStream != nullptr && nothing >= 0 && dup2(nothing, STDERR_FILENO) >= 0)
+        g_errors = fileno(g_errorStream);
+    if (nothing >= 0) close(nothing);
 }
 
 SilencedStandardError::~SilencedStandardError() {
-    if (_saved < 0) return;
+    const std::lock_guard guard(g_silenceLock);
+    if (--g_silences > 0 || g_errorStream == nullptr) return;
     std::fflush(stderr);
-    dup2(_saved, STDERR_FILENO);
-    if (g_errors == _saved) g_errors = STDERR_FILENO;
-    close(_saved);
+    dup2(fileno(g_errorStream), STDERR_FILENO);
 }
 
 }  // namespace nuvra::app

@@ -14,9 +14,11 @@
 #include <cwchar>
 #include <functional>
 #include <iterator>
+#include <mutex>
 #include <utility>
 
 #include "nuvra/host/file_name.h"
+#include "system/library_job.h"
 
 namespace nuvra::app {
 
@@ -30,11 +32,13 @@ wchar_t g_removedPath[4096];
 std::atomic<bool> g_hasRemovedPath{false};
 std::atomic<std::function<void()>*> g_interruptAction{nullptr};
 
-/// The innermost `LibraryJob`.
-std::atomic<const LibraryJob*> g_job{nullptr};
-
 /// The real standard error, also while it is silenced.
 std::atomic<int> g_errors{kStandardError};
+
+/// A stream there, made when it is silenced first.
+std::atomic<std::FILE*> g_errorStream{nullptr};
+std::mutex g_silenceLock;
+int g_silences = 0;  ///< that live now
 
 /// Printed before a line there: clears the progress bar on a console.
 std::atomic<const char*> g_lineStart{""};
@@ -44,11 +48,17 @@ void RemovePath() {
     if (g_hasRemovedPath.exchange(false)) DeleteFileW(g_removedPath);
 }
 
+void WriteText(const char* text) {
+    _write(g_errors, text, static_cast<unsigned>(std::strlen(text)));
+}
+
+/// Once: after `abort` the filter for crashes may come, too.
 void TellJob(const char* how) {
-    const LibraryJob* job = g_job.exchange(nullptr);
-    if (job == nullptr) return;
-    for (const char* text : {g_lineStart.load(), job->GetLine(), how})
-        _write(g_errors, text, static_cast<unsigned>(std::strlen(text)));
+    static std::atomic_flag isTold;
+    if (!IsLibraryAtWork() || isTold.test_and_set()) return;
+    WriteText(g_lineStart);
+    TellLibraryJobs(WriteText);
+    WriteText(how);
 }
 
 BOOL WINAPI EndByConsole(DWORD) {
@@ -85,7 +95,7 @@ void EndByAbort(int) {
 
 void EndByExit() {
     RemovePath();
-    if (g_job == nullptr) return;
+    if (!IsLibraryAtWork()) return;
     std::fflush(stdout);
     TellJob(" (it ended the program)\n");
     if (const auto* action = g_interruptAction.exchange(nullptr)) (*action)();
@@ -142,8 +152,7 @@ std::FILE* OpenTerminal() {
         SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) == FALSE)
         return nullptr;
     g_lineStart = "\r\033[K";
-    const int copy = _dup(kStandardError);
-    return copy < 0 ? nullptr : _fdopen(copy, "w");
+    return host::CopyStream(stderr);
 }
 
 int GetTerminalWidth(std::FILE* terminal) {
@@ -165,29 +174,29 @@ void RunWhenInterrupted(std::function<void()> action) {
     g_interruptAction = new std::function<void()>(std::move(action));  // for the rest of the program
 }
 
-LibraryJob::LibraryJob(const std::string& failure) : _line("nuvra-cl: " + failure), _outer(g_job) {
-    g_job = this;
-}
+void KeepSignals() {}
 
-LibraryJob::~LibraryJob() {
-    g_job = _outer;
+std::FILE* GetErrorStream() {
+    std::FILE* stream = g_errorStream;
+    return stream != nullptr ? stream : stderr;
 }
 
 SilencedStandardError::SilencedStandardError() {
+    const std::lock_guard guard(g_silenceLock);
+    if (g_silences++ > 0) return;
+    if (g_errorStream == nullptr) g_errorStream = host::CopyStream(stderr);
     const int nothing = _open("NUL", _O_WRONLY);
-    if (nothing < 0) return;
     std::fflush(stderr);
-    _saved = _dup(kStandardError);
-    if (_saved >= 0 && _dup2(nothing, kStandardError) == 0 && g_errors == kStandardError) g_errors = _saved;
-    _close(nothing);
+    if (g_errorStream != nullptr && nothing >= 0 && _dup2(nothing, kStandardError) == 0)
+        g_errors = _fileno(g_errorStream);
+    if (nothing >= 0) _close(nothing);
 }
 
 SilencedStandardError::~SilencedStandardError() {
-    if (_saved < 0) return;
+    const std::lock_guard guard(g_silenceLock);
+    if (--g_silences > 0 || g_errorStream == nullptr) return;
     std::fflush(stderr);
-    _dup2(_saved, kStandardError);
-    if (g_errors == _saved) g_errors = kStandardError;
-    _close(_saved);
+    _dup2(_fileno(g_errorStream), kStandardError);
 }
 
 Int64 GetMachineMemory() {

@@ -20,4 +20,8 @@ inline std::string ToText(const std::filesystem::path& path) {
 /// `std::fopen` for any file name; mode "x" creates the file and fails where it exists.
 std::FILE* OpenFile(const std::filesystem::path& path, const char* mode);
 
+/// Another stream to where `stream` writes now, and stays there if that one is redirected; null with `errno`
+/// set on failure.
+std::FILE* CopyStream(std::FILE* stream);
+
 }  // namespace nuvra::host
