@@ -12,6 +12,8 @@ class BandReader {
 public:
     /// Begins to read bands of `rows` rows, which is a multiple of the input's step.
     BandReader(PictureInput& in, Int64 rows) : _in(in), _rows(rows) { Start(); }
+    BandReader(const BandReader&) = delete;
+    BandReader& operator=(const BandReader&) = delete;
 
     /// Waits for the next band; `top` is its first row. An empty one after the last.
     Picture Take(Int64& top);
@@ -28,6 +30,8 @@ private:
 class BandWriter {
 public:
     explicit BandWriter(PictureOutput& out) : _out(out) {}
+    BandWriter(const BandWriter&) = delete;
+    BandWriter& operator=(const BandWriter&) = delete;
 
     /// Waits for the last band to be written and begins to write this one, which has a multiple of the
     /// output's step of rows or ends the picture.
