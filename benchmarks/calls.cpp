@@ -30,7 +30,7 @@ auto ThenFinish(Operation operation) {
 
 std::vector<Row> Calls::GetRows(bool withLimits) {
     const double call = withLimits ? 5 : 0;     // nanoseconds for what makes no object
-    const double object = withLimits ? 40 : 0;  // and for what makes one
+    const double object = withLimits ? 25 : 0;  // and for what makes one
     std::vector<Row> rows;
     const auto add = [&](const char* name, double allowedNs, auto operation) {
         rows.push_back({name,
