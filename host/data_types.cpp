@@ -37,14 +37,14 @@ Result<String> MakeText(T value) {
 }
 
 template <class T>
-Result<String> ToText(const void* value) {
+Result<String> WriteValue(const void* value) {
     if (value == nullptr) return String::FromCText("nullptr");
     return MakeText(*static_cast<const T*>(value));
 }
 
 template <class T>
 constexpr DataTypeRecord MakeHostDataType() {
-    DataTypeRecord record = MakeDataType<T>(AreEqual<T>, GetHash<T>, ToText<T>);
+    DataTypeRecord record = MakeDataType<T>(AreEqual<T>, GetHash<T>, WriteValue<T>);
     record.liveObjects = nullptr;  // the host's code is never unloaded
     return record;
 }

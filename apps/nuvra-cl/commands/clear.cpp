@@ -14,7 +14,7 @@ namespace nuvra::app {
 
 namespace {
 
-constexpr const char* kTask = "clearmem";
+constexpr const char* kClearTask = "clearmem";
 
 /// The buffer is filled and read in pieces; the pattern repeats after 256 bytes, so all begin alike.
 constexpr Int64 kPiece = Int64{16} << 20;
@@ -91,7 +91,7 @@ void ClearCommand::Clear(const Device& device, Int64 bufferSize, OutputFile& out
     parameters.buffer = &buffer;
     parameters.size = _size;
     parameters.value = static_cast<UChar>(_value);
-    device.Run(device.GetTask(kTask), kTask, &parameters);
+    device.Run(device.GetTask(kClearTask), kClearTask, &parameters);
     forEachPiece([&](size_t offset, size_t size) {
         device.Check(device.queue.EnqueueReadBuffer(buffer, true, offset, size, piece.data()),
                      "read the buffer");

@@ -18,7 +18,7 @@ namespace nuvra::app {
 
 namespace {
 
-constexpr const char* kTask = "crc32c";
+constexpr const char* kChecksumTask = "crc32c";
 constexpr const char* kStandardInput = "-";
 
 /// Closes all streams but the standard input.
@@ -35,7 +35,7 @@ class Checksummer {
 public:
     Checksummer(const Device& device, Int64 piece)
         : _device(device),
-          _task(device.GetTask(kTask)),
+          _task(device.GetTask(kChecksumTask)),
           _filling(device.Check(device.context.CreateCommandQueue(), "make a command queue")),
           _piece(static_cast<size_t>(piece)),
           _data{MakeBuffer(OpenCLMemoryFlags::READ_ONLY | OpenCLMemoryFlags::ALLOC_HOST_PTR, _piece),
@@ -96,7 +96,7 @@ private:
         parameters.crc = &_crc;
         parameters.size = static_cast<Int32>(size);
         parameters.start = isFirst;
-        _device.Run(_task, kTask, &parameters);
+        _device.Run(_task, kChecksumTask, &parameters);
     }
 
     const Device& _device;

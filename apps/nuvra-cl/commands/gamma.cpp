@@ -8,11 +8,11 @@ namespace nuvra::app {
 
 namespace {
 
-constexpr const char* kTask = "image.gamma";
+constexpr const char* kGammaTask = "image.gamma";
 
 class GammaCommand : public PictureCommand {
 public:
-    GammaCommand() : PictureCommand(kTask) {}
+    GammaCommand() : PictureCommand(kGammaTask) {}
 
     void AddOptions(CLI::App& app) override {
         PictureCommand::AddOptions(app);
@@ -35,7 +35,7 @@ protected:
         parameters.width = tile.width;
         parameters.height = tile.height;
         parameters.gamma = _gamma;
-        tile.device.Run(tile.task, kTask, &parameters);
+        tile.device.Run(tile.task, kGammaTask, &parameters);
     }
 
 private:

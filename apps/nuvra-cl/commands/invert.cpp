@@ -4,11 +4,11 @@ namespace nuvra::app {
 
 namespace {
 
-constexpr const char* kTask = "image.invert";
+constexpr const char* kInvertTask = "image.invert";
 
 class InvertCommand : public PictureCommand {
 public:
-    InvertCommand() : PictureCommand(kTask) {}
+    InvertCommand() : PictureCommand(kInvertTask) {}
 
 protected:
     void Execute(const Tile& tile) const override {
@@ -17,7 +17,7 @@ protected:
         parameters.destination = &tile.destination;
         parameters.width = tile.width;
         parameters.height = tile.height;
-        tile.device.Run(tile.task, kTask, &parameters);
+        tile.device.Run(tile.task, kInvertTask, &parameters);
     }
 };
 

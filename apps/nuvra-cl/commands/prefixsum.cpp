@@ -15,7 +15,7 @@ namespace nuvra::app {
 
 namespace {
 
-constexpr const char* kTask = "prefixsum";
+constexpr const char* kPrefixSumTask = "prefixsum";
 static_assert(std::endian::native == std::endian::little, "the files' byte order is the memory's");
 
 std::vector<UInt32> ReadWords(const std::string& path) {
@@ -55,12 +55,12 @@ public:
         const size_t count = words.size();
         Session session(environment);
         const Device device = session.OpenDevice();
-        const OpenCLTaskRef task = device.GetTask(kTask);
+        const OpenCLTaskRef task = device.GetTask(kPrefixSumTask);
         const Data asked = device.Check(Data::Of(static_cast<Int64>(count)), "count the values");
         const Data padded = task.QueryParameter(0, asked);
         const Int64* paddedCount = padded.Find<Int64>();
         if (paddedCount == nullptr)
-            throw Failure("the task " + Quote(kTask) + " gives no size for its buffers");
+            throw Failure("the task " + Quote(kPrefixSumTask) + " gives no size for its buffers");
 
         const size_t width = _pairs ? 2 : 1;
         const auto create = [&](size_t elements, const char* what) {
@@ -80,7 +80,7 @@ public:
         parameters.count = static_cast<Int64>(count);
         parameters.merge = _pairs;
         parameters.total = &total;
-        device.Run(task, kTask, &parameters);
+        device.Run(task, kPrefixSumTask, &parameters);
         words.resize(count * width);
         device.Check(
             device.queue.EnqueueReadBuffer(output, true, 0, words.size() * sizeof(UInt32), words.data()),

@@ -12,7 +12,7 @@ namespace nuvra::app {
 
 namespace {
 
-constexpr const char* kTask = "image.stereo.sbs";
+constexpr const char* kStereoTask = "image.stereo.sbs";
 
 class StereoCommand : public Command {
 public:
@@ -52,7 +52,7 @@ private:
     /// gives one to either half of the result; an odd width makes the right half the wider one.
     void Compose(const Device& device, const Picture& left, const Picture& right, Picture& out,
                  std::FILE* terminal) const {
-        const OpenCLTaskRef task = device.GetTask(kTask);
+        const OpenCLTaskRef task = device.GetTask(kStereoTask);
         PixelTransfer leftTransfer(device, left);
         PixelTransfer rightTransfer(device, right);
         TileImages images(device);
@@ -80,7 +80,7 @@ private:
             parameters.destination = &images[2];
             parameters.width = piece.width;
             parameters.height = piece.height;
-            device.Run(task, kTask, &parameters);
+            device.Run(task, kStereoTask, &parameters);
             const Int64 half = piece.width / 2;
             const Int64 x = piece.x / 2;
             if (half > 0) leftTransfer.Fetch(images[2], 0, 0, out, {x, piece.y, half, piece.height});

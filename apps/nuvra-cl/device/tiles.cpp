@@ -9,7 +9,7 @@ namespace nuvra::app {
 
 namespace {
 
-constexpr Int64 kSmallestLimit = 64;
+constexpr Int64 kSmallestTile = 64;
 
 /// Runtimes differ: some return CL_INVALID_OPERATION for any image that they cannot make.
 bool MayBeTooLarge(const ErrorRef& error) {
@@ -39,7 +39,7 @@ bool TileImages::CanMake(const TilePlan& plan) {
 }
 
 Extent TileImages::Fit(Extent limit, const std::function<TilePlan(const Extent& limit)>& plan) {
-    while (std::max(limit.width, limit.height) > kSmallestLimit && !CanMake(plan(limit))) {
+    while (std::max(limit.width, limit.height) > kSmallestTile && !CanMake(plan(limit))) {
         Int64& longer = limit.width > limit.height ? limit.width : limit.height;
         longer = (longer + 1) / 2;
     }

@@ -64,7 +64,7 @@ void EncodeBmp(const ByteSink& sink, const Image& image) {
                                          image.channelCount, image.samples));
 }
 
-struct Format {
+struct FileFormat {
     const char* name;
     std::vector<const char*> extensions;
     bool has16Bits;
@@ -73,22 +73,22 @@ struct Format {
     void (*encode)(const ByteSink& sink, const Image& image);
 };
 
-const Format kFormats[] = {
+const FileFormat kWriters[] = {
     {"png", {"png"}, true, {1, 2, 3, 4}, std::numeric_limits<int>::max(), EncodePng},
     {"jpeg", {"jpg", "jpeg"}, false, {1, 3}, 65500, EncodeJpeg},
     {"bmp", {"bmp"}, false, {1, 3, 4}, 16384, EncodeBmp},
 };
 
 /// Null for an unknown one.
-const Format* FindFormat(std::string wanted) {
+const FileFormat* FindFormat(std::string wanted) {
     for (char& c : wanted) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    for (const Format& format : kFormats)
+    for (const FileFormat& format : kWriters)
         if (wanted == format.name || std::ranges::find(format.extensions, wanted) != format.extensions.end())
             return &format;
     return nullptr;
 }
 
-void CheckFits(const std::string& name, const Format& format, const PictureHead& picture) {
+void CheckFits(const std::string& name, const FileFormat& format, const PictureHead& picture) {
     const auto fail = [&](const std::string& what) {
         throw Failure("cannot write " + Quote(name) + ": the format " + format.name + what);
     };
@@ -114,7 +114,7 @@ std::vector<unsigned char> RoundToBytes(const std::vector<unsigned char>& sample
 /// Keeps the picture until it is whole, as the encoders take it so.
 class Writer : public PictureWriter {
 public:
-    Writer(const std::filesystem::path& file, const Format& format, const std::string& name,
+    Writer(const std::filesystem::path& file, const FileFormat& format, const std::string& name,
            const PictureHead& picture)
         : _file(file), _format(format), _name(name), _picture(picture) {
         CheckFits(name, format, picture);
@@ -154,7 +154,7 @@ private:
     }
 
     const std::filesystem::path _file;
-    const Format& _format;
+    const FileFormat& _format;
     const std::string _name;
     const PictureHead& _picture;
     std::vector<unsigned char> _samples;
@@ -165,7 +165,7 @@ private:
 std::string ChooseFormat(const std::string& name, const PictureHead& picture) {
     const std::string extension = host::ToText(host::ToPath(name).extension());
     const std::string asked = extension.empty() ? picture.format : extension.substr(1);
-    if (const Format* format = FindFormat(asked)) return format->name;
+    if (const FileFormat* format = FindFormat(asked)) return format->name;
     throw Failure("cannot write " + Quote(name) + ": no picture format that can be written is called " +
                   Quote(asked));
 }
