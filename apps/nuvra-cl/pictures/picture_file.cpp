@@ -84,7 +84,11 @@ PictureInput::PictureInput(const std::string& name, const MemoryLimit& limit) : 
 }
 
 PictureInput::~PictureInput() {
-    if (_reader != nullptr) Guard([&] { _reader.reset(); });
+    try {
+        Guard([&] { _reader.reset(); });
+    } catch (const std::exception&) {
+        // Without memory for the guard's texts the file is closed unguarded, behind this.
+    }
 }
 
 void PictureInput::Read(Int64 begin, Int64 end, unsigned char* pixels) {
@@ -106,7 +110,11 @@ PictureOutput::PictureOutput(const std::string& name, const PictureHead& picture
 }
 
 PictureOutput::~PictureOutput() {
-    if (_writer != nullptr) Guard([&] { _writer.reset(); });
+    try {
+        if (_writer != nullptr) Guard([&] { _writer.reset(); });
+    } catch (const std::exception&) {
+        // As above.
+    }
 }
 
 void PictureOutput::Write(Int64 begin, Int64 end, const unsigned char* pixels) {

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
-#include "pictures/picture_library.h"
+#include "pictures/picture_operations.h"
 
-/// The library's operations, and what they share.
+/// What the library's operations share.
 namespace nuvra::app {
 
 struct PictureOrigin {
@@ -29,12 +29,5 @@ inline Int64 GetRowStep(const OIIO::ImageSpec& spec) {
 /// they are damaged.
 bool ReadRows(OIIO::ImageInput& input, const OIIO::ImageSpec& spec, Int64 begin, Int64 end,
               OIIO::TypeDesc type, void* pixels);
-
-std::unique_ptr<PictureReader> OpenReader(const std::string& name, const CheckClaim& check);
-std::string ChooseFormat(const std::string& name, const PictureHead& picture);
-std::unique_ptr<PictureWriter> OpenWriter(const std::filesystem::path& file, const std::string& format,
-                                          const std::string& name, const PictureHead& picture);
-Thumbnail Shrink(const Picture& picture, int width, int height);
-bool DrawTexts(Picture& sheet, const std::vector<TextLine>& lines);
 
 }  // namespace nuvra::app

@@ -1,10 +1,10 @@
 #include "nuvra/module.h"
-#include "pictures/openimageio/picture_files.h"
+#include "pictures/picture_operations.h"
 
 namespace nuvra::app {
 
 /// What the program looks up. C linkage leaves the name undecorated.
 extern "C" NUVRA_EXPORT const PictureLibrary g_pictureLibrary;
-constinit const PictureLibrary g_pictureLibrary{OpenReader, ChooseFormat, OpenWriter, Shrink, DrawTexts};
+constinit const PictureLibrary g_pictureLibrary = kPictureOperations;
 
 }  // namespace nuvra::app

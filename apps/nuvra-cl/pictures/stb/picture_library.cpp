@@ -1,4 +1,4 @@
-#include "pictures/stb/picture_files.h"
+#include "pictures/picture_operations.h"
 
 namespace nuvra::app {
 
@@ -10,8 +10,7 @@ const char* const kFontAdvice = "install Arial, Tahoma or DejaVu Sans";
 
 /// Part of the program, as it brings no other libraries along.
 const PictureLibrary& GetPictureLibrary() {
-    static constexpr PictureLibrary kLibrary{OpenReader, ChooseFormat, OpenWriter, Shrink, DrawTexts};
-    return kLibrary;
+    return kPictureOperations;
 }
 
 }  // namespace nuvra::app

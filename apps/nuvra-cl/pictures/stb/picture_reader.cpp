@@ -11,7 +11,7 @@
 
 #include "console/failure.h"
 #include "nuvra/host/file_name.h"
-#include "pictures/stb/picture_files.h"
+#include "pictures/picture_operations.h"
 
 namespace nuvra::app {
 

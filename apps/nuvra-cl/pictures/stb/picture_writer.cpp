@@ -9,7 +9,7 @@
 
 #include "console/failure.h"
 #include "nuvra/host/file_name.h"
-#include "pictures/stb/picture_files.h"
+#include "pictures/picture_operations.h"
 #include "pictures/stb/png_writer.h"
 
 namespace nuvra::app {

@@ -10,7 +10,7 @@
 #include <iterator>
 
 #include "console/failure.h"
-#include "pictures/stb/picture_files.h"
+#include "pictures/picture_operations.h"
 
 namespace nuvra::app {
 
